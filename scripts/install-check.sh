@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Installs the library into a scratch prefix and builds a consumer that only
+# includes <EngineCoreSystem.h>, once through find_package and once through pkg-config.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+prefix="$PWD/build/check-install"
+rm -rf "$prefix" build/check-consumer
+cmake -S . -B build/check -G Ninja -DCMAKE_BUILD_TYPE=Release -DECS_BUILD_TESTS=OFF \
+      -DECS_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_PREFIX="$prefix" >/dev/null
+cmake --build build/check -j "$(nproc)"
+cmake --install build/check >/dev/null
+cmake -S examples -B build/check-consumer -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build build/check-consumer
+LD_LIBRARY_PATH="$prefix/lib" ./build/check-consumer/hello >/dev/null
+PKG_CONFIG_PATH="$prefix/lib/pkgconfig" \
+    c++ examples/hello.cpp $(PKG_CONFIG_PATH="$prefix/lib/pkgconfig" pkg-config --cflags --libs EngineCoreSystem) \
+    -o build/check-consumer/hello-pc
+LD_LIBRARY_PATH="$prefix/lib" ./build/check-consumer/hello-pc >/dev/null
+echo "installed package: find_package and pkg-config consumers build and run"

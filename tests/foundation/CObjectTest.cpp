@@ -1,0 +1,157 @@
+#include <foundation/CObject.h>
+#include <foundation/CObjectPtr.h>
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using namespace Trell;
+
+namespace {
+
+// Counts live instances so that tests can see exactly when an object dies.
+class CCounted : public CObject
+{
+    TRELL_DECLARE_ALLOCATOR(u"CCounted")
+public:
+    explicit CCounted(int* live) : m_live(live) { ++*m_live; }
+    CCounted(const CCounted& other) : CObject(other), m_live(other.m_live) { ++*m_live; }
+    CCounted& operator=(const CCounted& other)
+    {
+        CObject::operator=(other);
+        return *this;
+    }
+    ~CCounted() override { --*m_live; }
+    void reset() override { resetCalls++; }
+    int resetCalls = 0;
+
+private:
+    int* m_live;
+};
+
+class CDerivedCounted : public CCounted
+{
+    TRELL_DECLARE_ALLOCATOR(u"CDerivedCounted")
+public:
+    using CCounted::CCounted;
+};
+
+class CKeepingPool : public CObjectPoolRef
+{
+public:
+    void returnObject(CObject* object) override { kept.push_back(object); }
+    std::vector<CObject*> kept;
+};
+
+} // namespace
+
+TEST(CObject, ReleaseOnFreshObjectKeepsItAlive)
+{
+    int live = 0;
+    auto* object = new CCounted(&live);
+    object->release();
+    EXPECT_EQ(live, 1);
+    EXPECT_EQ(object->getRef(), 0);
+    delete object;
+    EXPECT_EQ(live, 0);
+}
+
+TEST(CObject, LastReleaseDeletesOrReturnsToPool)
+{
+    int live = 0;
+    auto* object = new CCounted(&live);
+    object->addRef();
+    object->addRef();
+    object->release();
+    EXPECT_EQ(live, 1);
+    object->release();
+    EXPECT_EQ(live, 0);
+
+    CKeepingPool pool;
+    auto* pooled = new CCounted(&live);
+    pooled->setObjectPool(&pool);
+    pooled->addRef();
+    pooled->release();
+    ASSERT_EQ(pool.kept.size(), 1u);
+    EXPECT_EQ(pool.kept[0], pooled);
+    EXPECT_EQ(live, 1) << "a pooled object is handed back, not deleted";
+    pooled->setObjectPool(nullptr);
+    delete pooled;
+}
+
+TEST(CObject, CopyCarriesCountAndPool)
+{
+    int live = 0;
+    CKeepingPool pool;
+    CCounted original(&live);
+    original.setObjectPool(&pool);
+    original.addRef();
+    original.addRef();
+    original.addRef();
+    CCounted copy(original);
+    EXPECT_EQ(copy.getRef(), 3);
+    EXPECT_EQ(copy.getObjectPool(), &pool);
+
+    CCounted assigned(&live);
+    assigned = original;
+    EXPECT_EQ(assigned.getRef(), 3);
+}
+
+TEST(CObjectPtr, HoldsExactlyOneReference)
+{
+    int live = 0;
+    {
+        CObjectPtr<CCounted> first(new CCounted(&live));
+        EXPECT_EQ(first->getRef(), 1);
+        {
+            CObjectPtr<CCounted> second(first);
+            EXPECT_EQ(first->getRef(), 2);
+            EXPECT_TRUE(second == first);
+            CObjectPtr<CObject> base(second);
+            EXPECT_EQ(first->getRef(), 3);
+            EXPECT_TRUE(base == first);
+        }
+        EXPECT_EQ(first->getRef(), 1);
+        EXPECT_EQ(live, 1);
+    }
+    EXPECT_EQ(live, 0);
+}
+
+TEST(CObjectPtr, ResetAssignAndMove)
+{
+    int live = 0;
+    CObjectPtr<CCounted> ptr(new CCounted(&live));
+    CCounted* raw = ptr.get();
+    ptr.reset(raw); // resetting to the same object must not kill it
+    EXPECT_EQ(live, 1);
+    EXPECT_EQ(raw->getRef(), 1);
+
+    ptr = new CDerivedCounted(&live);
+    EXPECT_EQ(live, 1) << "the first object died when its only holder moved on";
+
+    CObjectPtr<CCounted> moved(std::move(ptr));
+    EXPECT_FALSE(ptr);
+    EXPECT_TRUE(moved);
+    EXPECT_EQ(moved->getRef(), 1);
+
+    CObjectPtr<CCounted> other;
+    other = moved;
+    EXPECT_EQ((*other).getRef(), 2);
+    other = std::move(moved);
+    EXPECT_EQ(other->getRef(), 1);
+    other.reset();
+    EXPECT_TRUE(other == nullptr);
+    EXPECT_EQ(live, 0);
+}
+
+TEST(CObjectPtr, PooledObjectGoesBackToPool)
+{
+    int live = 0;
+    CKeepingPool pool;
+    auto* object = new CCounted(&live);
+    object->setObjectPool(&pool);
+    { CObjectPtr<CCounted> holder(object); }
+    ASSERT_EQ(pool.kept.size(), 1u);
+    EXPECT_EQ(live, 1);
+    delete object;
+}

@@ -1,0 +1,3 @@
+list(APPEND ECS_TESTS
+    foundation/CObjectTest.cpp
+)
