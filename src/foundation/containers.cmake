@@ -1,0 +1,3 @@
+list(APPEND ECS_HEADERS
+    include/foundation/Containers.h
+)

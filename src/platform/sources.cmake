@@ -1,0 +1,1 @@
+list(APPEND ECS_HEADERS include/platform/Platform.h)

@@ -1,0 +1,1 @@
+list(APPEND ECS_HEADERS include/system/System.h)

@@ -1,0 +1,3 @@
+list(APPEND ECS_HEADERS include/text/Text.h)
+include(src/text/string.cmake)
+include(src/text/converter.cmake)

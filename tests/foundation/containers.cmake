@@ -1,0 +1,1 @@
+# Container and object-factory tests.

@@ -1,0 +1,1 @@
+# CStringCore and CString tests.
