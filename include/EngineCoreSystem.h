@@ -1,7 +1,10 @@
 #pragma once
 
 // Umbrella header: every public header of the library, family by family.
+#include <document/Document.h>
 #include <foundation/Foundation.h>
+#include <message/Message.h>
 #include <platform/Platform.h>
 #include <system/System.h>
 #include <text/Text.h>
+#include <timer/Timer.h>

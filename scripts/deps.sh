@@ -2,8 +2,11 @@
 # Installs the Debian packages the build, tests and benchmarks need; runs
 # apt-get only when something is missing.
 set -euo pipefail
+# valgrind ships <valgrind/valgrind.h> and <valgrind/memcheck.h>, with which
+# the memory manager announces its pool blocks; mimalloc and jemalloc are
+# peers in the memory benchmark.
 packages=(cmake ninja-build g++ clang pkg-config libgtest-dev libgmock-dev
-          libbenchmark-dev libicu-dev)
+          libbenchmark-dev libicu-dev valgrind libmimalloc-dev libjemalloc-dev)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -8,13 +8,22 @@
 namespace Trell {
 
 // Static front-end of the library's allocator. Every library class allocates
-// through it (see TRELL_DECLARE_ALLOCATOR). While the memory manager is not
-// active, requests go to the system heap and class identifiers are 0.
+// through it (see TRELL_DECLARE_ALLOCATOR). While the memory manager
+// (CMemManager) is active, requests go to it; before it is constructed and
+// after it is destroyed they go to the system heap, and class identifiers are
+// 0 unless the manager runs in checking mode. Any thread may call these.
+// A block must be freed in the same regime it was allocated in: a system-heap
+// block handed to the active manager is refused as a foreign pointer.
 class ECS_API CMemory
 {
 public:
+    // Null when the memory cannot be had (after the manager's listener retry).
     static void* malloc(unsigned int size, unsigned int classId);
+    // Null is ignored; a pointer the manager did not hand out is refused
+    // with a console warning and nothing is freed.
     static void free(void* p);
+    // The class's identifier for the memory report: 1, 2, 3 ... in order of
+    // first registration; 0 unless the manager is active in checking mode.
     static unsigned int registClassName(const char16_t* name);
 
     // Used by the per-class operators: registers the class name the first time

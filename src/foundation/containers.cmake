@@ -1,3 +1,17 @@
 list(APPEND ECS_HEADERS
     include/foundation/Containers.h
+    include/foundation/CArrayPtr.h
+    include/foundation/CCompare.h
+    include/foundation/CDataArray.h
+    include/foundation/CDataList.h
+    include/foundation/CDataMap.h
+    include/foundation/CObjectArray.h
+    include/foundation/CObjectFactory.h
+    include/foundation/CObjectList.h
+    include/foundation/CObjectMap.h
+    include/foundation/CSet.h
+)
+list(APPEND ECS_SOURCES
+    src/foundation/CCompare.cpp
+    src/foundation/CObjectFactory.cpp
 )

@@ -1,7 +1,38 @@
+# Memory manager: CMemory front-end, the manager, its pooled allocator and the
+# checker of checking mode.
+option(ECS_MEMORY_CHECKING
+    "Memory manager checking mode: guarded live-block list, per-class statistics and the memory report"
+    OFF)
+
 list(APPEND ECS_HEADERS
     include/foundation/CMemory.h
+    include/foundation/CMemManager.h
+    include/foundation/CMemAllocator.h
+    include/foundation/CMemChecker.h
+    include/foundation/IMemManagerListener.h
     include/foundation/MemoryManager.h
 )
-list(APPEND ECS_SOURCES
+set(ECS_MEMORY_SOURCES
     src/foundation/CMemory.cpp
+    src/foundation/CMemManager.cpp
+    src/foundation/CMemAllocator.cpp
+    src/foundation/CMemChecker.cpp
 )
+list(APPEND ECS_SOURCES
+    ${ECS_MEMORY_SOURCES}
+    src/foundation/MemInternal.h
+    src/foundation/MemSpinLock.h
+    src/foundation/MemTesting.h
+)
+
+# The switch is private to these files: nothing outside the manager changes
+# with it, and tests ask CMemManager::isCheckingMode() at run time.
+if(ECS_MEMORY_CHECKING)
+    set_property(SOURCE ${ECS_MEMORY_SOURCES} APPEND PROPERTY COMPILE_DEFINITIONS ECS_MEMORY_CHECKING=1)
+endif()
+# The allocation path crosses these files on every malloc and free; without
+# semantic interposition GCC may call the exported functions directly instead
+# of through the PLT (no one interposes them).
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    set_property(SOURCE ${ECS_MEMORY_SOURCES} APPEND PROPERTY COMPILE_OPTIONS -fno-semantic-interposition)
+endif()

@@ -1,1 +1,32 @@
-list(APPEND ECS_HEADERS include/platform/Platform.h)
+list(APPEND ECS_HEADERS
+    include/platform/Platform.h
+    include/platform/IPlatformFactory.h
+    include/platform/CPlatformFactory.h
+    include/platform/ISystem.h
+    include/platform/IPath.h
+    include/platform/IFile.h
+    include/platform/IFolder.h
+    include/platform/ILibraryLoader.h
+    include/platform/ISyncObject.h
+    include/platform/IWaitObject.h
+    include/platform/IThread.h
+    include/platform/IShareMemory.h
+    include/platform/ISocketClient.h
+    include/platform/ISocketServer.h
+    include/platform/IPlayerMP3.h
+    include/platform/ISurface.h
+    include/platform/CSyncObject.h
+    include/platform/CAutoSync.h
+    include/platform/CWaitObject.h
+    include/platform/CThread.h
+)
+list(APPEND ECS_SOURCES
+    src/platform/PlatformImp.h
+    src/platform/PlatformLog.h
+    src/platform/PlatformLog.cpp
+    src/platform/CPlatformFactory.cpp
+    src/platform/CSyncObject.cpp
+    src/platform/CAutoSync.cpp
+    src/platform/CWaitObject.cpp
+    src/platform/CThread.cpp
+)

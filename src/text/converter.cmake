@@ -1,3 +1,12 @@
 list(APPEND ECS_HEADERS
     include/text/CStringConverter.h
 )
+list(APPEND ECS_SOURCES
+    src/text/CStringConverter.cpp
+    src/text/CStringConverterFormat.cpp
+    src/text/CStringConverterNumber.cpp
+    src/text/Utf8Codec.h
+    src/text/Utf8Codec.cpp
+    src/platform/CodePage.h
+    src/platform/posix/CodePage.cpp
+)

@@ -2,3 +2,7 @@ list(APPEND ECS_HEADERS
     include/text/CStringCore.h
     include/text/CString.h
 )
+list(APPEND ECS_SOURCES
+    src/text/CStringCore.cpp
+    src/text/CString.cpp
+)

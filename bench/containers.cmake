@@ -1,0 +1,1 @@
+ecs_add_benchmark(bench_containers bench_containers.cpp)

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <foundation/CMemory.h>
+#include <foundation/Export.h>
+
+namespace Trell {
+
+class CObject;
+
+// The extra listener a system message may carry; it hears the message after
+// the message center's listener, on the thread that handles messages.
+class ECS_API IMsgSystemListener
+{
+    TRELL_DECLARE_ALLOCATOR(u"IMsgSystemListener")
+
+public:
+    virtual ~IMsgSystemListener() {}
+    // pData is the payload itself (may be null; no reference is added).
+    virtual void onHandleSystemMessage(unsigned int uiCommand, CObject* pData) = 0;
+};
+
+} // namespace Trell

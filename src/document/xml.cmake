@@ -1,0 +1,13 @@
+list(APPEND ECS_HEADERS
+    include/document/IXMLParserListener.h
+    include/document/CXMLHelper.h
+    include/document/CXMLElement.h
+    include/document/CXMLParser.h
+    include/document/CCSVParser.h
+)
+list(APPEND ECS_SOURCES
+    src/document/CXMLHelper.cpp
+    src/document/CXMLElement.cpp
+    src/document/CXMLParser.cpp
+    src/document/CCSVParser.cpp
+)

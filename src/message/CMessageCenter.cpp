@@ -1,0 +1,442 @@
+#include <message/CMessageCenter.h>
+
+#include <message/CMessages.h>
+#include <platform/CAutoSync.h>
+#include <timer/CMsgTimer.h>
+
+#include "message/MessageClock.h"
+
+namespace Trell {
+
+namespace {
+
+// Key codes and statuses that drive the modifier flags.
+const unsigned int KEY_SHIFT = 16;
+const unsigned int KEY_CTRL = 17;
+const unsigned int KEY_ALT = 18;
+
+bool isRender(const CBaseMessage* pMessage)
+{
+    return pMessage->getType() == CBaseMessage::MESSAGE_TYPE_RENDER;
+}
+
+} // namespace
+
+CMessageCenter* CMessageCenter::s_pInstance = nullptr;
+
+CMessageCenter* CMessageCenter::getInstance()
+{
+    if (!s_pInstance)
+        s_pInstance = new CMessageCenter();
+    return s_pInstance;
+}
+
+void CMessageCenter::deleteInstance()
+{
+    delete s_pInstance;
+    s_pInstance = nullptr;
+}
+
+CMessageCenter::CMessageCenter()
+    : CObject(),
+      m_pListener(nullptr),
+      m_listCommand(true),
+      m_listInput(true),
+      m_listData(true),
+      m_listTimer(true),
+      m_listRender(true),
+      m_uiPhase(PHASE_USER),
+      m_bLocked(false),
+      m_bCtrlPressed(false),
+      m_bShiftPressed(false),
+      m_bAltPressed(false)
+{
+    // Input weighs 10, data 5, timer 2, render of the user phase 1.
+    m_aryListInfo.reserve(4);
+    m_aryListInfo.add(tagMessageListInfo{1, 0, 0, 10});
+    m_aryListInfo.add(tagMessageListInfo{2, 0, 0, 5});
+    m_aryListInfo.add(tagMessageListInfo{3, 0, 0, 2});
+    m_aryListInfo.add(tagMessageListInfo{4, 0, 0, 1});
+}
+
+CMessageCenter::~CMessageCenter()
+{
+    // The owning lists destroy whatever is still queued.
+}
+
+// --- Pushes building a message ---
+
+void CMessageCenter::pushQuitMessage()
+{
+    pushMessage(new CMsgQuit());
+}
+
+void CMessageCenter::pushRenderMessage(unsigned int uiID)
+{
+    {
+        CAutoSync autoSync(m_syncObject);
+        if (hasRenderMessageAtLast(getPhaseList(), uiID))
+            return;
+    }
+    pushMessage(new CMsgRender(uiID));
+}
+
+void CMessageCenter::pushSystemMessage(unsigned int uiCommand, CObject* pData, IMsgSystemListener* pListener)
+{
+    pushMessage(new CMsgSystem(uiCommand, pData, pListener));
+}
+
+void CMessageCenter::pushUserMessage(unsigned int uiCommand, CObject* pData, IMsgUserListener* pListener)
+{
+    pushMessage(new CMsgUser(uiCommand, pData, pListener));
+}
+
+void CMessageCenter::pushGestureMessage(unsigned int uiGesture, unsigned int uiID, CObject* pData)
+{
+    pushMessage(new CMsgGesture(uiGesture, uiID, pData));
+}
+
+void CMessageCenter::pushHardkeyMessage(unsigned int uiKeyCode, unsigned int uiKeyStatus)
+{
+    bool* pFlag = nullptr;
+    if (uiKeyCode == KEY_CTRL)
+        pFlag = &m_bCtrlPressed;
+    else if (uiKeyCode == KEY_SHIFT)
+        pFlag = &m_bShiftPressed;
+    else if (uiKeyCode == KEY_ALT)
+        pFlag = &m_bAltPressed;
+    if (pFlag) {
+        if (uiKeyStatus >= 1 && uiKeyStatus <= 3)
+            *pFlag = true;
+        else if (uiKeyStatus == 4 || uiKeyStatus == 5)
+            *pFlag = false;
+    }
+    pushMessage(new CMsgHardkey(uiKeyCode, uiKeyStatus));
+}
+
+void CMessageCenter::pushIMEMessage(const CString& strText)
+{
+    pushMessage(new CMsgIME(strText));
+}
+
+void CMessageCenter::pushVoiceContentMessage(const CString& strText)
+{
+    pushMessage(new CMsgVoiceContent(strText));
+}
+
+void CMessageCenter::pushLogicEventMessage(unsigned int uiEvent)
+{
+    pushMessage(new CMsgLogicEvent(uiEvent));
+}
+
+void CMessageCenter::pushDataContextMessage(unsigned int uiID, CObject* pData)
+{
+    pushMessage(new CMsgDataContext(uiID, pData));
+}
+
+void CMessageCenter::pushTouchMessage(unsigned int uiSurface, unsigned int uiCursor, int iX, int iY,
+                                      unsigned int uiStatus)
+{
+    if (uiStatus > 2)
+        return;
+    routeTouchPoint(uiSurface, uiCursor, iX, iY, uiStatus);
+}
+
+void CMessageCenter::routeTouchPoint(unsigned int uiSurface, unsigned int uiCursor, int iX, int iY,
+                                     unsigned int uiStatus)
+{
+    // The cursor managers belong to the surfaces, which are not part of this
+    // build yet: once they are, this hands the point to the cursor manager of
+    // CSurface::getInstance(uiSurface, true) (0 adds, 1 updates, 2 removes),
+    // and that manager queues the touch message. Until then the point is dropped.
+    (void)uiSurface;
+    (void)uiCursor;
+    (void)iX;
+    (void)iY;
+    (void)uiStatus;
+}
+
+// --- Intake ---
+
+void CMessageCenter::pushMessage(CBaseMessage* pMessage)
+{
+    if (!pMessage)
+        return;
+    if (m_bLocked) {
+        delete pMessage;
+        notifyMessageAvailable();
+        return;
+    }
+    CBaseMessage* pRejected = nullptr;
+    {
+        CAutoSync autoSync(m_syncObject);
+        switch (pMessage->getType()) {
+        case CBaseMessage::MESSAGE_TYPE_RENDER:
+            pushRenderMessage(getPhaseList(), pMessage, m_uiPhase == PHASE_INPUT);
+            break;
+        case CBaseMessage::MESSAGE_TYPE_SYSTEM:
+        case CBaseMessage::MESSAGE_TYPE_QUIT:
+            if (!m_listCommand.add(pMessage))
+                pRejected = pMessage;
+            break;
+        case CBaseMessage::MESSAGE_TYPE_TOUCH:
+        case CBaseMessage::MESSAGE_TYPE_GESTURE:
+        case CBaseMessage::MESSAGE_TYPE_HARDKEY:
+        case CBaseMessage::MESSAGE_TYPE_IME:
+        case CBaseMessage::MESSAGE_TYPE_LOGIC_EVENT:
+        case CBaseMessage::MESSAGE_TYPE_VOICE_CONTENT:
+            pushInputMessage(pMessage);
+            m_uiPhase = PHASE_INPUT;
+            break;
+        case CBaseMessage::MESSAGE_TYPE_DATA_CONTEXT:
+        case CBaseMessage::MESSAGE_TYPE_SHARE_MEMORY:
+        case CBaseMessage::MESSAGE_TYPE_DATA_TRANSFER:
+        case CBaseMessage::MESSAGE_TYPE_HTTP_CONNECTOR:
+        case CBaseMessage::MESSAGE_TYPE_WEB_BROWSER:
+            pushDataMessage(pMessage);
+            m_uiPhase = PHASE_DATA;
+            break;
+        case CBaseMessage::MESSAGE_TYPE_TIMER:
+            pushTimerMessage(pMessage);
+            m_uiPhase = PHASE_TIMER;
+            break;
+        case CBaseMessage::MESSAGE_TYPE_USER:
+            pushUserMessage(pMessage);
+            m_uiPhase = PHASE_USER;
+            break;
+        default:
+            pRejected = pMessage;
+            break;
+        }
+    }
+    // Destroyed outside the lock: a payload's destructor may do anything.
+    delete pRejected;
+    notifyMessageAvailable();
+}
+
+void CMessageCenter::notifyMessageAvailable()
+{
+    if (IMessageCenterListener* pListener = m_pListener)
+        pListener->onMessageAvailable();
+}
+
+void CMessageCenter::pushInputMessage(CBaseMessage* pMessage)
+{
+    if (!m_listInput.add(pMessage))
+        delete pMessage;
+}
+
+void CMessageCenter::pushDataMessage(CBaseMessage* pMessage)
+{
+    if (!m_listData.add(pMessage))
+        delete pMessage;
+}
+
+void CMessageCenter::pushTimerMessage(CBaseMessage* pMessage)
+{
+    CBaseMessage* pLast = m_listTimer.getLast();
+    if (pLast && pMessage->getType() == CBaseMessage::MESSAGE_TYPE_TIMER
+        && pLast->getType() == CBaseMessage::MESSAGE_TYPE_TIMER) {
+        // Checks nobody has handled yet become one message, so a slow
+        // consumer gets one message per backlog.
+        static_cast<CMsgTimer*>(pLast)->margeDataFrom(static_cast<CMsgTimer*>(pMessage));
+        delete pMessage;
+        return;
+    }
+    if (!m_listTimer.add(pMessage))
+        delete pMessage;
+}
+
+void CMessageCenter::pushUserMessage(CBaseMessage* pMessage)
+{
+    if (!m_listCommand.add(pMessage))
+        delete pMessage;
+}
+
+void CMessageCenter::pushRenderMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, bool bCoalesce)
+{
+    const unsigned int uiID = pMessage->getID();
+    if (bCoalesce && list.moveLast() && list.movePrev()) {
+        // From the second-to-last element towards the head; the last one is
+        // judged below.
+        for (;;) {
+            CBaseMessage* pCurrent = list.getCurrent();
+            if (isRender(pCurrent) && pCurrent->getID() == uiID) {
+                // The cursor moves on to the next element; step back past it.
+                list.removeCurrent();
+                if (!list.movePrev())
+                    break;
+            } else if (!list.movePrev()) {
+                break;
+            }
+        }
+    }
+    CBaseMessage* pLast = list.getLast();
+    if (pLast && isRender(pLast) && pLast->getID() == uiID) {
+        delete pMessage;
+        return;
+    }
+    if (!list.add(pMessage))
+        delete pMessage;
+}
+
+bool CMessageCenter::hasRenderMessageAtLast(CObjectList<CBaseMessage>& list, unsigned int uiID)
+{
+    if (!list.moveLast())
+        return false;
+    do {
+        CBaseMessage* pCurrent = list.getCurrent();
+        if (!isRender(pCurrent))
+            return false;
+        if (pCurrent->getID() == uiID)
+            return true;
+    } while (list.movePrev());
+    return false;
+}
+
+CObjectList<CBaseMessage>& CMessageCenter::getPhaseList()
+{
+    switch (m_uiPhase) {
+    case PHASE_INPUT: return m_listInput;
+    case PHASE_DATA: return m_listData;
+    case PHASE_TIMER: return m_listTimer;
+    default: return m_listRender;
+    }
+}
+
+CObjectList<CBaseMessage>* CMessageCenter::getScheduledList(unsigned int uiListNumber)
+{
+    switch (uiListNumber) {
+    case 1: return &m_listInput;
+    case 2: return &m_listData;
+    case 3: return &m_listTimer;
+    case 4: return &m_listRender;
+    default: return nullptr;
+    }
+}
+
+// --- Consumer ---
+
+CObjectPtr<CBaseMessage> CMessageCenter::popMessage()
+{
+    {
+        CAutoSync autoSync(m_syncObject);
+        if (CBaseMessage* pCommand = m_listCommand.takeFirst())
+            return CObjectPtr<CBaseMessage>(pCommand);
+    }
+
+    // Scoring runs outside the lock: only the consumer touches the table.
+    const unsigned int uiNow = MessageClock::now();
+    const unsigned int uiRows = m_aryListInfo.getCount();
+    tagMessageListInfo* pRows = m_aryListInfo.getData();
+    for (unsigned int i = 0; i < uiRows; ++i)
+        pRows[i].uiScore = (uiNow - pRows[i].uiLastTime) * pRows[i].uiWeight;
+    // Swapping only on a strictly smaller score keeps rows with equal scores
+    // in their order, and the table stays in its sorted order between pops:
+    // both decide ties and are relied upon.
+    for (unsigned int uiPass = 0; uiPass + 1 < uiRows; ++uiPass) {
+        for (unsigned int j = 0; j + 1 < uiRows - uiPass; ++j) {
+            if (pRows[j + 1].uiScore < pRows[j].uiScore) {
+                tagMessageListInfo tmp = pRows[j];
+                pRows[j] = pRows[j + 1];
+                pRows[j + 1] = tmp;
+            }
+        }
+    }
+
+    CBaseMessage* pMessage = nullptr;
+    {
+        CAutoSync autoSync(m_syncObject);
+        for (unsigned int i = uiRows; i-- > 0;) {
+            CObjectList<CBaseMessage>* pList = getScheduledList(pRows[i].uiListNumber);
+            if (pList && !pList->isEmpty()) {
+                pMessage = pList->takeFirst();
+                pRows[i].uiLastTime = uiNow;
+                break;
+            }
+        }
+    }
+    return CObjectPtr<CBaseMessage>(pMessage);
+}
+
+// --- Queries and removal ---
+
+unsigned int CMessageCenter::getMessageCount()
+{
+    CAutoSync autoSync(m_syncObject);
+    return m_listCommand.getCount() + m_listInput.getCount() + m_listData.getCount() + m_listTimer.getCount()
+           + m_listRender.getCount();
+}
+
+unsigned int CMessageCenter::getMessageCountByType(CBaseMessage::EMessageType eType)
+{
+    CAutoSync autoSync(m_syncObject);
+    CObjectList<CBaseMessage>* lists[] = {&m_listCommand, &m_listInput, &m_listData, &m_listTimer, &m_listRender};
+    unsigned int uiCount = 0;
+    for (CObjectList<CBaseMessage>* pList : lists) {
+        for (CBaseMessage* pMessage : *pList) {
+            if (pMessage->getType() == eType)
+                ++uiCount;
+        }
+    }
+    return uiCount;
+}
+
+void CMessageCenter::deleteMatching(bool bByType, CBaseMessage::EMessageType eType, bool bByID, unsigned int uiID)
+{
+    CAutoSync autoSync(m_syncObject);
+    CObjectList<CBaseMessage>* lists[] = {&m_listCommand, &m_listInput, &m_listData, &m_listTimer, &m_listRender};
+    for (CObjectList<CBaseMessage>* pList : lists) {
+        bool bOn = pList->moveFirst();
+        while (bOn) {
+            CBaseMessage* pMessage = pList->getCurrent();
+            const bool bMatch = (!bByType || pMessage->getType() == eType) && (!bByID || pMessage->getID() == uiID);
+            bOn = bMatch ? pList->removeCurrent() : pList->moveNext();
+        }
+    }
+}
+
+void CMessageCenter::deleteMessageByID(unsigned int uiID)
+{
+    deleteMatching(false, CBaseMessage::MESSAGE_TYPE_UNKNOWN, true, uiID);
+}
+
+void CMessageCenter::deleteMessageByType(CBaseMessage::EMessageType eType)
+{
+    deleteMatching(true, eType, false, 0);
+}
+
+void CMessageCenter::deleteMessageByTypeAndID(CBaseMessage::EMessageType eType, unsigned int uiID)
+{
+    deleteMatching(true, eType, true, uiID);
+}
+
+void CMessageCenter::deleteTimerMessage(std::uintptr_t uiTimerID)
+{
+    CAutoSync autoSync(m_syncObject);
+    bool bOn = m_listTimer.moveFirst();
+    while (bOn) {
+        CBaseMessage* pMessage = m_listTimer.getCurrent();
+        if (pMessage->getType() == CBaseMessage::MESSAGE_TYPE_TIMER) {
+            CMsgTimer* pTimerMessage = static_cast<CMsgTimer*>(pMessage);
+            pTimerMessage->deleteDataByID(uiTimerID);
+            if (pTimerMessage->getDataCount() == 0) {
+                bOn = m_listTimer.removeCurrent();
+                continue;
+            }
+        }
+        bOn = m_listTimer.moveNext();
+    }
+}
+
+void CMessageCenter::clearMessageList()
+{
+    CAutoSync autoSync(m_syncObject);
+    m_listCommand.clear();
+    m_listInput.clear();
+    m_listData.clear();
+    m_listTimer.clear();
+    m_listRender.clear();
+}
+
+} // namespace Trell

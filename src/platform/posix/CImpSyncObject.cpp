@@ -1,0 +1,29 @@
+#include <platform/posix/CImpSyncObject.h>
+
+namespace Trell {
+
+CImpSyncObject::CImpSyncObject()
+{
+    pthread_mutexattr_t attr;
+    pthread_mutexattr_init(&attr);
+    pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutex_init(&m_mutex, &attr);
+    pthread_mutexattr_destroy(&attr);
+}
+
+CImpSyncObject::~CImpSyncObject()
+{
+    pthread_mutex_destroy(&m_mutex);
+}
+
+void CImpSyncObject::lock()
+{
+    pthread_mutex_lock(&m_mutex);
+}
+
+void CImpSyncObject::unlock()
+{
+    pthread_mutex_unlock(&m_mutex);
+}
+
+} // namespace Trell

@@ -1,0 +1,200 @@
+#include <system/CFolder.h>
+
+#include <platform/PlatformImp.h>
+#include <system/CFile.h>
+#include <system/CPath.h>
+
+namespace Trell {
+
+namespace {
+
+IFolder* createImp()
+{
+    return PlatformImp::createFolder();
+}
+
+// Lists strPath into aryEntries through a temporary platform object.
+bool listFolder(const CString& strPath, CObjectArray<IFolder::tagEntry>& aryEntries)
+{
+    if (strPath.length() == 0)
+        return false;
+    IFolder* pFolder = createImp();
+    if (!pFolder)
+        return false;
+    const bool bOk = pFolder->listEntries(strPath, aryEntries);
+    delete pFolder;
+    return bOk;
+}
+
+CString childPath(const CString& strFolder, const CString& strName)
+{
+    CString strPath = CPath::addTrailingPathDelimiter(strFolder);
+    strPath.append(strName);
+    return strPath;
+}
+
+// The extension as given by callers, without a leading dot.
+CString bareExtern(const CString& strExtern)
+{
+    if (strExtern.length() > 0 && strExtern.buffer()[0] == u'.')
+        return strExtern.subString(1, 0);
+    return strExtern;
+}
+
+void findByExt(const CString& strFolder, const CDataArray<CString>& aryExterns, CDataList<CString>& lstOut,
+               bool bRecursive)
+{
+    CObjectArray<IFolder::tagEntry> aryEntries(true);
+    if (!listFolder(strFolder, aryEntries))
+        return;
+    for (unsigned int i = 0; i < aryEntries.getCount(); ++i) {
+        const IFolder::tagEntry* pEntry = aryEntries[i];
+        if (pEntry->isFolder) {
+            if (bRecursive)
+                findByExt(pEntry->path, aryExterns, lstOut, true);
+            continue;
+        }
+        const CString strExtern = CPath::getFileExtern(pEntry->name);
+        for (unsigned int k = 0; k < aryExterns.getCount(); ++k) {
+            if (strExtern.compareIC(bareExtern(aryExterns[k])) == 0) {
+                lstOut.add(pEntry->path);
+                break;
+            }
+        }
+    }
+}
+
+} // namespace
+
+CFolder::CFolder() : m_aryEntries(true) {}
+
+// Copies start without entries.
+CFolder::CFolder(const CFolder& other) : CObject(other), m_aryEntries(true) {}
+
+CFolder& CFolder::operator=(const CFolder&)
+{
+    return *this;
+}
+
+CFolder::~CFolder()
+{
+    close();
+}
+
+bool CFolder::createFolder(const CString& strPath)
+{
+    if (strPath.length() == 0)
+        return false;
+    IFolder* pFolder = createImp();
+    if (!pFolder)
+        return false;
+    const bool bOk = pFolder->createFolder(strPath);
+    delete pFolder;
+    return bOk;
+}
+
+bool CFolder::deleteFolder(const CString& strPath)
+{
+    CObjectArray<IFolder::tagEntry> aryEntries(true);
+    if (!listFolder(strPath, aryEntries))
+        return false;
+    for (unsigned int i = 0; i < aryEntries.getCount(); ++i) {
+        const IFolder::tagEntry* pEntry = aryEntries[i];
+        if (pEntry->isFolder) {
+            if (!deleteFolder(pEntry->path))
+                return false;
+        } else if (CFile::isExist(pEntry->path) && !CFile::deleteFile(pEntry->path)) {
+            return false;
+        }
+    }
+    IFolder* pFolder = createImp();
+    if (!pFolder)
+        return false;
+    const bool bOk = pFolder->deleteFolder(strPath);
+    delete pFolder;
+    return bOk;
+}
+
+bool CFolder::copyFilesTo(const CString& strFrom, const CString& strTo, bool bOverwrite, bool bRecursive)
+{
+    if (strTo.length() == 0)
+        return false;
+    CObjectArray<IFolder::tagEntry> aryEntries(true);
+    if (!listFolder(strFrom, aryEntries))
+        return false;
+    if (!createFolder(strTo))
+        return false;
+    bool bOk = true;
+    for (unsigned int i = 0; i < aryEntries.getCount(); ++i) {
+        const IFolder::tagEntry* pEntry = aryEntries[i];
+        const CString strTarget = childPath(strTo, pEntry->name);
+        if (pEntry->isFolder) {
+            if (bRecursive && !copyFilesTo(pEntry->path, strTarget, bOverwrite, true))
+                bOk = false;
+            continue;
+        }
+        if (!bOverwrite && CFile::isExist(strTarget))
+            continue;
+        if (!CFile::copyFile(pEntry->path, strTarget, bOverwrite))
+            bOk = false;
+    }
+    return bOk;
+}
+
+void CFolder::findFilesByExt(const CString& strFolder, const CString& strExtern, CDataList<CString>& lstOut,
+                             bool bRecursive)
+{
+    CDataArray<CString> aryExterns;
+    if (!aryExterns.add(strExtern))
+        return;
+    findFilesByExt(strFolder, aryExterns, lstOut, bRecursive);
+}
+
+void CFolder::findFilesByExt(const CString& strFolder, const CDataArray<CString>& aryExterns,
+                             CDataList<CString>& lstOut, bool bRecursive)
+{
+    findByExt(strFolder, aryExterns, lstOut, bRecursive);
+}
+
+void CFolder::findFilesByFileTile(const CString& strFolder, const CString& strTitle, CDataList<CString>& lstOut,
+                                  bool bMatchCase, bool bRecursive)
+{
+    CObjectArray<IFolder::tagEntry> aryEntries(true);
+    if (!listFolder(strFolder, aryEntries))
+        return;
+    for (unsigned int i = 0; i < aryEntries.getCount(); ++i) {
+        const IFolder::tagEntry* pEntry = aryEntries[i];
+        if (pEntry->isFolder) {
+            if (bRecursive)
+                findFilesByFileTile(pEntry->path, strTitle, lstOut, bMatchCase, true);
+            continue;
+        }
+        const CString strFileTitle = CPath::getFileTitle(pEntry->name);
+        const int iCompare = bMatchCase ? strFileTitle.compare(strTitle) : strFileTitle.compareIC(strTitle);
+        if (iCompare == 0)
+            lstOut.add(pEntry->path);
+    }
+}
+
+bool CFolder::open(const CString& strPath)
+{
+    close();
+    return listFolder(strPath, m_aryEntries);
+}
+
+unsigned int CFolder::getEntryCount() const
+{
+    return m_aryEntries.getCount();
+}
+
+const IFolder::tagEntry* CFolder::getEntry(unsigned int uiIndex) const
+{
+    return uiIndex < m_aryEntries.getCount() ? m_aryEntries[uiIndex] : nullptr;
+}
+
+void CFolder::close()
+{
+    m_aryEntries.clear();
+}
+
+} // namespace Trell

@@ -1,0 +1,186 @@
+#include <timer/CTimerManager.h>
+
+#include <message/CMessageCenter.h>
+#include <platform/CAutoSync.h>
+#include <text/CString.h>
+#include <timer/TimerClock.h>
+
+namespace Trell {
+
+namespace {
+// Built-in settings of the timer thread's entry "tm".
+const char16_t* const TIMER_THREAD_NAME = u"tm";
+const int TIMER_THREAD_PRIORITY = 51;
+const unsigned int TIMER_CHECK_INTERVAL = 10;
+} // namespace
+
+CTimerManager* CTimerManager::s_pInstance = nullptr;
+
+CTimerManager* CTimerManager::getInstance()
+{
+    if (!s_pInstance)
+        s_pInstance = new CTimerManager();
+    return s_pInstance;
+}
+
+void CTimerManager::deleteInstance()
+{
+    delete s_pInstance;
+    s_pInstance = nullptr;
+}
+
+CTimerManager::CTimerManager()
+    : CThread(),
+      m_aryTimer(),
+      m_aryPending(),
+      m_aryDeletedTimer(),
+      m_uiCheckInterval(TIMER_CHECK_INTERVAL),
+      m_waitPulse(CString()),
+      m_syncDeleted()
+{
+    setThreadName(CString(TIMER_THREAD_NAME));
+    setThreadPriority(TIMER_THREAD_PRIORITY);
+}
+
+CTimerManager::~CTimerManager()
+{
+    // The worker must not outlive the object it runs on.
+    stop();
+    discardPending();
+}
+
+void CTimerManager::start()
+{
+    if (m_bRunning.load())
+        return;
+    setThreadName(CString(TIMER_THREAD_NAME));
+    setThreadPriority(TIMER_THREAD_PRIORITY);
+    startThread();
+    // run() signals first thing, so timers started from here on are checked.
+    m_waitSignal.wait(0);
+}
+
+void CTimerManager::stop()
+{
+    if (!m_bRunning.load())
+        return;
+    prepareStopThread();
+    // A worker sleeping between checks wakes at once.
+    m_waitPulse.notify();
+    waitForThreadStop();
+}
+
+void CTimerManager::addTimer(CTimer* pTimer)
+{
+    if (!pTimer)
+        return;
+    {
+        CAutoSync lock(m_syncThread);
+        if (m_aryTimer.contains(pTimer))
+            return;
+        m_aryTimer.add(pTimer);
+    }
+    {
+        // A timer stopped and started again before the next delivery is
+        // delivered normally.
+        CAutoSync lock(m_syncDeleted);
+        m_aryDeletedTimer.remove(pTimer->getID());
+    }
+    m_waitWake.notify();
+}
+
+void CTimerManager::removeTimer(CTimer* pTimer)
+{
+    if (!pTimer)
+        return;
+    const std::uintptr_t uiID = pTimer->getID();
+    {
+        CAutoSync lock(m_syncThread);
+        m_aryTimer.remove(pTimer);
+    }
+    {
+        // Covers a message already taken off the queue and being handled.
+        CAutoSync lock(m_syncDeleted);
+        if (!m_aryDeletedTimer.contains(uiID))
+            m_aryDeletedTimer.add(uiID);
+    }
+    CMessageCenter::getInstance()->deleteTimerMessage(uiID);
+}
+
+bool CTimerManager::checkIsDeletedTimer(std::uintptr_t uiID)
+{
+    CAutoSync lock(m_syncDeleted);
+    return m_aryDeletedTimer.contains(uiID);
+}
+
+void CTimerManager::clearDeletedTimer()
+{
+    CAutoSync lock(m_syncDeleted);
+    m_aryDeletedTimer.clear();
+}
+
+void CTimerManager::timerPulse(CMsgTimer::CTimerData* pData)
+{
+    if (!pData)
+        return;
+    if (!m_aryPending.add(pData))
+        delete pData;
+}
+
+void CTimerManager::discardPending()
+{
+    for (CMsgTimer::CTimerData* pData : m_aryPending)
+        delete pData;
+    m_aryPending.clear();
+}
+
+void CTimerManager::run()
+{
+    m_waitSignal.notify();
+    // Idle until the first timer arrives (or a stop).
+    m_waitWake.wait(0);
+
+    for (;;) {
+        if (isPrepareStopThread())
+            return;
+        m_waitPulse.forceWait(m_uiCheckInterval);
+        if (isPrepareStopThread())
+            return;
+
+        {
+            CAutoSync lock(m_syncThread);
+            const unsigned int uiNow = TimerClock::now();
+            discardPending();
+
+            for (unsigned int i = 0; i < m_aryTimer.getCount();) {
+                if (m_aryTimer[i]->pulse(uiNow))
+                    ++i;
+                else
+                    m_aryTimer.removeAt(i);
+            }
+
+            if (m_aryPending.getCount() > 0) {
+                CMsgTimer* pMessage = new CMsgTimer();
+                if (pMessage) {
+                    for (CMsgTimer::CTimerData* pData : m_aryPending)
+                        pMessage->addData(pData);
+                    m_aryPending.clear();
+                    // Pushed with the timer lock held: removeTimer's purge
+                    // cannot run between this check and its push.
+                    CMessageCenter::getInstance()->pushMessage(pMessage);
+                } else {
+                    discardPending();
+                }
+            }
+
+            // Keep checking while timers run; otherwise sleep below until
+            // the next addTimer.
+            if (m_aryTimer.getCount() > 0)
+                m_waitWake.notify();
+        }
+
+        m_waitWake.wait(0);
+    }
+}
+
+} // namespace Trell

@@ -1,0 +1,425 @@
+#include <foundation/CCompare.h>
+#include <foundation/CDataMap.h>
+#include <foundation/CObjectMap.h>
+#include <foundation/CSet.h>
+#include <text/CString.h>
+
+#include "foundation/ContainerTestTypes.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <random>
+#include <set>
+#include <vector>
+
+using namespace Trell;
+using ContainerTest::CCountedObject;
+using ContainerTest::CTracked;
+
+namespace {
+
+template <class Map>
+std::vector<int> keysOf(const Map& map)
+{
+    std::vector<int> keys;
+    for (const auto& entry : map)
+        keys.push_back(entry.key);
+    return keys;
+}
+
+// Runs random inserts, removals and look-ups against std::map and checks,
+// after every operation, the tree's own invariants (parents, order, count
+// and, while balancing, heights and balance factors) and that the indexed
+// view lists exactly the reference's entries in ascending order.
+void runAgainstReference(bool balancing, unsigned int seed, int operations, int keyRange)
+{
+    CDataMap<int, int> map(balancing);
+    std::map<int, int> reference;
+    std::mt19937 random(seed);
+    for (int op = 0; op < operations; ++op) {
+        int key = static_cast<int>(random() % static_cast<unsigned int>(keyRange));
+        switch (random() % 3) {
+        case 0: {
+            bool inserted = reference.emplace(key, op).second;
+            ASSERT_EQ(map.insert(key, op), inserted) << "insert " << key << " at " << op;
+            break;
+        }
+        case 1:
+            ASSERT_EQ(map.remove(key), reference.erase(key) == 1) << "remove " << key << " at " << op;
+            break;
+        default: {
+            auto found = reference.find(key);
+            int* value = map.find(key);
+            ASSERT_EQ(value != nullptr, found != reference.end()) << "find " << key << " at " << op;
+            if (value) {
+                ASSERT_EQ(*value, found->second);
+            }
+            ASSERT_EQ(map.contains(key), value != nullptr);
+            break;
+        }
+        }
+        ASSERT_TRUE(map.checkInvariants()) << "tree inconsistent after operation " << op;
+        ASSERT_EQ(map.getCount(), reference.size());
+        // One assertion per operation keeps this fast enough for sanitizer builds.
+        unsigned int index = 0;
+        for (const auto& entry : reference) {
+            if (map.getKeyAt(index) != entry.first || map.getValueAt(index) != entry.second)
+                break;
+            ++index;
+        }
+        ASSERT_EQ(index, reference.size()) << "indexed view differs at " << index << " after operation " << op;
+    }
+}
+
+} // namespace
+
+TEST(CDataMap, MatchesStdMapUnderRandomOperationsWhileBalancing)
+{
+    runAgainstReference(true, 20240611u, 100000, 300);
+}
+
+TEST(CDataMap, MatchesStdMapUnderRandomOperationsWithoutBalancing)
+{
+    runAgainstReference(false, 977u, 100000, 300);
+}
+
+TEST(CDataMap, SortedInsertionAndRemovalStayBalanced)
+{
+    CDataMap<int, int> map;
+    for (int i = 0; i < 2000; ++i) {
+        ASSERT_TRUE(map.insert(i, -i));
+        ASSERT_TRUE(map.checkInvariants()) << "after inserting " << i;
+    }
+    for (int i = 1999; i >= 0; i -= 2) {
+        ASSERT_TRUE(map.remove(i));
+        ASSERT_TRUE(map.checkInvariants()) << "after removing " << i;
+    }
+    for (int i = 0; i < 2000; i += 2) {
+        ASSERT_TRUE(map.remove(i));
+        ASSERT_TRUE(map.checkInvariants()) << "after removing " << i;
+    }
+    EXPECT_TRUE(map.isEmpty());
+    EXPECT_EQ(map.getFirst(), nullptr);
+}
+
+TEST(CDataMap, BalancingFlagDecidesTheShape)
+{
+    CDataMap<int, int> balanced;
+    CDataMap<int, int> plain(false);
+    EXPECT_TRUE(balanced.isBalancing());
+    EXPECT_FALSE(plain.isBalancing());
+    for (int i = 1; i <= 3; ++i) {
+        balanced.insert(i, i);
+        plain.insert(i, i);
+    }
+    // Ascending keys make a chain unless the tree rotates.
+    EXPECT_EQ(balanced.findNode(2)->pParent, nullptr);
+    EXPECT_EQ(plain.findNode(1)->pParent, nullptr);
+    EXPECT_EQ(plain.findNode(3)->pParent, plain.findNode(2));
+
+    for (int i = 4; i <= 500; ++i)
+        plain.insert(i, i);
+    EXPECT_TRUE(plain.checkInvariants());
+    ASSERT_TRUE(plain.setBalancing(true));
+    EXPECT_TRUE(plain.checkInvariants()) << "switching balancing on must leave a valid AVL tree";
+    EXPECT_EQ(keysOf(plain).size(), 500u);
+    for (int i = 501; i <= 600; ++i)
+        plain.insert(i, i);
+    EXPECT_TRUE(plain.checkInvariants());
+}
+
+TEST(CDataMap, ExistingKeyKeepsItsValueAndInsertReportsFalse)
+{
+    CDataMap<int, int> map;
+    EXPECT_TRUE(map.insert(5, 50));
+    EXPECT_FALSE(map.insert(5, 51));
+    EXPECT_EQ(map.getCount(), 1u);
+    ASSERT_NE(map.find(5), nullptr);
+    EXPECT_EQ(*map.find(5), 50);
+    EXPECT_TRUE(map.set(5, 52)) << "set replaces on purpose";
+    EXPECT_EQ(*map.find(5), 52);
+    EXPECT_TRUE(map.set(6, 60));
+    EXPECT_EQ(map.getCount(), 2u);
+    EXPECT_EQ(map.find(7), nullptr);
+    EXPECT_FALSE(map.remove(7));
+}
+
+TEST(CDataMap, IndexCursorAndIterationFollowKeyOrder)
+{
+    CDataMap<int, int> map;
+    for (int key : {40, 10, 30, 20, 50})
+        map.insert(key, key * 2);
+    EXPECT_EQ(keysOf(map), (std::vector<int>{10, 20, 30, 40, 50}));
+    EXPECT_EQ(map.getKeyAt(0), 10);
+    EXPECT_EQ(map.getValueAt(4), 100);
+    EXPECT_EQ(map.getAt(5), nullptr);
+    map.getValueAt(1) = 7;
+    EXPECT_EQ(*map.find(20), 7);
+
+    // The index cache must follow later changes.
+    map.insert(25, 0);
+    EXPECT_EQ(map.getKeyAt(2), 25);
+    map.remove(10);
+    EXPECT_EQ(map.getKeyAt(0), 20);
+
+    std::vector<int> forwards, backwards;
+    for (bool more = map.moveFirst(); more; more = map.moveNext())
+        forwards.push_back(map.getCurrent()->key);
+    for (bool more = map.moveLast(); more; more = map.movePrev())
+        backwards.push_back(map.getCurrent()->key);
+    EXPECT_EQ(forwards, (std::vector<int>{20, 25, 30, 40, 50}));
+    EXPECT_EQ(backwards, (std::vector<int>{50, 40, 30, 25, 20}));
+
+    map.moveFirst();
+    map.insert(60, 0);
+    EXPECT_EQ(map.getCurrent(), nullptr) << "an insertion resets the cursor";
+}
+
+TEST(CDataMap, CopiesAreDeepIndependentAndBalanced)
+{
+    CDataMap<int, int> map(false);
+    for (int i = 0; i < 100; ++i)
+        map.insert(i, i);
+    CDataMap<int, int> copy(map);
+    EXPECT_FALSE(copy.isBalancing());
+    EXPECT_TRUE(copy.checkInvariants());
+    copy.remove(3);
+    *copy.find(4) = -4;
+    EXPECT_TRUE(map.contains(3));
+    EXPECT_EQ(*map.find(4), 4);
+
+    CDataMap<int, int> assigned;
+    assigned.insert(1000, 1);
+    assigned = map;
+    EXPECT_TRUE(assigned.isBalancing()) << "assignment keeps the target's flag";
+    EXPECT_TRUE(assigned.checkInvariants());
+    EXPECT_EQ(keysOf(assigned), keysOf(map));
+
+    CDataMap<int, int> moved(std::move(assigned));
+    EXPECT_TRUE(assigned.isEmpty());
+    EXPECT_EQ(moved.getCount(), 100u);
+}
+
+TEST(CDataMap, NonTrivialKeysAndValuesAreDestroyedExactlyOnce)
+{
+    CTracked::resetCounters();
+    {
+        CDataMap<CTracked, CTracked> map;
+        for (int i = 0; i < 50; ++i)
+            map.insert(CTracked(i), CTracked(i * 10));
+        EXPECT_EQ(CTracked::s_iLive, 100);
+        EXPECT_FALSE(map.insert(CTracked(3), CTracked(0)));
+        EXPECT_EQ(CTracked::s_iLive, 100);
+        for (int i = 0; i < 50; i += 3)
+            map.remove(CTracked(i));
+        EXPECT_EQ(CTracked::s_iLive, 66);
+        map.set(CTracked(1), CTracked(-1));
+        EXPECT_EQ(map.find(CTracked(1))->value(), -1);
+        {
+            CDataMap<CTracked, CTracked> copy(map);
+            EXPECT_EQ(CTracked::s_iLive, 132);
+            copy = map;
+            EXPECT_EQ(CTracked::s_iLive, 132);
+        }
+        map.clear();
+        EXPECT_EQ(CTracked::s_iLive, 0);
+        map.insert(CTracked(1), CTracked(2));
+    }
+    EXPECT_EQ(CTracked::s_iLive, 0);
+    EXPECT_EQ(CTracked::s_iConstructed, CTracked::s_iDestroyed);
+}
+
+TEST(CompareRecords, CharPointersCompareByIdentity)
+{
+    char first[] = "abc";
+    char second[] = "abc";
+    CDataMap<const char*, int, tagCharPtrCompare> map;
+    EXPECT_TRUE(map.insert(first, 1));
+    EXPECT_TRUE(map.insert(second, 2)) << "same text in another buffer is another key";
+    EXPECT_FALSE(map.insert(first, 3));
+    EXPECT_EQ(map.getCount(), 2u);
+    EXPECT_EQ(*map.find(second), 2);
+
+    tagCharPtrCompare compare;
+    const char* a = first;
+    const char* b = second;
+    const char* low = std::less<const char*>()(a, b) ? a : b;
+    const char* high = low == a ? b : a;
+    EXPECT_EQ(compare(low, low), 0);
+    EXPECT_EQ(compare(low, high), -1);
+    EXPECT_EQ(compare(high, low), 1);
+}
+
+TEST(CompareRecords, StringRecordsOrderAsTheirRulesSay)
+{
+    tagStringCompare exact;
+    tagStringCompareIC folded;
+    tagStringReverseCompare reverse;
+    tagStringReverseCompareIC reverseFolded;
+
+    EXPECT_LT(exact(CString(u"ABC"), CString(u"abc")), 0);
+    EXPECT_GT(exact(CString(u"abc"), CString(u"ab")), 0);
+    EXPECT_EQ(exact(CString(), CString(u"")), 0) << "null equals empty";
+    EXPECT_GT(exact(CString(u"\xE9"), CString(u"z")), 0) << "code units compare unsigned";
+    EXPECT_EQ(folded(CString(u"ABC"), CString(u"abc")), 0);
+    EXPECT_NE(folded(CString(u"\xC9"), CString(u"\xE9")), 0) << "only ASCII letters fold";
+
+    EXPECT_GT(reverse(CString(u"ba"), CString(u"a")), 0);
+    EXPECT_LT(reverse(CString(u"a"), CString(u"ba")), 0);
+    EXPECT_LT(reverse(CString(u"zb"), CString(u"ac")), 0) << "the last characters decide first";
+    EXPECT_EQ(reverseFolded(CString(u"xAB"), CString(u"xab")), 0);
+    EXPECT_NE(reverse(CString(u"xAB"), CString(u"xab")), 0);
+
+    tagNumCompare<double> numbers;
+    EXPECT_LT(numbers(1.5, 2.0), 0);
+    EXPECT_EQ(numbers(2.0, 2.0), 0);
+    EXPECT_GT(numbers(-1.0, -2.0), 0);
+}
+
+TEST(CompareRecords, StringMapsMergeKeysTheirComparatorCallsEqual)
+{
+    CDataMap<CString, int, tagStringCompareIC> folded;
+    EXPECT_TRUE(folded.insert(CString(u"Key"), 1));
+    EXPECT_FALSE(folded.insert(CString(u"KEY"), 2));
+    ASSERT_NE(folded.find(CString(u"key")), nullptr);
+    EXPECT_EQ(*folded.find(CString(u"key")), 1);
+
+    CDataMap<CString, int, tagStringReverseCompare> bySuffix;
+    for (const char16_t* word : {u"cat", u"dog", u"bat", u"log"})
+        bySuffix.insert(CString(word), 0);
+    std::vector<CString> order;
+    for (const auto& entry : bySuffix)
+        order.push_back(entry.key);
+    ASSERT_EQ(order.size(), 4u);
+    // Reversed: "god" < "gol" < "tab" < "tac".
+    EXPECT_TRUE(order[0] == u"dog");
+    EXPECT_TRUE(order[1] == u"log");
+    EXPECT_TRUE(order[2] == u"bat");
+    EXPECT_TRUE(order[3] == u"cat");
+}
+
+TEST(CObjectMap, OwningMapDeletesOnRemoveClearAndDestruction)
+{
+    CCountedObject::s_iLive = 0;
+    {
+        CObjectMap<int, CCountedObject> map(true);
+        for (int i = 0; i < 10; ++i)
+            ASSERT_TRUE(map.insert(i, new CCountedObject(i)));
+        CCountedObject* shared = map.find(4);
+        ASSERT_NE(shared, nullptr);
+        shared->addRef();
+        EXPECT_TRUE(map.remove(4)) << "deleted whatever its reference count";
+        EXPECT_EQ(CCountedObject::s_iLive, 9);
+
+        CCountedObject* taken = map.take(5);
+        ASSERT_NE(taken, nullptr);
+        EXPECT_EQ(taken->id(), 5);
+        EXPECT_EQ(CCountedObject::s_iLive, 9);
+        delete taken;
+        EXPECT_EQ(map.take(5), nullptr);
+
+        // A refused insert leaves the offered object with the caller.
+        CCountedObject offered(99);
+        EXPECT_FALSE(map.insert(1, &offered));
+        EXPECT_EQ(map.find(1)->id(), 1);
+
+        EXPECT_EQ(map.getValueAt(0)->id(), 0);
+        EXPECT_EQ(map.getKeyAt(7), 9);
+        EXPECT_EQ(map.getValueAt(8), nullptr);
+        EXPECT_EQ(keysOf(map), (std::vector<int>{0, 1, 2, 3, 6, 7, 8, 9}));
+        EXPECT_TRUE(map.checkInvariants());
+
+        map.clear();
+        EXPECT_EQ(CCountedObject::s_iLive, 1) << "only the offered object is left";
+        map.insert(1, new CCountedObject(1));
+    }
+    EXPECT_EQ(CCountedObject::s_iLive, 0);
+}
+
+TEST(CObjectMap, NonOwningMapNeverDeletes)
+{
+    CCountedObject::s_iLive = 0;
+    CCountedObject a(1), b(2);
+    {
+        CObjectMap<CString, CCountedObject, tagStringCompare> map;
+        map.insert(CString(u"b"), &b);
+        map.insert(CString(u"a"), &a);
+        EXPECT_EQ(map.getValueAt(0), &a);
+        EXPECT_TRUE(map.remove(CString(u"a")));
+        for (bool more = map.moveFirst(); more; more = map.moveNext())
+            EXPECT_EQ(map.getCurrent()->value, &b);
+    }
+    EXPECT_EQ(CCountedObject::s_iLive, 2);
+}
+
+TEST(CObjectMap, StaysBalancedUnderRandomOperations)
+{
+    CCountedObject::s_iLive = 0;
+    CObjectMap<int, CCountedObject> map(true);
+    std::set<int> reference;
+    std::mt19937 random(31337);
+    for (int op = 0; op < 20000; ++op) {
+        int key = static_cast<int>(random() % 300);
+        if (random() % 2) {
+            CCountedObject* object = new CCountedObject(key);
+            bool inserted = map.insert(key, object);
+            ASSERT_EQ(inserted, reference.insert(key).second);
+            if (!inserted)
+                delete object;
+        } else {
+            ASSERT_EQ(map.remove(key), reference.erase(key) == 1);
+        }
+        ASSERT_TRUE(map.checkInvariants()) << "after operation " << op;
+        ASSERT_EQ(CCountedObject::s_iLive, static_cast<int>(reference.size()));
+    }
+    EXPECT_EQ(keysOf(map), std::vector<int>(reference.begin(), reference.end()));
+    map.clear();
+    EXPECT_EQ(CCountedObject::s_iLive, 0);
+}
+
+TEST(CSet, KeepsUniqueValuesInOrder)
+{
+    CSet<int> set;
+    std::set<int> reference;
+    std::mt19937 random(5);
+    for (int op = 0; op < 5000; ++op) {
+        int value = static_cast<int>(random() % 200);
+        if (random() % 3)
+            ASSERT_EQ(set.add(value), reference.insert(value).second);
+        else
+            ASSERT_EQ(set.remove(value), reference.erase(value) == 1);
+        ASSERT_TRUE(set.checkInvariants());
+    }
+    ASSERT_EQ(set.getCount(), reference.size());
+    std::vector<int> values;
+    for (int value : set)
+        values.push_back(value);
+    EXPECT_EQ(values, std::vector<int>(reference.begin(), reference.end()));
+    unsigned int index = 0;
+    for (int value : reference) {
+        EXPECT_EQ(set.getAt(index++), value);
+        EXPECT_TRUE(set.contains(value));
+    }
+
+    CSet<int> copy(set);
+    copy.add(1000);
+    EXPECT_FALSE(set.contains(1000));
+    EXPECT_TRUE(copy.checkInvariants());
+    set.clear();
+    EXPECT_EQ(set.getCount(), 0u);
+    EXPECT_EQ(copy.getCount(), reference.size() + 1);
+}
+
+TEST(CSet, StringSetWithCaseInsensitiveCompare)
+{
+    CSet<CString, tagStringCompareIC> names;
+    EXPECT_TRUE(names.add(CString(u"Beta")));
+    EXPECT_TRUE(names.add(CString(u"alpha")));
+    EXPECT_FALSE(names.add(CString(u"ALPHA")));
+    EXPECT_TRUE(names.contains(CString(u"BETA")));
+    EXPECT_TRUE(names.getAt(0) == u"alpha");
+    EXPECT_TRUE(names.remove(CString(u"beta")));
+    EXPECT_EQ(names.getCount(), 1u);
+}

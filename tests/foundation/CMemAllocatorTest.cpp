@@ -1,0 +1,396 @@
+#include <foundation/CMemAllocator.h>
+#include <foundation/CMemory.h>
+
+#include "foundation/MemTesting.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#if defined(__SANITIZE_ADDRESS__)
+#  define MEM_TEST_ASAN 1
+#elif defined(__has_feature)
+#  if __has_feature(address_sanitizer)
+#    define MEM_TEST_ASAN 1
+#  endif
+#endif
+
+using namespace Trell;
+
+namespace {
+
+constexpr bool IS_64_BIT = sizeof(void*) == 8;
+
+// Everything the allocator prints goes to standard output.
+template <class F>
+std::string captureStdout(F&& f)
+{
+    testing::internal::CaptureStdout();
+    f();
+    return testing::internal::GetCapturedStdout();
+}
+
+std::size_t countOf(const std::string& text, const std::string& what)
+{
+    std::size_t count = 0;
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+        ++count;
+    return count;
+}
+
+std::string invalidPointerWarning(const void* p)
+{
+    char line[160];
+    std::snprintf(line, sizeof(line),
+                  "[Warning][TrellEngine] Free(0x%" PRIxPTR "): Invalid Pointer, Maybe it had been freed or crashed.\n",
+                  reinterpret_cast<std::uintptr_t>(p));
+    return line;
+}
+
+// Disarms the system-heap hook however a test ends.
+struct tagHookGuard
+{
+    ~tagHookGuard() { MemTesting::failSystemHeapAfter(-1); }
+};
+
+} // namespace
+
+TEST(CMemAllocator, SizeClassTableFollowsTheBands)
+{
+    CMemAllocator allocator;
+    ASSERT_EQ(allocator.getClassCount(), 64u);
+    struct
+    {
+        unsigned int requested, initial, growth;
+    } const rows[] = {
+        {8, 10000, 100}, {48, 10000, 100}, {56, 5000, 100}, {96, 5000, 100}, {104, 2000, 50}, {144, 2000, 50},
+        {152, 1000, 50}, {192, 1000, 50},  {200, 500, 20},  {248, 500, 20},  {256, 200, 20},  {296, 200, 20},
+        {304, 100, 10},  {392, 100, 10},   {400, 50, 5},    {448, 50, 5},    {456, 20, 5},    {512, 20, 5},
+    };
+    for (const auto& row : rows) {
+        const unsigned int index = row.requested / 8 - 1;
+        EXPECT_EQ(allocator.getInitialCount(index), row.initial) << "requested " << row.requested;
+        EXPECT_EQ(allocator.getGrowthCount(index), row.growth) << "requested " << row.requested;
+        EXPECT_EQ(allocator.getTotalSlots(index), 0u) << "chunks are taken on first use only";
+    }
+    for (unsigned int i = 0; i + 1 < allocator.getClassCount(); ++i)
+        EXPECT_LE(allocator.getUsableSize(i), allocator.getUsableSize(i + 1)) << "table sorted by usable size";
+    EXPECT_EQ(allocator.getInitialCount(64), 0u);
+    EXPECT_EQ(allocator.getStride(64), 0u);
+}
+
+TEST(CMemAllocator, StridesOfBothModes)
+{
+    CMemAllocator plain(false);
+    CMemAllocator checking(true);
+    if (IS_64_BIT) {
+        // Pointer-sized header words and 16-byte alignment.
+        EXPECT_EQ(plain.getStride(0), 32u);
+        EXPECT_EQ(plain.getUsableSize(0), 16u);
+        EXPECT_EQ(plain.getStride(63), 528u);
+        EXPECT_EQ(plain.getUsableSize(63), 512u);
+        EXPECT_EQ(checking.getStride(0), 80u);
+        EXPECT_EQ(checking.getStride(63), 592u);
+        EXPECT_EQ(checking.getUsableSize(63), 576u);
+    } else {
+        EXPECT_EQ(plain.getStride(0), 16u);
+        EXPECT_EQ(plain.getUsableSize(0), 8u);
+        EXPECT_EQ(plain.getStride(63), 520u);
+        EXPECT_EQ(checking.getStride(0), 44u);
+        EXPECT_EQ(checking.getStride(63), 548u);
+    }
+    // Checked requests up to 512 bytes still fit a pool.
+    EXPECT_GE(checking.getMaxPooledSize(), 512u + CMemAllocator::CHECKER_OVERHEAD);
+    EXPECT_EQ(plain.getMaxPooledSize(), 512u);
+}
+
+TEST(CMemAllocator, RequestSizesAtTheEdges)
+{
+    CMemAllocator allocator;
+    void* zero = allocator.malloc(0);
+    ASSERT_NE(zero, nullptr);
+    EXPECT_EQ(allocator.getBlockClass(zero), 0) << "0 bytes come from the 8-byte class";
+
+    void* largest = allocator.malloc(512);
+    ASSERT_NE(largest, nullptr);
+    const int largestClass = allocator.getBlockClass(largest);
+    ASSERT_GE(largestClass, 0) << "512 bytes are pooled";
+    EXPECT_EQ(allocator.getUsableSize(static_cast<unsigned int>(largestClass)), 512u)
+        << "served by the last class's usable size";
+    EXPECT_EQ(allocator.findClass(512), largestClass);
+    if (!IS_64_BIT) {
+        EXPECT_EQ(largestClass, 63);
+    }
+    std::memset(largest, 0x5A, 512);
+
+    void* large = allocator.malloc(513);
+    ASSERT_NE(large, nullptr);
+    EXPECT_EQ(allocator.getBlockClass(large), -1) << "513 bytes go to the system heap";
+    EXPECT_EQ(allocator.findClass(513), -1);
+    std::memset(large, 0xA5, 513);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(large) % (IS_64_BIT ? 16 : 4), 0u) << "prefix keeps alignment";
+
+    const std::string out = captureStdout([&] {
+        allocator.free(zero);
+        allocator.free(largest);
+        allocator.free(large);
+        allocator.free(nullptr);
+    });
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(allocator.getFreeSlotCount(0), 1u);
+    EXPECT_EQ(allocator.getFreeSlotCount(static_cast<unsigned int>(largestClass)), 1u);
+}
+
+TEST(CMemAllocator, EveryBlockIsAlignedAndFitsItsRequest)
+{
+    CMemAllocator allocator;
+    const std::uintptr_t alignment = IS_64_BIT ? alignof(std::max_align_t) : 4;
+    std::vector<void*> blocks;
+    for (unsigned int size = 0; size <= 600; ++size) {
+        void* p = allocator.malloc(size);
+        ASSERT_NE(p, nullptr);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % alignment, 0u) << "size " << size;
+        const int cls = allocator.getBlockClass(p);
+        if (size <= 512) {
+            ASSERT_GE(cls, 0) << "size " << size;
+            EXPECT_GE(allocator.getUsableSize(static_cast<unsigned int>(cls)), size);
+            EXPECT_TRUE(cls == 0 || allocator.getUsableSize(static_cast<unsigned int>(cls - 1)) < size)
+                << "first class that fits, size " << size;
+        } else {
+            EXPECT_EQ(cls, -1) << "size " << size;
+        }
+        std::memset(p, static_cast<int>(size & 0xFF), size);
+        blocks.push_back(p);
+    }
+    for (unsigned int size = 0; size <= 600; ++size) {
+        const unsigned char* bytes = static_cast<const unsigned char*>(blocks[size]);
+        for (unsigned int i = 0; i < size; ++i)
+            ASSERT_EQ(bytes[i], size & 0xFF) << "block of " << size << " overwritten at " << i;
+        allocator.free(blocks[size]);
+    }
+}
+
+TEST(CMemAllocator, FreedSlotsAreReusedLastInFirstOut)
+{
+    CMemAllocator allocator;
+    void* a = allocator.malloc(40);
+    void* b = allocator.malloc(40);
+    void* c = allocator.malloc(40);
+    allocator.free(a);
+    allocator.free(c);
+    allocator.free(b);
+    EXPECT_EQ(allocator.malloc(40), b);
+    EXPECT_EQ(allocator.malloc(33), c) << "any size of the same class";
+    EXPECT_EQ(allocator.malloc(40), a);
+    EXPECT_EQ(allocator.getFreeSlotCount(static_cast<unsigned int>(allocator.findClass(40))), 0u);
+}
+
+TEST(CMemAllocator, ChunksGrowByTheInitialThenTheGrowthCount)
+{
+    CMemAllocator allocator;
+    const unsigned int cls = static_cast<unsigned int>(allocator.findClass(500));
+    const unsigned int initial = allocator.getInitialCount(cls);
+    const unsigned int growth = allocator.getGrowthCount(cls);
+    std::set<void*> blocks;
+    for (unsigned int i = 0; i < initial; ++i)
+        blocks.insert(allocator.malloc(500));
+    EXPECT_EQ(allocator.getTotalSlots(cls), initial);
+    blocks.insert(allocator.malloc(500));
+    EXPECT_EQ(allocator.getTotalSlots(cls), initial + growth);
+    EXPECT_EQ(blocks.size(), initial + 1) << "every slot handed out once";
+    for (void* p : blocks) {
+        ASSERT_EQ(allocator.getBlockClass(p), static_cast<int>(cls));
+        std::memset(p, 0x11, 500);
+    }
+    for (void* p : blocks)
+        allocator.free(p);
+    EXPECT_EQ(allocator.getFreeSlotCount(cls), initial + 1);
+}
+
+TEST(CMemAllocator, SecondFreeOfAPooledBlockWarnsOnceAndKeepsTheFreeList)
+{
+    CMemAllocator allocator;
+    void* kept = allocator.malloc(24);
+    void* p = allocator.malloc(24);
+    const unsigned int cls = static_cast<unsigned int>(allocator.getBlockClass(p));
+    allocator.free(kept);
+    const std::string out = captureStdout([&] {
+        allocator.free(p);
+        allocator.free(p);
+    });
+    EXPECT_EQ(out, invalidPointerWarning(p));
+    EXPECT_EQ(allocator.getFreeSlotCount(cls), 2u) << "the block is on the list once";
+    EXPECT_EQ(allocator.malloc(24), p);
+    EXPECT_EQ(allocator.malloc(24), kept) << "the list behind it is intact";
+    void* fresh = allocator.malloc(24);
+    EXPECT_NE(fresh, p);
+    EXPECT_NE(fresh, kept);
+}
+
+TEST(CMemAllocator, ForeignPointerIsRefusedAndNothingIsFreed)
+{
+    CMemAllocator allocator;
+    void* pooled = allocator.malloc(64);
+    allocator.free(pooled);
+
+    // A block of another heap, with room for a would-be header before it.
+    unsigned char* foreign = static_cast<unsigned char*>(std::calloc(1, 128));
+    ASSERT_NE(foreign, nullptr);
+    unsigned char copy[128];
+    std::memcpy(copy, foreign, sizeof(copy));
+    int local = 0;
+    const std::string out = captureStdout([&] {
+        allocator.free(foreign + 64);
+        allocator.free(&local);
+    });
+    EXPECT_EQ(out, invalidPointerWarning(foreign + 64) + invalidPointerWarning(&local));
+    EXPECT_EQ(std::memcmp(copy, foreign, sizeof(copy)), 0) << "the foreign block was not touched";
+    EXPECT_EQ(allocator.getBlockClass(foreign + 64), -2);
+    for (unsigned int i = 0; i < allocator.getClassCount(); ++i)
+        EXPECT_EQ(allocator.getFreeSlotCount(i), i == static_cast<unsigned int>(allocator.findClass(64)) ? 1u : 0u);
+    std::free(foreign);
+}
+
+TEST(CMemAllocator, FailedChunkFallsBackToALargeBlock)
+{
+    tagHookGuard guard;
+    CMemAllocator allocator;
+    const unsigned int cls = static_cast<unsigned int>(allocator.findClass(100));
+    const unsigned int chunkSize = CMemAllocator::CHUNK_DATA_OFFSET +
+                                   allocator.getStride(cls) * allocator.getInitialCount(cls);
+    void* p = nullptr;
+    MemTesting::failSystemHeapAfter(0, 1);
+    const std::string out = captureStdout([&] { p = allocator.malloc(100); });
+    EXPECT_EQ(out, "[Warning][TrellEngine] Allocate memory pool block failed (size = " + std::to_string(chunkSize) +
+                       ").\n");
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(allocator.getBlockClass(p), -1) << "served by the system heap";
+    EXPECT_EQ(allocator.getTotalSlots(cls), 0u);
+    EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), 1u);
+    allocator.free(p);
+
+    // The next request tries the chunk again, with the initial count.
+    void* q = allocator.malloc(100);
+    EXPECT_EQ(allocator.getBlockClass(q), static_cast<int>(cls));
+    EXPECT_EQ(allocator.getTotalSlots(cls), allocator.getInitialCount(cls));
+    allocator.free(q);
+}
+
+TEST(CMemAllocator, SystemHeapFailuresYieldNull)
+{
+    tagHookGuard guard;
+    CMemAllocator allocator;
+    MemTesting::failSystemHeapAfter(0);
+    void* pooled = nullptr;
+    void* large = nullptr;
+    const std::string out = captureStdout([&] {
+        pooled = allocator.malloc(8);
+        large = allocator.malloc(4096);
+    });
+    EXPECT_EQ(pooled, nullptr);
+    EXPECT_EQ(large, nullptr);
+    EXPECT_EQ(countOf(out, "Allocate memory pool block failed"), 1u) << out;
+    EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), 3u) << "chunk, its large fallback, the large block";
+
+    // A growth chunk fails the same way once the first chunk is full.
+    MemTesting::failSystemHeapAfter(-1);
+    const unsigned int cls = static_cast<unsigned int>(allocator.findClass(480));
+    std::vector<void*> blocks;
+    for (unsigned int i = 0; i < allocator.getInitialCount(cls); ++i)
+        blocks.push_back(allocator.malloc(480));
+    MemTesting::failSystemHeapAfter(0);
+    void* extra = reinterpret_cast<void*>(1);
+    const std::string growthOut = captureStdout([&] { extra = allocator.malloc(480); });
+    EXPECT_EQ(extra, nullptr);
+    const unsigned int growthChunk = CMemAllocator::CHUNK_DATA_OFFSET +
+                                     allocator.getStride(cls) * allocator.getGrowthCount(cls);
+    EXPECT_EQ(growthOut, "[Warning][TrellEngine] Allocate memory pool block failed (size = " +
+                             std::to_string(growthChunk) + ").\n");
+    MemTesting::failSystemHeapAfter(-1);
+    for (void* p : blocks)
+        allocator.free(p);
+}
+
+TEST(CMemAllocator, ReleasedAllocatorServesFromTheSystemHeap)
+{
+    CMemAllocator allocator;
+    void* before = allocator.malloc(16);
+    ASSERT_GE(allocator.getBlockClass(before), 0);
+    allocator.releaseAll();
+    EXPECT_EQ(allocator.getClassCount(), 0u);
+    EXPECT_EQ(allocator.getMaxPooledSize(), 0u);
+    void* after = allocator.malloc(16);
+    ASSERT_NE(after, nullptr);
+    EXPECT_EQ(allocator.getBlockClass(after), -1);
+    allocator.free(after);
+}
+
+TEST(CMemAllocator, ThreadsSharingAClassNeverGetTheSameBlock)
+{
+    CMemAllocator allocator;
+    constexpr int ROUNDS = 20000;
+    std::atomic<int> corrupted{0};
+    auto worker = [&](unsigned char tag) {
+        std::vector<unsigned char*> held;
+        for (int i = 0; i < ROUNDS; ++i) {
+            unsigned char* p = static_cast<unsigned char*>(allocator.malloc(32));
+            std::memset(p, tag, 32);
+            held.push_back(p);
+            if (held.size() == 16 || i % 3 == 0) {
+                for (unsigned char* q : held) {
+                    for (int b = 0; b < 32; ++b)
+                        if (q[b] != tag)
+                            corrupted.fetch_add(1);
+                    allocator.free(q);
+                }
+                held.clear();
+            }
+        }
+        for (unsigned char* q : held)
+            allocator.free(q);
+    };
+    std::thread first(worker, 0x1F);
+    std::thread second(worker, 0xE0);
+    first.join();
+    second.join();
+    EXPECT_EQ(corrupted.load(), 0);
+    // Freed slots are reused before new ones are carved, so no more slots
+    // exist than the two threads ever held at once, each on the list once.
+    const unsigned int cls = static_cast<unsigned int>(allocator.findClass(32));
+    EXPECT_LE(allocator.getFreeSlotCount(cls), 2u * 16u);
+    EXPECT_GE(allocator.getFreeSlotCount(cls), 2u);
+    EXPECT_EQ(allocator.getTotalSlots(cls), allocator.getInitialCount(cls));
+}
+
+TEST(CMemAllocatorDeathTest, UseAfterFreeOfAPooledBlockIsCaught)
+{
+#if !defined(MEM_TEST_ASAN)
+    GTEST_SKIP() << "needs the AddressSanitizer build";
+#else
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(
+        {
+            volatile char* p = static_cast<volatile char*>(CMemory::malloc(48, 0));
+            CMemory::free(const_cast<char*>(p));
+            p[0] = 1;
+        },
+        "use-after-poison");
+    EXPECT_DEATH(
+        {
+            CMemAllocator allocator;
+            volatile char* p = static_cast<volatile char*>(allocator.malloc(200));
+            allocator.free(const_cast<char*>(p));
+            p[100] = 1;
+        },
+        "use-after-poison");
+#endif
+}

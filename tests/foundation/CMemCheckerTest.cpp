@@ -1,0 +1,523 @@
+#include <foundation/CMemAllocator.h>
+#include <foundation/CMemChecker.h>
+#include <foundation/CMemManager.h>
+#include <foundation/CMemory.h>
+#include <text/CString.h>
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace Trell;
+
+namespace {
+
+template <class F>
+std::string captureStdout(F&& f)
+{
+    testing::internal::CaptureStdout();
+    f();
+    return testing::internal::GetCapturedStdout();
+}
+
+std::string hexAddress(const void* p)
+{
+    char text[32];
+    std::snprintf(text, sizeof(text), "%zX", static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(p)));
+    return text;
+}
+
+std::u16string widen(const std::string& text)
+{
+    return std::u16string(text.begin(), text.end());
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// The report is UTF-16 little-endian without a byte-order mark; its text is
+// ASCII here, so it narrows losslessly (anything else shows as '?').
+std::string narrowUtf16(const std::string& bytes)
+{
+    std::string text;
+    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+        const unsigned int unit = static_cast<unsigned char>(bytes[i]) | static_cast<unsigned char>(bytes[i + 1]) << 8;
+        text += unit < 0x80 ? static_cast<char>(unit) : '?';
+    }
+    return text;
+}
+
+const std::regex REPORT_HEADER(R"(--- Report_(\d{4}) at \d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} ---\n)");
+
+// Splits a report file's text into reports, each starting with its header.
+std::vector<std::string> splitReports(const std::string& text)
+{
+    std::vector<std::string> reports;
+    for (std::size_t at = text.find("--- Report_"); at != std::string::npos;) {
+        const std::size_t next = text.find("--- Report_", at + 1);
+        reports.push_back(text.substr(at, next == std::string::npos ? std::string::npos : next - at));
+        at = next;
+    }
+    return reports;
+}
+
+// The report's body: everything after its first line.
+std::string bodyOf(const std::string& report)
+{
+    std::smatch match;
+    if (!std::regex_search(report, match, REPORT_HEADER) || match.position(0) != 0)
+        return "<no header line>";
+    return report.substr(static_cast<std::size_t>(match.length(0)));
+}
+
+std::string reportNumberOf(const std::string& report)
+{
+    std::smatch match;
+    return std::regex_search(report, match, REPORT_HEADER) ? match[1].str() : "";
+}
+
+std::uintptr_t* wordsOf(void* p)
+{
+    return reinterpret_cast<std::uintptr_t*>(static_cast<char*>(p) - CMemChecker::HEADER_SIZE);
+}
+
+std::string tempPath(const char* name)
+{
+    return testing::TempDir() + "ecs_memchecker_" + std::to_string(getpid()) + "_" + name;
+}
+
+// A checker of its own, over an allocator of its own in checking layout, so
+// that numbering and the live-block list start empty in every test.
+class CMemCheckerTest : public testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        if (!m_strReportPath.empty())
+            std::remove(m_strReportPath.c_str());
+    }
+
+    void useReportFile(const char* name)
+    {
+        m_strReportPath = tempPath(name);
+        std::remove(m_strReportPath.c_str());
+        m_checker.setMemReportFile(CString(widen(m_strReportPath).c_str()));
+    }
+
+    std::string reportText() const { return narrowUtf16(readFile(m_strReportPath)); }
+
+    unsigned int slotsFreeFor(unsigned int size)
+    {
+        return m_allocator.getFreeSlotCount(
+            static_cast<unsigned int>(m_allocator.findClass(size + CMemChecker::CHECK_OVERHEAD)));
+    }
+
+    CMemAllocator m_allocator{true};
+    CMemChecker m_checker{&m_allocator};
+    std::string m_strReportPath;
+};
+
+} // namespace
+
+TEST_F(CMemCheckerTest, LiveBlocksAreLinkedNewestFirstBehindGuardedHeaders)
+{
+    void* older = m_checker.malloc(10, 7);
+    void* newer = m_checker.malloc(33, 0);
+    ASSERT_NE(older, nullptr);
+    ASSERT_NE(newer, nullptr);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(newer) % (sizeof(void*) == 8 ? 16 : 4), 0u);
+    const std::uintptr_t* o = wordsOf(older);
+    const std::uintptr_t* n = wordsOf(newer);
+    EXPECT_EQ(n[1], reinterpret_cast<std::uintptr_t>(o)) << "newer block's next is the older one";
+    EXPECT_EQ(n[2], 0u);
+    EXPECT_EQ(o[2], reinterpret_cast<std::uintptr_t>(n));
+    EXPECT_EQ(o[0], (o[1] + o[2]) ^ CMemChecker::CHECK_KEY) << "check word follows the links";
+    EXPECT_EQ(o[3], 10u);
+    EXPECT_EQ(o[4], 7u);
+    EXPECT_EQ(o[5], reinterpret_cast<std::uintptr_t>(o) ^ CMemChecker::CHECK_KEY);
+    EXPECT_EQ(static_cast<unsigned char*>(older)[10], CMemChecker::GUARD_BYTE);
+    EXPECT_EQ(static_cast<unsigned char*>(newer)[33], CMemChecker::GUARD_BYTE);
+    EXPECT_EQ(m_checker.getLiveBlockCount(), 2u);
+
+    m_checker.free(newer);
+    EXPECT_EQ(o[2], 0u) << "unlinking rewrites the neighbour";
+    EXPECT_EQ(o[0], (o[1] + o[2]) ^ CMemChecker::CHECK_KEY);
+    EXPECT_EQ(m_checker.checkHeap(), CMemChecker::HEAP_CLEAN);
+    m_checker.free(older);
+    m_checker.free(nullptr);
+    EXPECT_EQ(m_checker.getLiveBlockCount(), 0u);
+    EXPECT_EQ(m_checker.getInvalidFreeCount(), 0u);
+}
+
+TEST_F(CMemCheckerTest, OverflowByOneByteIsReportedAndTheBlockStillFreed)
+{
+    const unsigned int id = m_checker.registClassName(u"CWidget");
+    unsigned char* named = static_cast<unsigned char*>(m_checker.malloc(10, id));
+    unsigned char* anonymous = static_cast<unsigned char*>(m_checker.malloc(20, 0));
+    const unsigned int freeBefore = slotsFreeFor(10);
+    named[10] = 'x';
+    anonymous[20] = 0;
+    const std::string out = captureStdout([&] {
+        m_checker.free(named);
+        m_checker.free(anonymous);
+    });
+    EXPECT_EQ(out, "[Warning][TrellEngine] Free(0x" + hexAddress(named) + ")<CWidget>: Block was overflow!\n" +
+                       "[Warning][TrellEngine] Free(0x" + hexAddress(anonymous) + "): Block was overflow!\n");
+    EXPECT_EQ(m_checker.getLiveBlockCount(), 0u);
+    EXPECT_EQ(slotsFreeFor(10), freeBefore + 1) << "the overflowed block went back to its pool";
+    EXPECT_EQ(m_checker.getInvalidFreeCount(), 2u);
+
+    useReportFile("overflow.txt");
+    m_checker.generateMemReportFile();
+    EXPECT_EQ(bodyOf(reportText()),
+              "[Warning][TrellEngine] Tried to free invalid pointer 2 times! Please check the log on terminal.\n"
+              "All objects have been freed.\n");
+}
+
+TEST_F(CMemCheckerTest, SecondFreeIsRefusedAndNamesTheClass)
+{
+    const unsigned int id = m_checker.registClassName(u"CGadget");
+    void* named = m_checker.malloc(16, id);
+    void* anonymous = m_checker.malloc(16, 0);
+    void* keep = m_checker.malloc(16, 0);
+    m_checker.free(named);
+    m_checker.free(anonymous);
+    const unsigned int freeAfterFirst = slotsFreeFor(16);
+    const std::string out = captureStdout([&] {
+        m_checker.free(named);
+        m_checker.free(anonymous);
+    });
+    EXPECT_EQ(out, "[Warning][TrellEngine] Free(0x" + hexAddress(named) +
+                       ")<CGadget>: Invalid Pointer. Block had been freed before!\n" +
+                       "[Warning][TrellEngine] Free(0x" + hexAddress(anonymous) +
+                       "): Invalid Pointer. Block had been freed before!\n");
+    EXPECT_EQ(slotsFreeFor(16), freeAfterFirst) << "nothing freed twice";
+    EXPECT_EQ(m_checker.getInvalidFreeCount(), 2u);
+    EXPECT_EQ(m_checker.getLiveBlockCount(), 1u);
+    EXPECT_EQ(m_checker.checkHeap(), CMemChecker::HEAP_CLEAN);
+    m_checker.free(keep);
+}
+
+TEST_F(CMemCheckerTest, ForeignPointerIsCountedAndNothingFreed)
+{
+    std::vector<unsigned char> foreign(256, 0);
+    const std::vector<unsigned char> copy = foreign;
+    void* live = m_checker.malloc(8, 0);
+    const std::string out = captureStdout([&] { m_checker.free(foreign.data() + 128); });
+    EXPECT_EQ(out, "[Warning][TrellEngine] Free(0x" + hexAddress(foreign.data() + 128) +
+                       "): Invalid Pointer. Maybe Block had been freed or crashed!\n");
+    EXPECT_EQ(foreign, copy);
+    EXPECT_EQ(m_checker.getInvalidFreeCount(), 1u);
+    EXPECT_EQ(m_checker.getLiveBlockCount(), 1u);
+    m_checker.free(live);
+}
+
+TEST_F(CMemCheckerTest, ClassNamesAreNumberedInOrderOfFirstRegistration)
+{
+    EXPECT_EQ(m_checker.registClassName(nullptr), 0u);
+    EXPECT_EQ(m_checker.registClassName(u"Alpha"), 1u);
+    EXPECT_EQ(m_checker.registClassName(u"Beta"), 2u);
+    EXPECT_EQ(m_checker.registClassName(u"Alpha"), 1u);
+    EXPECT_EQ(m_checker.registClassName(u"alpha"), 3u) << "names compare case-sensitively";
+    EXPECT_EQ(m_checker.registClassName(u"Beta"), 2u);
+    EXPECT_EQ(m_checker.registClassName(u"Alphabet"), 4u) << "a prefix is another name";
+    EXPECT_EQ(m_checker.getRegisteredCount(), 4u);
+    EXPECT_EQ(std::u16string(m_checker.getClassName(2)), u"Beta");
+    EXPECT_EQ(std::u16string(m_checker.getClassName(3)), u"alpha");
+    EXPECT_EQ(m_checker.getClassName(0), nullptr);
+    EXPECT_EQ(m_checker.getClassName(5), nullptr);
+
+    // The name is copied: the caller's buffer may go away.
+    std::u16string transient = u"Transient";
+    EXPECT_EQ(m_checker.registClassName(transient.c_str()), 5u);
+    transient.assign(u"Overwritten");
+    EXPECT_EQ(std::u16string(m_checker.getClassName(5)), u"Transient");
+}
+
+TEST_F(CMemCheckerTest, FirstReportTruncatesLaterOnesAppend)
+{
+    useReportFile("numbering.txt");
+    {
+        std::ofstream junk(m_strReportPath, std::ios::binary);
+        junk << "left over from an earlier run";
+    }
+    m_checker.generateMemReportFile();
+    const std::string raw = readFile(m_strReportPath);
+    ASSERT_GE(raw.size(), 2u);
+    EXPECT_EQ(raw.substr(0, 2), std::string("-\0", 2)) << "UTF-16LE, no byte-order mark";
+    std::vector<std::string> reports = splitReports(reportText());
+    ASSERT_EQ(reports.size(), 1u) << reportText();
+    EXPECT_EQ(reportText().find("--- Report_"), 0u) << "the old content is gone";
+    EXPECT_EQ(reportNumberOf(reports[0]), "0001");
+    EXPECT_EQ(bodyOf(reports[0]), "All objects have been freed.\n");
+
+    void* live = m_checker.malloc(12, m_checker.registClassName(u"CLive"));
+    m_checker.generateMemReportFile();
+    reports = splitReports(reportText());
+    ASSERT_EQ(reports.size(), 2u);
+    EXPECT_EQ(reportNumberOf(reports[0]), "0001");
+    EXPECT_EQ(reportNumberOf(reports[1]), "0002");
+    EXPECT_EQ(bodyOf(reports[1]), "\"ClassName\",\"InstanceCount\",\"TotalSize\"\n\"CLive\",\"1\",\"12\"\n");
+    EXPECT_EQ(m_checker.getReportCount(), 2u);
+    m_checker.free(live);
+
+    // After a reset the numbering restarts and the file is truncated again.
+    m_checker.resetReportState();
+    m_checker.generateMemReportFile();
+    reports = splitReports(reportText());
+    ASSERT_EQ(reports.size(), 1u);
+    EXPECT_EQ(reportNumberOf(reports[0]), "0001");
+}
+
+TEST_F(CMemCheckerTest, ReportRowsAreSortedCaseSensitively)
+{
+    const unsigned int lowerBeta = m_checker.registClassName(u"beta");
+    const unsigned int upperAlpha = m_checker.registClassName(u"Alpha");
+    const unsigned int lowerAlpha = m_checker.registClassName(u"alpha");
+    const unsigned int upperBeta = m_checker.registClassName(u"Beta");
+    std::vector<void*> blocks = {
+        m_checker.malloc(10, upperAlpha), m_checker.malloc(20, upperAlpha), m_checker.malloc(5, lowerAlpha),
+        m_checker.malloc(7, upperBeta),   m_checker.malloc(9, lowerBeta),   m_checker.malloc(3, 0),
+        m_checker.malloc(4, 0),           m_checker.malloc(600, 99),
+    };
+    useReportFile("rows.txt");
+    m_checker.generateMemReportFile();
+    EXPECT_EQ(bodyOf(reportText()), "\"ClassName\",\"InstanceCount\",\"TotalSize\"\n"
+                                    "\"<UnregisteredClass or MetaType>\",\"3\",\"607\"\n"
+                                    "\"Alpha\",\"2\",\"30\"\n"
+                                    "\"Beta\",\"1\",\"7\"\n"
+                                    "\"alpha\",\"1\",\"5\"\n"
+                                    "\"beta\",\"1\",\"9\"\n");
+    for (void* p : blocks)
+        m_checker.free(p);
+}
+
+TEST_F(CMemCheckerTest, ReportGoesToTheConsoleWithoutAFile)
+{
+    void* live = m_checker.malloc(21, m_checker.registClassName(u"COnConsole"));
+    std::string out = captureStdout([&] { m_checker.generateMemReportFile(); });
+    EXPECT_TRUE(std::regex_search(out, REPORT_HEADER)) << out;
+    EXPECT_NE(out.find("\"COnConsole\",\"1\",\"21\"\n"), std::string::npos) << out;
+
+    m_checker.setMemReportFile(CString(u"/nonexistent-folder-for-ecs-tests/report.txt"));
+    out = captureStdout([&] { m_checker.generateMemReportFile(); });
+    EXPECT_NE(out.find("--- Report_0002 at "), std::string::npos) << out;
+    m_checker.free(live);
+}
+
+TEST_F(CMemCheckerTest, ReportPathIsCopiedAndBounded)
+{
+    char16_t path[CMemChecker::REPORT_PATH_LENGTH];
+    m_checker.setMemReportFile(CString(u"/tmp/a.txt"));
+    m_checker.getMemReportFile(path);
+    EXPECT_EQ(std::u16string(path), u"/tmp/a.txt");
+    m_checker.setMemReportFile(CString());
+    m_checker.getMemReportFile(path);
+    EXPECT_EQ(std::u16string(path), u"");
+    const std::u16string longPath(400, u'x');
+    m_checker.setMemReportFile(CString(longPath.c_str()));
+    m_checker.getMemReportFile(path);
+    EXPECT_EQ(std::u16string(path), longPath.substr(0, CMemChecker::REPORT_PATH_LENGTH - 1));
+}
+
+TEST_F(CMemCheckerTest, HeapCheckVerdicts)
+{
+    std::vector<unsigned char*> blocks;
+    for (unsigned int size : {30u, 40u, 50u})
+        blocks.push_back(static_cast<unsigned char*>(m_checker.malloc(size, 0)));
+    unsigned int errors = 99;
+    EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_CLEAN);
+    EXPECT_EQ(errors, 0u);
+
+    // An overflowed block is an error but keeps its place in the statistics.
+    blocks[1][40] = 0;
+    EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_ERRORS);
+    EXPECT_EQ(errors, 1u);
+    useReportFile("verdicts.txt");
+    m_checker.generateMemReportFile();
+    EXPECT_EQ(bodyOf(splitReports(reportText()).back()),
+              "[Warning][TrellEngine] 1 block error was detected!\n"
+              "\"ClassName\",\"InstanceCount\",\"TotalSize\"\n"
+              "\"<UnregisteredClass or MetaType>\",\"3\",\"120\"\n");
+    blocks[1][40] = CMemChecker::GUARD_BYTE;
+
+    // A broken header is an error; the walk goes on past it.
+    std::uintptr_t* middle = wordsOf(blocks[1]);
+    const std::uintptr_t savedSelf = middle[5];
+    middle[5] ^= 1;
+    EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_ERRORS);
+    EXPECT_EQ(errors, 1u);
+
+    // Two broken headers in a row: the list cannot be trusted any more.
+    std::uintptr_t* newest = wordsOf(blocks[2]);
+    const std::uintptr_t savedNewest = newest[5];
+    newest[5] ^= 1;
+    EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_CRASHED);
+    m_checker.generateMemReportFile();
+    EXPECT_EQ(bodyOf(splitReports(reportText()).back()).find(
+                  "[Warning][TrellEngine] Heap was crashed! Please check this issue ASAP.\n"),
+              0u);
+
+    middle[5] = savedSelf;
+    newest[5] = savedNewest;
+    EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_CLEAN);
+    const std::string out = captureStdout([&] {
+        for (unsigned char* p : blocks)
+            m_checker.free(p);
+    });
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(m_checker.getLiveBlockCount(), 0u);
+}
+
+TEST_F(CMemCheckerTest, ThreadsShareTheListSafely)
+{
+    constexpr int OPERATIONS = 100000;
+    const unsigned int ids[] = {m_checker.registClassName(u"CFirst"), m_checker.registClassName(u"CSecond"), 0};
+    auto worker = [&](unsigned int seed) {
+        std::mt19937 random(seed);
+        std::vector<void*> live;
+        for (int i = 0; i < OPERATIONS; ++i) {
+            if (live.empty() || (live.size() < 300 && random() % 2 == 0)) {
+                live.push_back(m_checker.malloc(random() % 700, ids[random() % 3]));
+            } else {
+                const std::size_t at = random() % live.size();
+                m_checker.free(live[at]);
+                live[at] = live.back();
+                live.pop_back();
+            }
+        }
+        for (void* p : live)
+            m_checker.free(p);
+    };
+    std::thread first(worker, 5u);
+    std::thread second(worker, 77u);
+    first.join();
+    second.join();
+    EXPECT_EQ(m_checker.checkHeap(), CMemChecker::HEAP_CLEAN);
+    EXPECT_EQ(m_checker.getLiveBlockCount(), 0u);
+    EXPECT_EQ(m_checker.getInvalidFreeCount(), 0u);
+}
+
+TEST(CMemCheckerWithoutAllocator, UsesTheSystemHeap)
+{
+    CMemChecker checker(nullptr);
+    unsigned char* p = static_cast<unsigned char*>(checker.malloc(1000, 0));
+    ASSERT_NE(p, nullptr);
+    std::memset(p, 1, 1000);
+    p[1000] = 0;
+    const std::string out = captureStdout([&] { checker.free(p); });
+    EXPECT_NE(out.find("Block was overflow!"), std::string::npos);
+    EXPECT_EQ(checker.getLiveBlockCount(), 0u);
+}
+
+// ---- The library's own checker (checking-mode builds) ------------------------
+
+namespace {
+
+class CMemCheckedWidget
+{
+    TRELL_DECLARE_ALLOCATOR(u"CMemCheckedWidget")
+
+public:
+    int value = 0;
+};
+
+} // namespace
+
+TEST(CMemCheckingMode, AllocationOperatorsRegisterTheirClass)
+{
+    if (!CMemManager::isCheckingMode())
+        GTEST_SKIP() << "checking mode is off in this build";
+    CMemChecker* checker = CMemManager::getInstance()->getChecker();
+    ASSERT_NE(checker, nullptr);
+    const unsigned int liveBefore = checker->getLiveBlockCount();
+    CMemCheckedWidget* widget = new CMemCheckedWidget;
+    const unsigned int id = CMemCheckedWidget::trellClassId().load();
+    ASSERT_NE(id, 0u);
+    EXPECT_EQ(std::u16string(checker->getClassName(id)), u"CMemCheckedWidget");
+    EXPECT_EQ(wordsOf(widget)[4], id);
+    EXPECT_EQ(checker->getLiveBlockCount(), liveBefore + 1);
+    CMemCheckedWidget* array = new CMemCheckedWidget[4];
+    EXPECT_EQ(wordsOf(array)[4], id) << "the array operator uses the same name";
+    delete[] array;
+    delete widget;
+    EXPECT_EQ(checker->getLiveBlockCount(), liveBefore);
+}
+
+TEST(CMemCheckingMode, TwoThreadsOfRandomTrafficEndWithACleanHeap)
+{
+    if (!CMemManager::isCheckingMode())
+        GTEST_SKIP() << "checking mode is off in this build";
+    CMemManager* manager = CMemManager::getInstance();
+    CMemChecker* checker = manager->getChecker();
+    ASSERT_EQ(checker->getLiveBlockCount(), 0u)
+        << "library objects left alive by earlier tests of this process (ctest runs each test alone)";
+    checker->resetReportState();
+
+    constexpr int OPERATIONS = 1000000;
+    const unsigned int ids[] = {CMemory::registClassName(u"CTrafficSmall"), CMemory::registClassName(u"CTrafficLarge"),
+                                0};
+    std::atomic<int> corrupted{0};
+    auto worker = [&](unsigned int seed) {
+        std::mt19937 random(seed);
+        std::vector<std::pair<unsigned char*, unsigned int>> live;
+        for (int i = 0; i < OPERATIONS; ++i) {
+            if (live.empty() || (live.size() < 1000 && random() % 2 == 0)) {
+                const unsigned int size = random() % 4 == 0 ? 513 + random() % 2000 : random() % 513;
+                unsigned char* p = static_cast<unsigned char*>(CMemory::malloc(size, ids[random() % 3]));
+                if (!p) {
+                    corrupted.fetch_add(1);
+                    continue;
+                }
+                if (size)
+                    p[0] = p[size - 1] = static_cast<unsigned char>(seed);
+                live.emplace_back(p, size);
+            } else {
+                const std::size_t at = random() % live.size();
+                auto [p, size] = live[at];
+                if (size && (p[0] != static_cast<unsigned char>(seed) || p[size - 1] != p[0]))
+                    corrupted.fetch_add(1);
+                CMemory::free(p);
+                live[at] = live.back();
+                live.pop_back();
+            }
+        }
+        for (auto [p, size] : live)
+            CMemory::free(p);
+    };
+    std::thread first(worker, 17u);
+    std::thread second(worker, 4711u);
+    first.join();
+    second.join();
+    EXPECT_EQ(corrupted.load(), 0);
+
+    unsigned int errors = 99;
+    EXPECT_EQ(checker->checkHeap(&errors), CMemChecker::HEAP_CLEAN);
+    EXPECT_EQ(errors, 0u);
+    EXPECT_EQ(checker->getInvalidFreeCount(), 0u);
+
+    const std::string path = tempPath("traffic.txt");
+    manager->setMemReportFile(CString(widen(path).c_str()));
+    manager->generateMemReportFile();
+    manager->setMemReportFile(CString());
+    const std::string report = narrowUtf16(readFile(path));
+    std::remove(path.c_str());
+    EXPECT_EQ(reportNumberOf(report), "0001");
+    EXPECT_EQ(bodyOf(report), "All objects have been freed.\n");
+}

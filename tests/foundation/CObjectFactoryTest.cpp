@@ -1,0 +1,106 @@
+#include <foundation/CObjectFactory.h>
+#include <text/CString.h>
+
+#include <gtest/gtest.h>
+
+using namespace Trell;
+
+namespace {
+
+class CWidget : public CObject
+{
+    TRELL_DECLARE_ALLOCATOR(u"CWidget")
+public:
+    explicit CWidget(int kind) : m_iKind(kind) {}
+    int kind() const { return m_iKind; }
+
+private:
+    int m_iKind;
+};
+
+int g_iCreated = 0;
+
+CObject* createFirst()
+{
+    ++g_iCreated;
+    return new CWidget(1);
+}
+
+CObject* createSecond()
+{
+    ++g_iCreated;
+    return new CWidget(2);
+}
+
+// Each test starts and ends without an instance, so none sees another's registrations.
+class CObjectFactoryTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        CObjectFactory::deleteInstance();
+        g_iCreated = 0;
+    }
+    void TearDown() override { CObjectFactory::deleteInstance(); }
+};
+
+} // namespace
+
+TEST_F(CObjectFactoryTest, FirstRegistrationOfANameWins)
+{
+    CObjectFactory* factory = CObjectFactory::getInstance();
+    ASSERT_NE(factory, nullptr);
+    EXPECT_EQ(CObjectFactory::getInstance(), factory) << "one instance";
+    factory->registerClass(CString(u"CWidget"), &createFirst);
+    factory->registerClass(CString(u"CWidget"), &createSecond);
+
+    CObject* object = factory->createObject(CString(u"CWidget"));
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(static_cast<CWidget*>(object)->kind(), 1);
+    EXPECT_EQ(object->getRef(), 0) << "the factory adds no reference";
+    delete object;
+}
+
+TEST_F(CObjectFactoryTest, UnknownOrDifferentlyCasedNamesGiveNull)
+{
+    CObjectFactory* factory = CObjectFactory::getInstance();
+    factory->registerClass(CString(u"CWidget"), &createFirst);
+    EXPECT_EQ(factory->createObject(CString(u"cwidget")), nullptr);
+    EXPECT_EQ(factory->createObject(CString(u"CWidgetX")), nullptr);
+    EXPECT_EQ(factory->createObject(CString()), nullptr);
+    EXPECT_EQ(g_iCreated, 0) << "no creator runs for a miss";
+
+    factory->registerClass(CString(u"CNull"), nullptr);
+    EXPECT_FALSE(factory->isClassRegistered(CString(u"CNull")));
+    EXPECT_EQ(factory->createObject(CString(u"CNull")), nullptr);
+}
+
+TEST_F(CObjectFactoryTest, DeleteInstanceStartsAFreshRegistry)
+{
+    CObjectFactory::getInstance()->registerClass(CString(u"CWidget"), &createFirst);
+    EXPECT_TRUE(CObjectFactory::getInstance()->isClassRegistered(CString(u"CWidget")));
+    CObjectFactory::deleteInstance();
+    CObjectFactory::deleteInstance(); // a second call has nothing to destroy
+
+    CObjectFactory* fresh = CObjectFactory::getInstance();
+    EXPECT_EQ(fresh->createObject(CString(u"CWidget")), nullptr);
+    fresh->registerClass(CString(u"CWidget"), &createSecond);
+    CObject* object = fresh->createObject(CString(u"CWidget"));
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(static_cast<CWidget*>(object)->kind(), 2);
+    delete object;
+}
+
+TEST_F(CObjectFactoryTest, ManyNamesStaySeparate)
+{
+    CObjectFactory* factory = CObjectFactory::getInstance();
+    for (int i = 0; i < 200; ++i)
+        factory->registerClass(CString(i), (i % 2) ? &createFirst : &createSecond);
+    for (int i = 0; i < 200; ++i) {
+        CObject* object = factory->createObject(CString(i));
+        ASSERT_NE(object, nullptr) << i;
+        EXPECT_EQ(static_cast<CWidget*>(object)->kind(), (i % 2) ? 1 : 2) << i;
+        delete object;
+    }
+    EXPECT_EQ(g_iCreated, 200);
+}

@@ -1,0 +1,75 @@
+#include <platform/CAutoSync.h>
+#include <platform/CSyncObject.h>
+
+#include "Reaper.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+using namespace Trell;
+
+TEST(CSyncObject, OwningThreadMayLockAgain)
+{
+    CReaper reaper("re-entrant lock");
+    CSyncObject sync;
+    sync.lock();
+    sync.lock();
+    {
+        CAutoSync nested(sync);
+    }
+    sync.unlock();
+    sync.unlock();
+
+    // Fully released: another thread can take it.
+    std::thread other([&] {
+        CAutoSync hold(sync);
+    });
+    other.join();
+}
+
+TEST(CSyncObject, OtherThreadWaitsUntilEveryLockIsReleased)
+{
+    CReaper reaper("lock exclusion");
+    CSyncObject sync;
+    std::atomic<bool> bTaken{false};
+    sync.lock();
+    sync.lock();
+    std::thread other([&] {
+        CAutoSync hold(sync);
+        bTaken = true;
+    });
+    // Give a broken lock the chance to let the other thread in.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(bTaken.load());
+    sync.unlock();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(bTaken.load()) << "one unlock of two released the lock";
+    sync.unlock();
+    other.join();
+    EXPECT_TRUE(bTaken.load());
+}
+
+TEST(CSyncObject, AutoSyncExcludesConcurrentUpdates)
+{
+    CReaper reaper("counting under lock");
+    CSyncObject sync;
+    long long llCounter = 0; // deliberately not atomic: the lock guards it
+    const int THREADS = 4;
+    const int ROUNDS = 50000;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < THREADS; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < ROUNDS; ++i) {
+                CAutoSync hold(sync);
+                long long llValue = llCounter;
+                llCounter = llValue + 1;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(llCounter, static_cast<long long>(THREADS) * ROUNDS);
+}

@@ -1,0 +1,217 @@
+#include <platform/CThread.h>
+#include <platform/CWaitObject.h>
+#include <text/CString.h>
+
+#include "Reaper.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <cerrno>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+using namespace Trell;
+
+namespace {
+
+// A worker that follows the library's run pattern: one pass, then sleep on
+// the wake event until a stop request.
+class CWorker : public CThread
+{
+    TRELL_DECLARE_ALLOCATOR(u"CWorker")
+public:
+    CWorker() : started(STRING_NULL) {}
+    ~CWorker() override { stopThread(); }
+
+    void notifyThreadStarted(unsigned int uiThreadID) override
+    {
+        record("started");
+        CThread::notifyThreadStarted(uiThreadID);
+    }
+    void notifyThreadStopped() override
+    {
+        record("stopped");
+        CThread::notifyThreadStopped();
+    }
+    void run() override
+    {
+        record("run");
+        idSeenInRun = getThreadID();
+        ++runs;
+        started.notify();
+        while (!isPrepareStopThread())
+            m_waitWake.wait(0);
+    }
+
+    std::vector<std::string> events()
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        return log;
+    }
+
+    CWaitObject started;
+    std::atomic<int> runs{0};
+    std::atomic<unsigned int> idSeenInRun{0};
+
+private:
+    void record(const char* pszWhat)
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        log.push_back(pszWhat);
+    }
+    std::mutex mutex;
+    std::vector<std::string> log;
+};
+
+// A worker whose run waits once on the wake event without limit and ends.
+class CWakeOnce : public CThread
+{
+    TRELL_DECLARE_ALLOCATOR(u"CWakeOnce")
+public:
+    void run() override
+    {
+        m_waitWake.wait(0);
+        sawStopFlag = isPrepareStopThread();
+    }
+    std::atomic<bool> sawStopFlag{true};
+};
+
+// Records the nice value the worker runs at.
+class CNiceProbe : public CThread
+{
+    TRELL_DECLARE_ALLOCATOR(u"CNiceProbe")
+public:
+    void run() override
+    {
+        errno = 0;
+        nice = getpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)));
+    }
+    std::atomic<int> nice{1000};
+};
+
+} // namespace
+
+TEST(CThread, DefaultsBeforeStart)
+{
+    CWorker worker;
+    EXPECT_EQ(worker.getThreadPriority(), 51);
+    EXPECT_TRUE(worker.getThreadName() == u"Unknown");
+    EXPECT_EQ(worker.getThreadID(), 0u);
+    EXPECT_FALSE(worker.isPrepareStopThread());
+    worker.setThreadName(CString(u"tm"));
+    worker.setThreadPriority(7);
+    EXPECT_TRUE(worker.getThreadName() == u"tm");
+    EXPECT_EQ(worker.getThreadPriority(), 7);
+}
+
+TEST(CThread, RunsStartedRunStoppedInOrderOnItsOwnThread)
+{
+    CReaper reaper("thread order");
+    CWorker worker;
+    worker.startThread();
+    worker.started.wait(0);
+    EXPECT_NE(worker.idSeenInRun.load(), 0u);
+    EXPECT_NE(worker.idSeenInRun.load(), static_cast<unsigned int>(syscall(SYS_gettid)));
+    EXPECT_EQ(worker.getThreadID(), worker.idSeenInRun.load());
+    worker.stopThread();
+    EXPECT_EQ(worker.events(), (std::vector<std::string>{"started", "run", "stopped"}));
+    EXPECT_EQ(worker.getThreadID(), 0u);
+    EXPECT_TRUE(worker.isPrepareStopThread()) << "the stop request stays raised until the next start";
+}
+
+TEST(CThread, SecondStartIsIgnored)
+{
+    CReaper reaper("start twice");
+    CWorker worker;
+    worker.startThread();
+    worker.startThread();
+    worker.started.wait(0);
+    worker.startThread();
+    worker.stopThread();
+    EXPECT_EQ(worker.runs.load(), 1);
+}
+
+TEST(CThread, StopOnIdleThreadReturnsAtOnce)
+{
+    CReaper reaper("stop idle");
+    CWorker worker;
+    worker.stopThread();
+    worker.waitForThreadStop();
+    EXPECT_EQ(worker.runs.load(), 0);
+}
+
+TEST(CThread, RestartRightAfterStop)
+{
+    CReaper reaper("restart");
+    CWorker worker;
+    for (int round = 1; round <= 3; ++round) {
+        worker.startThread();
+        worker.started.wait(0);
+        EXPECT_FALSE(worker.isPrepareStopThread());
+        worker.stopThread();
+        EXPECT_EQ(worker.getThreadID(), 0u);
+        EXPECT_EQ(worker.runs.load(), round);
+    }
+}
+
+TEST(CThread, WaitForThreadStopWaitsForARunThatEndsByItself)
+{
+    CReaper reaper("wait for stop");
+    CWakeOnce worker;
+    worker.startThread();
+    worker.prepareStopThread();
+    worker.waitForThreadStop();
+    EXPECT_TRUE(worker.sawStopFlag.load());
+    EXPECT_EQ(worker.getThreadID(), 0u);
+}
+
+TEST(CThread, PrepareStopOnIdleThreadLeavesOnlyTheWakeSignal)
+{
+    CReaper reaper("prepare stop on idle");
+    CWakeOnce worker;
+    worker.prepareStopThread();
+    EXPECT_TRUE(worker.isPrepareStopThread());
+    worker.startThread();
+    // run's first wait returns at once (the reaper would fire otherwise) and
+    // the flag was cleared by the start.
+    worker.waitForThreadStop();
+    EXPECT_FALSE(worker.sawStopFlag.load());
+}
+
+TEST(CThread, PriorityMapping)
+{
+    struct
+    {
+        int iPriority;
+        int iSystem;
+    } const cases[] = {
+        {50, 0}, {49, -2}, {3, -2}, {2, 2}, {1, 1}, {0, 0}, {-1, -1}, {-2, -2}, {-3, 0},
+        {51, 2}, {1000, 2}, {-1000, 0},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(CThread::toSystemPriority(c.iPriority), c.iSystem) << "priority " << c.iPriority;
+}
+
+TEST(CThread, LowestPriorityRunsAtAHigherNiceValue)
+{
+    CReaper reaper("priority");
+    errno = 0;
+    const int iBase = getpriority(PRIO_PROCESS, static_cast<id_t>(getpid()));
+    CNiceProbe lowest;
+    lowest.setThreadPriority(49);
+    lowest.startThread();
+    lowest.waitForThreadStop();
+    EXPECT_EQ(lowest.nice.load(), std::min(iBase + 10, 19));
+
+    // The default (highest) must run whether or not raising is permitted.
+    CNiceProbe highest;
+    highest.startThread();
+    highest.waitForThreadStop();
+    EXPECT_LE(highest.nice.load(), iBase);
+}

@@ -1,0 +1,303 @@
+#include <platform/CWaitObject.h>
+#include <text/CString.h>
+
+#include "Reaper.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+using namespace Trell;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+long long elapsedMs(Clock::time_point start)
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+}
+
+// A wait that was not signalled lasts at least its timeout; a signalled
+// event makes it return at once. This lower bound is what tells the two
+// apart (a slow machine only lengthens it).
+bool waitTimesOut(CWaitObject& event, unsigned int uiMilliseconds)
+{
+    const auto start = Clock::now();
+    event.forceWait(uiMilliseconds);
+    return elapsedMs(start) >= static_cast<long long>(uiMilliseconds) - 5;
+}
+
+// Unique per process and call, so concurrent runs do not share events.
+std::string uniqueName(const char* pszTag)
+{
+    static int s_iCounter = 0;
+    return std::string("ecs_test_") + pszTag + "_" + std::to_string(getpid()) + "_" +
+           std::to_string(++s_iCounter);
+}
+
+CString toCString(const std::string& text)
+{
+    std::u16string wide(text.begin(), text.end());
+    return CString(wide.c_str());
+}
+
+pid_t spawnHelper(const std::vector<std::string>& args)
+{
+    std::vector<char*> argv;
+    std::string program = ECS_TEST_WAIT_HELPER;
+    argv.push_back(program.data());
+    std::vector<std::string> copies = args;
+    for (std::string& arg : copies)
+        argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    pid_t pid = -1;
+    if (posix_spawn(&pid, program.c_str(), nullptr, nullptr, argv.data(), environ) != 0)
+        return -1;
+    return pid;
+}
+
+int exitCodeOf(pid_t pid)
+{
+    int status = 0;
+    if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status))
+        return -1;
+    return WEXITSTATUS(status);
+}
+
+bool shmObjectExists(const std::string& name)
+{
+    int fd = shm_open(("/trell.evt." + name).c_str(), O_RDONLY, 0);
+    if (fd < 0)
+        return false;
+    close(fd);
+    return true;
+}
+
+// Linux: whether a thread is asleep in the kernel (blocked in a wait).
+bool isThreadSleeping(long tid)
+{
+    char path[64];
+    std::snprintf(path, sizeof(path), "/proc/self/task/%ld/stat", tid);
+    FILE* pFile = std::fopen(path, "r");
+    if (!pFile)
+        return false;
+    char buffer[512] = {};
+    size_t count = std::fread(buffer, 1, sizeof(buffer) - 1, pFile);
+    std::fclose(pFile);
+    std::string stat(buffer, count);
+    size_t close = stat.rfind(')');
+    return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] == 'S';
+}
+
+} // namespace
+
+TEST(CWaitObject, NotifyBeforeWaitIsRemembered)
+{
+    CReaper reaper("notify before wait");
+    CWaitObject event(STRING_NULL);
+    event.notify();
+    event.wait(0); // returns at once; the reaper fails the test otherwise
+    EXPECT_TRUE(waitTimesOut(event, 50)) << "the wait did not reset the event";
+}
+
+TEST(CWaitObject, TwoNotifiesCountAsOne)
+{
+    CReaper reaper("two notifies");
+    CWaitObject event(STRING_NULL);
+    event.notify();
+    event.notify();
+    event.wait(0);
+    EXPECT_TRUE(waitTimesOut(event, 50));
+}
+
+TEST(CWaitObject, ForceWaitZeroPollsAndResets)
+{
+    CReaper reaper("force wait 0");
+    CWaitObject event(STRING_NULL);
+    event.forceWait(0); // nothing pending: must not block
+    event.notify();
+    event.forceWait(0); // consumes the pending signal
+    EXPECT_TRUE(waitTimesOut(event, 50));
+}
+
+TEST(CWaitObject, TimedWaitEndsAndLeavesEventClear)
+{
+    CReaper reaper("timed wait");
+    CWaitObject event(STRING_NULL);
+    EXPECT_TRUE(waitTimesOut(event, 30));
+    event.wait(30);
+    event.notify();
+    event.wait(1000);
+    EXPECT_TRUE(waitTimesOut(event, 30));
+}
+
+TEST(CWaitObject, ResetClearsAPendingSignal)
+{
+    CWaitObject event(STRING_NULL);
+    event.notify();
+    event.reset();
+    EXPECT_TRUE(waitTimesOut(event, 50));
+}
+
+TEST(CWaitObject, WaitZeroBlocksUntilNotified)
+{
+    CReaper reaper("wait 0");
+    CWaitObject event(STRING_NULL);
+    std::atomic<bool> bNotified{false};
+    std::atomic<bool> bWokeEarly{false};
+    std::atomic<bool> bWoke{false};
+    std::thread waiter([&] {
+        event.wait(0);
+        bWokeEarly = !bNotified.load();
+        bWoke = true;
+    });
+    // Give a wait that does not block the chance to return early.
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(bWoke.load());
+    bNotified = true;
+    event.notify();
+    waiter.join();
+    EXPECT_FALSE(bWokeEarly.load());
+}
+
+TEST(CWaitObject, OneNotifyReleasesEveryWaiter)
+{
+    CReaper reaper("release all waiters");
+    CWaitObject event(STRING_NULL);
+    const int WAITERS = 4;
+    std::vector<std::atomic<long>> tids(WAITERS);
+    std::atomic<int> released{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < WAITERS; ++i) {
+        tids[i] = 0;
+        threads.emplace_back([&, i] {
+            tids[i] = static_cast<long>(syscall(SYS_gettid));
+            event.wait(0);
+            ++released;
+        });
+    }
+    // All must be blocked in the wait before the single notify; check twice
+    // in a row so that none is merely passing through the lock.
+    auto allSleeping = [&] {
+        for (auto& tid : tids) {
+            if (tid == 0 || !isThreadSleeping(tid))
+                return false;
+        }
+        return true;
+    };
+    ASSERT_TRUE(waitUntil([&] {
+        if (!allSleeping())
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        return allSleeping();
+    }));
+    event.notify();
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(released.load(), WAITERS);
+    // The first waiter to return reset it.
+    EXPECT_TRUE(waitTimesOut(event, 30));
+}
+
+TEST(CWaitObject, NamedEventIsSharedWithinTheProcess)
+{
+    CReaper reaper("named event in one process");
+    const CString name = toCString(uniqueName("local"));
+    CWaitObject a(name);
+    CWaitObject b(name);
+    a.notify();
+    b.wait(0);
+    EXPECT_TRUE(waitTimesOut(a, 30)) << "the wait on one handle did not reset the shared event";
+}
+
+TEST(CWaitObject, DistinctNamesAreDistinctEvents)
+{
+    CWaitObject a(toCString(uniqueName("one")));
+    CWaitObject b(toCString(uniqueName("two")));
+    const std::string base = uniqueName("slash");
+    CWaitObject c(toCString(base + "/x"));
+    CWaitObject d(toCString(base + "%2Fx"));
+    a.notify();
+    EXPECT_TRUE(waitTimesOut(b, 30));
+    c.notify();
+    EXPECT_TRUE(waitTimesOut(d, 30)) << "an escaped name met a name with a slash";
+    c.reset();
+}
+
+TEST(CWaitObject, NamedEventSignalledByAnotherProcessWakesThisOne)
+{
+    CReaper reaper("named event across processes", std::chrono::seconds(120));
+    const std::string ping = uniqueName("ping");
+    const std::string pong = uniqueName("pong");
+    CWaitObject pingEvent(toCString(ping));
+    CWaitObject pongEvent(toCString(pong));
+
+    pid_t pid = spawnHelper({"pingpong", ping, pong});
+    ASSERT_GT(pid, 0);
+    const auto start = Clock::now();
+    pingEvent.forceWait(60000);
+    EXPECT_LT(elapsedMs(start), 55000) << "the other process's notify did not arrive";
+    pongEvent.notify();
+    EXPECT_EQ(exitCodeOf(pid), 0) << "the other process was not woken by this one";
+}
+
+TEST(CWaitObject, ProcessesOpeningOneNameAtOnceShareOneEvent)
+{
+    CReaper reaper("concurrent open", std::chrono::seconds(120));
+    const std::string go = uniqueName("go");
+    const int CHILDREN = 4;
+    std::vector<pid_t> pids;
+    for (int i = 0; i < CHILDREN; ++i) {
+        pid_t pid = spawnHelper({"waitgo", go});
+        ASSERT_GT(pid, 0);
+        pids.push_back(pid);
+    }
+    {
+        CWaitObject goEvent(toCString(go));
+        // Keep signalling until every child has been released and exited.
+        int remaining = CHILDREN;
+        const auto start = Clock::now();
+        while (remaining > 0 && elapsedMs(start) < 90000) {
+            goEvent.notify();
+            for (pid_t& pid : pids) {
+                int status = 0;
+                if (pid > 0 && waitpid(pid, &status, WNOHANG) == pid) {
+                    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+                    pid = 0;
+                    --remaining;
+                }
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        EXPECT_EQ(remaining, 0);
+    }
+    // The last user to close removed the shared object.
+    EXPECT_FALSE(shmObjectExists(go));
+}
+
+TEST(CWaitObject, NamedEventSurvivesAnotherProcessClosingIt)
+{
+    CReaper reaper("close by another process", std::chrono::seconds(120));
+    const std::string name = uniqueName("keep");
+    CWaitObject event(toCString(name));
+    // The helper opens, signals and closes; our handle keeps the event alive.
+    pid_t pid = spawnHelper({"signal", name});
+    ASSERT_GT(pid, 0);
+    EXPECT_EQ(exitCodeOf(pid), 0);
+    EXPECT_TRUE(shmObjectExists(name));
+    event.wait(0); // the remembered signal
+}

@@ -1,0 +1,230 @@
+#include <system/CTime.h>
+#include <system/CTimeSpan.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <random>
+
+using namespace Trell;
+namespace chr = std::chrono;
+
+namespace {
+
+void expectFields(const CTime& t, int y, int mo, int d, int h, int mi, int s, int ms)
+{
+    EXPECT_EQ(t.getYear(), y);
+    EXPECT_EQ(t.getMonth(), mo);
+    EXPECT_EQ(t.getDay(), d);
+    EXPECT_EQ(t.getHour(), h);
+    EXPECT_EQ(t.getMinute(), mi);
+    EXPECT_EQ(t.getSecond(), s);
+    EXPECT_EQ(t.getMilliseconds(), ms);
+}
+
+const chr::sys_days FIRST_DAY = chr::sys_days(chr::year(1) / chr::January / 1);
+const long long LAST_DAY = (chr::sys_days(chr::year(9999) / chr::December / 31) - FIRST_DAY).count();
+
+} // namespace
+
+TEST(CTime, DefaultIsTheZeroDate)
+{
+    CTime t;
+    expectFields(t, 1, 1, 1, 0, 0, 0, 0);
+    EXPECT_TRUE(t.isZeroDate());
+    EXPECT_TRUE(t.isValidDate());
+    EXPECT_EQ(t.getTotalDays(), 0u);
+    EXPECT_EQ(t.getDayOfWeek(), 1u) << "0001-01-01 is a Monday";
+}
+
+TEST(CTime, ConstructorClampsEveryField)
+{
+    expectFields(CTime(2021, 2, 30, 25, 61, 61, 1500), 2021, 2, 28, 23, 59, 59, 999);
+    expectFields(CTime(0, 0, 0, 0, 0, 0, 0), 1, 1, 1, 0, 0, 0, 0);
+    expectFields(CTime(10000, 13, 32), 9999, 12, 31, 0, 0, 0, 0);
+    expectFields(CTime(1900, 2, 29), 1900, 2, 28, 0, 0, 0, 0);
+    expectFields(CTime(2000, 2, 29), 2000, 2, 29, 0, 0, 0, 0);
+}
+
+TEST(CTime, LeapYearsAndMonthLengths)
+{
+    EXPECT_FALSE(CTime(1900, 1, 1).isLeapYear());
+    EXPECT_TRUE(CTime(2000, 1, 1).isLeapYear());
+    EXPECT_TRUE(CTime(2024, 1, 1).isLeapYear());
+    EXPECT_FALSE(CTime(2023, 1, 1).isLeapYear());
+    EXPECT_EQ(CTime(2000, 1, 1).getDayCountOfThisYear(), 366);
+    EXPECT_EQ(CTime(1900, 1, 1).getDayCountOfThisYear(), 365);
+    const int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    for (int m = 1; m <= 12; ++m)
+        EXPECT_EQ(CTime(2023, static_cast<unsigned short>(m), 1).getDayCountOfThisMonth(), lengths[m - 1]);
+    EXPECT_EQ(CTime(2024, 2, 1).getDayCountOfThisMonth(), 29);
+}
+
+TEST(CTime, DayOfWeekOfKnownDates)
+{
+    EXPECT_EQ(CTime(2021, 4, 30).getDayOfWeek(), 5u);
+    EXPECT_EQ(CTime(2000, 1, 1).getDayOfWeek(), 6u);
+}
+
+// The calendar arithmetic against the standard library's over random dates
+// of the whole range.
+TEST(CTime, AgreesWithStdChronoOverTheWholeRange)
+{
+    std::mt19937 random(20210430u);
+    std::uniform_int_distribution<long long> anyDay(0, LAST_DAY);
+    std::uniform_int_distribution<int> anyHour(0, 23), anyMinute(0, 59);
+    int failures = 0;
+    for (int i = 0; i < 100000 && failures < 10; ++i) {
+        const chr::sys_days day = FIRST_DAY + chr::days(anyDay(random));
+        const chr::year_month_day ymd(day);
+        const int hour = anyHour(random), minute = anyMinute(random), second = anyMinute(random);
+        const CTime t(static_cast<unsigned short>(int(ymd.year())), static_cast<unsigned short>(unsigned(ymd.month())),
+                      static_cast<unsigned short>(unsigned(ymd.day())), static_cast<unsigned short>(hour),
+                      static_cast<unsigned short>(minute), static_cast<unsigned short>(second));
+        const long long expectedDays = (day - FIRST_DAY).count();
+        const long long expectedSeconds = ((expectedDays * 24 + hour) * 60 + minute) * 60 + second;
+        bool ok = true;
+        ok &= t.isValidDate();
+        ok &= t.getTotalDays() == static_cast<unsigned int>(expectedDays);
+        ok &= t.getDayOfWeek() == chr::weekday(day).c_encoding();
+        ok &= t.getTotalSeconds() == expectedSeconds;
+        const CTime back(t.getTotalSeconds());
+        ok &= back == t;
+        if (!ok) {
+            ++failures;
+            ADD_FAILURE() << "date " << int(ymd.year()) << "-" << unsigned(ymd.month()) << "-"
+                          << unsigned(ymd.day()) << " days " << t.getTotalDays() << " expected " << expectedDays;
+        }
+    }
+}
+
+TEST(CTime, BoundariesOfTheRangeRoundTrip)
+{
+    const CTime last(9999, 12, 31, 23, 59, 59);
+    EXPECT_EQ(last.getTotalDays(), static_cast<unsigned int>(LAST_DAY));
+    expectFields(CTime(last.getTotalSeconds()), 9999, 12, 31, 23, 59, 59, 0);
+    expectFields(CTime(0LL), 1, 1, 1, 0, 0, 0, 0);
+    // Leap days at cycle ends: the last day of 400-, 100- and 4-year cycles.
+    for (const CTime& t : {CTime(400, 12, 31), CTime(2000, 12, 31), CTime(1900, 12, 31), CTime(2004, 12, 31),
+                           CTime(2000, 2, 29), CTime(2001, 1, 1)})
+        EXPECT_EQ(CTime(t.getTotalSeconds()), t) << t.getYear() << "-" << t.getMonth() << "-" << t.getDay();
+}
+
+TEST(CTime, OutOfRangeTotalsAreClampedToTheRange)
+{
+    expectFields(CTime(-1LL), 1, 1, 1, 0, 0, 0, 0);
+    expectFields(CTime(1LL << 62), 9999, 12, 31, 23, 59, 59, 0);
+}
+
+TEST(CTime, OffsetMonthFitsTheDay)
+{
+    CTime t(2021, 1, 31);
+    t.offsetMonth(1);
+    expectFields(t, 2021, 2, 28, 0, 0, 0, 0);
+    CTime u(2021, 1, 15);
+    u.offsetMonth(-1);
+    expectFields(u, 2020, 12, 15, 0, 0, 0, 0);
+    CTime v(2020, 12, 15);
+    v.offsetMonth(13);
+    expectFields(v, 2022, 1, 15, 0, 0, 0, 0);
+    CTime w(2021, 3, 31);
+    w.offsetMonth(-25);
+    expectFields(w, 2019, 2, 28, 0, 0, 0, 0);
+}
+
+TEST(CTime, OffsetYearFitsTheDayAndDoesNotClamp)
+{
+    CTime t(2020, 2, 29, 10, 0, 0, 5);
+    t.offsetYear(1);
+    expectFields(t, 2021, 2, 28, 10, 0, 0, 5);
+    CTime u(9999, 6, 1);
+    u.offsetYear(1);
+    EXPECT_EQ(u.getYear(), 10000) << "the year is not clamped";
+    EXPECT_FALSE(u.isValidDate());
+}
+
+TEST(CTime, OffsetDayDropsMilliseconds)
+{
+    CTime t(2021, 12, 31, 23, 0, 0, 500);
+    t.offsetDay(1);
+    expectFields(t, 2022, 1, 1, 23, 0, 0, 0);
+    CTime u(2024, 3, 1);
+    u.offsetDay(-1);
+    expectFields(u, 2024, 2, 29, 0, 0, 0, 0);
+    CTime v(2000, 1, 1);
+    v.offsetDay(10000);
+    EXPECT_EQ(v.getTotalDays(), CTime(2000, 1, 1).getTotalDays() + 10000);
+}
+
+TEST(CTime, OffsetDayKeepsItsThirtyTwoBitProduct)
+{
+    // 30000 days of seconds do not fit in 32 bits: the product wraps.
+    CTime t(5000, 1, 1);
+    const long long wrapped = static_cast<int>(static_cast<unsigned int>(30000) * 86400u);
+    const CTime expected(t.getTotalSeconds() + wrapped);
+    t.offsetDay(30000);
+    EXPECT_EQ(t, expected);
+}
+
+TEST(CTime, StridesCountBothEnds)
+{
+    const CTime a(2021, 4, 30);
+    EXPECT_EQ(a.getStrideYears(a), 1u);
+    EXPECT_EQ(a.getStrideMonths(a), 1u);
+    EXPECT_EQ(a.getStrideDays(a), 1u);
+    const CTime b(2019, 11, 2);
+    EXPECT_EQ(a.getStrideYears(b), 3u);
+    EXPECT_EQ(b.getStrideYears(a), 3u);
+    EXPECT_EQ(a.getStrideMonths(b), 18u);
+    EXPECT_EQ(a.getStrideDays(b), a.getTotalDays() - b.getTotalDays() + 1);
+}
+
+TEST(CTime, ComparisonsOrderAllSevenFields)
+{
+    const CTime a(2021, 4, 30, 12, 0, 0, 1);
+    const CTime b(2021, 4, 30, 12, 0, 0, 2);
+    const CTime c(2021, 5, 1);
+    EXPECT_EQ(a.compareDate(b), 0);
+    EXPECT_EQ(a.compareFullTime(b), -1);
+    EXPECT_EQ(b.compareFullTime(a), 1);
+    EXPECT_EQ(c.compareDate(a), 1);
+    EXPECT_TRUE(a < b);
+    EXPECT_TRUE(b > a);
+    EXPECT_TRUE(a <= b && a <= a && a >= a && !(a >= b));
+    EXPECT_TRUE(a != b);
+    EXPECT_TRUE(a == CTime(a));
+    CTime d;
+    d = b;
+    EXPECT_TRUE(d == b);
+    d.setZeroDate();
+    EXPECT_TRUE(d.isZeroDate());
+}
+
+TEST(CTime, DifferenceIsASpanOfSecondsIgnoringMilliseconds)
+{
+    const CTime a(2021, 5, 1, 0, 0, 1, 999);
+    const CTime b(2021, 4, 30, 23, 59, 59, 0);
+    EXPECT_EQ((a - b).getTotalSeconds(), 2);
+    EXPECT_EQ((b - a).getTotalSeconds(), -2);
+}
+
+TEST(CTime, CurrentTimeIsAValidLocalDate)
+{
+    const CTime now = CTime::getCurrentTime();
+    EXPECT_TRUE(now.isValidDate());
+    EXPECT_GE(now.getYear(), 2020);
+    EXPECT_LE(now.getMilliseconds(), 999);
+}
+
+TEST(CTime, TickCountStartsAtZeroAndNeverGoesBack)
+{
+    CTime::s_ulStartTickCount = 0;
+    EXPECT_EQ(CTime::getTickCount(), 0u);
+    EXPECT_NE(CTime::s_ulStartTickCount.load(), 0u);
+    unsigned int previous = 0;
+    for (int i = 0; i < 1000; ++i) {
+        const unsigned int now = CTime::getTickCount();
+        EXPECT_GE(now, previous);
+        previous = now;
+    }
+}

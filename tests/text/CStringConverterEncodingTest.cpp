@@ -1,0 +1,412 @@
+#include <text/CStringConverter.h>
+
+#include <text/CString.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <iconv.h>
+#include <atomic>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace Trell;
+
+namespace {
+
+std::u16string str(const CString& s)
+{
+    return s.buffer() == nullptr ? std::u16string() : std::u16string(s.buffer(), s.length());
+}
+
+std::u16string decode(const std::string& utf8)
+{
+    CString out;
+    CStringConverter::convertFromUTF8(reinterpret_cast<const unsigned char*>(utf8.c_str()), out);
+    return str(out);
+}
+
+std::string encode(const std::u16string& text, unsigned int size, unsigned int* written = nullptr)
+{
+    std::vector<unsigned char> out(size + 1, 0xEE);
+    CStringConverter::convertToUTF8(text.c_str(), out.data(), size, written);
+    EXPECT_EQ(out[size], 0xEE) << "wrote past the buffer";
+    return std::string(reinterpret_cast<const char*>(out.data()));
+}
+
+// The decoding rules written out directly, one byte at a time, as the
+// reference for the vectorised decoder.
+std::u16string referenceDecode(const unsigned char* b)
+{
+    std::u16string out;
+    for (;;) {
+        const unsigned int c = *b;
+        if (c == 0) {
+            return out;
+        }
+        if (c >= 0xE0) {
+            if (b[1] == 0 || b[2] == 0) {
+                return out;
+            }
+            out.push_back(static_cast<char16_t>(((c << 12) | ((b[1] & 0x3Fu) << 6) | (b[2] & 0x3Fu)) & 0xFFFF));
+            b += 3;
+        } else if (c >= 0xC0) {
+            if (b[1] == 0) {
+                return out;
+            }
+            out.push_back(static_cast<char16_t>(((c & 0x1Fu) << 6) | (b[1] & 0x3Fu)));
+            b += 2;
+        } else if (c < 0x80) {
+            out.push_back(static_cast<char16_t>(c));
+            b += 1;
+        } else {
+            b += 1;
+        }
+    }
+}
+
+// The encoding rules written out directly.
+std::string referenceEncode(const std::u16string& text, unsigned int size)
+{
+    std::string out;
+    for (char16_t u : text) {
+        const unsigned int c = u;
+        std::string seq;
+        if (c < 0x80) {
+            seq.push_back(static_cast<char>(c));
+        } else if (c < 0x800) {
+            seq.push_back(static_cast<char>(0xC0 | (c >> 6)));
+            seq.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        } else {
+            seq.push_back(static_cast<char>(0xE0 | (c >> 12)));
+            seq.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+            seq.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        }
+        if (out.size() + seq.size() > size - 1) {
+            break;
+        }
+        out += seq;
+    }
+    return out;
+}
+
+std::string iconvConvert(const char* to, const char* from, const void* data, std::size_t bytes, bool* ok)
+{
+    iconv_t cd = iconv_open(to, from);
+    EXPECT_NE(cd, reinterpret_cast<iconv_t>(-1));
+    std::string out(bytes * 4 + 16, '\0');
+    char* in = const_cast<char*>(static_cast<const char*>(data));
+    std::size_t inLeft = bytes;
+    char* dst = out.data();
+    std::size_t outLeft = out.size();
+    const std::size_t r = iconv(cd, &in, &inLeft, &dst, &outLeft);
+    *ok = r != static_cast<std::size_t>(-1);
+    iconv_close(cd);
+    out.resize(out.size() - outLeft);
+    return out;
+}
+
+// Random valid BMP text: ASCII runs, Latin, CJK, and no surrogates.
+std::u16string randomText(std::mt19937& rng, std::size_t units, bool cjkOnly = false)
+{
+    std::u16string text;
+    std::uniform_int_distribution<int> kind(0, 9);
+    for (std::size_t i = 0; i < units; ++i) {
+        const int k = cjkOnly ? 9 : kind(rng);
+        unsigned int c;
+        if (k < 5) {
+            c = std::uniform_int_distribution<unsigned int>(1, 0x7F)(rng);
+        } else if (k < 7) {
+            c = std::uniform_int_distribution<unsigned int>(0x80, 0x7FF)(rng);
+        } else if (k < 8) {
+            c = std::uniform_int_distribution<unsigned int>(0x800, 0xD7FF)(rng);
+        } else if (k < 9) {
+            c = std::uniform_int_distribution<unsigned int>(0xE000, 0xFFFF)(rng);
+        } else {
+            c = std::uniform_int_distribution<unsigned int>(0x4E00, 0x9FA5)(rng);
+        }
+        text.push_back(static_cast<char16_t>(c));
+    }
+    return text;
+}
+
+} // namespace
+
+// ---- encoding ----------------------------------------------------------------
+
+TEST(CStringConverterUTF8, EncodesOneTwoAndThreeByteForms)
+{
+    EXPECT_EQ(encode(u"A", 16), "A");
+    EXPECT_EQ(encode(u"\u00E9", 16), "\xC3\xA9");
+    EXPECT_EQ(encode(u"\u07FF\u0800", 16), "\xDF\xBF\xE0\xA0\x80");
+    EXPECT_EQ(encode(u"\uFFFF", 16), "\xEF\xBF\xBF");
+    EXPECT_EQ(encode(u"\uFEFFa", 16), "\xEF\xBB\xBF" "a"); // a BOM is just a unit
+}
+
+TEST(CStringConverterUTF8, SurrogatesAreEncodedUnpaired)
+{
+    const char16_t pair[] = {0xD83D, 0xDE00, 0};
+    EXPECT_EQ(encode(pair, 16), "\xED\xA0\xBD\xED\xB8\x80");
+    EXPECT_EQ(decode("\xED\xA0\xBD\xED\xB8\x80"), std::u16string(pair));
+}
+
+TEST(CStringConverterUTF8, SequenceMustFitWithTheTerminator)
+{
+    unsigned int written = 99;
+    EXPECT_EQ(encode(u"\u20AC", 3, &written), "");
+    EXPECT_EQ(written, 0u);
+    EXPECT_EQ(encode(u"\u20AC", 4, &written), "\xE2\x82\xAC");
+    EXPECT_EQ(written, 3u);
+    // The first unit that does not fit ends the text, even if a later one would.
+    EXPECT_EQ(encode(u"a\u00E9b", 3, &written), "a");
+    EXPECT_EQ(written, 1u);
+    EXPECT_EQ(encode(u"ab", 1, &written), "");
+    EXPECT_EQ(written, 0u);
+}
+
+TEST(CStringConverterUTF8, EveryBufferSizeAroundTheEnd)
+{
+    // Long enough for the vector path, with a multi-byte unit at each
+    // position relative to the limit.
+    std::mt19937 rng(7);
+    for (int round = 0; round < 40; ++round) {
+        const std::u16string text = randomText(rng, 40 + round);
+        const std::string full = referenceEncode(text, 1000);
+        for (unsigned int size = 1; size <= full.size() + 2; ++size) {
+            unsigned int written = 0;
+            const std::string got = encode(text, size, &written);
+            ASSERT_EQ(got, referenceEncode(text, size)) << "size " << size;
+            ASSERT_EQ(written, got.size());
+        }
+    }
+}
+
+TEST(CStringConverterUTF8, NullAndEmptyInputs)
+{
+    unsigned char out[4] = {9, 9, 9, 9};
+    unsigned int written = 5;
+    CStringConverter::convertToUTF8(static_cast<const char16_t*>(nullptr), out, 4, &written);
+    EXPECT_EQ(out[0], 9); // nothing written, not even a terminator
+    EXPECT_EQ(written, 0u);
+    written = 5;
+    CStringConverter::convertToUTF8(u"a", out, 0, &written);
+    EXPECT_EQ(out[0], 9);
+    EXPECT_EQ(written, 0u);
+    CStringConverter::convertToUTF8(u"a", nullptr, 4, &written);
+    EXPECT_EQ(written, 0u);
+    CStringConverter::convertToUTF8(u"", out, 4, &written);
+    EXPECT_EQ(out[0], 0);
+    EXPECT_EQ(out[1], 9);
+    EXPECT_EQ(written, 0u);
+    CStringConverter::convertToUTF8(u"xyz", out, 4, nullptr); // null count pointer is fine
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(out)), "xyz");
+    CStringConverter::convertToUTF8(CString(u"q"), out, 4, &written);
+    EXPECT_EQ(written, 1u);
+}
+
+// ---- decoding ------------------------------------------------------------------
+
+TEST(CStringConverterUTF8, StrayAndTruncatedBytes)
+{
+    EXPECT_EQ(decode("a\x80" "b"), u"ab");
+    EXPECT_EQ(decode("\xC3"), u"");
+    EXPECT_EQ(decode("ab\xE2\x82"), u"ab");
+    EXPECT_EQ(decode("ab\xE2"), u"ab");
+    EXPECT_EQ(decode("\xBF\xBF" "c"), u"c");
+}
+
+TEST(CStringConverterUTF8, ContinuationBytesAreNotChecked)
+{
+    // 0xC3 followed by 'A' still forms a pair: ((0x03) << 6) | (0x41 & 0x3F).
+    EXPECT_EQ(decode("\xC3" "A"), std::u16string(1, static_cast<char16_t>(0xC1)));
+    EXPECT_EQ(decode("\xE4" "ab" "c"), std::u16string(1, static_cast<char16_t>(0x4000 | (0x21 << 6) | 0x22)) + u"c");
+}
+
+TEST(CStringConverterUTF8, FourByteLeadKeepsThreeBytesAndDropsTheFourth)
+{
+    // U+1F600 as F0 9F 98 80: one unit from the first three bytes, 0x80 skipped.
+    const std::u16string got = decode("\xF0\x9F\x98\x80" "z");
+    ASSERT_EQ(got.size(), 2u);
+    EXPECT_EQ(got[0], static_cast<char16_t>(((0xF0u << 12) | (0x1Fu << 6) | 0x18u) & 0xFFFF));
+    EXPECT_EQ(got[1], u'z');
+}
+
+TEST(CStringConverterUTF8, ByteOrderMarkIsKept)
+{
+    EXPECT_EQ(decode("\xEF\xBB\xBFhi"), u"\uFEFFhi");
+}
+
+TEST(CStringConverterUTF8, NullGivesNullStringEmptyGivesEmpty)
+{
+    CString out(u"old");
+    CStringConverter::convertFromUTF8(nullptr, out);
+    EXPECT_TRUE(out.isEmpty());
+    CStringConverter::convertFromUTF8(reinterpret_cast<const unsigned char*>(""), out);
+    EXPECT_FALSE(out.isEmpty());
+    EXPECT_EQ(out.length(), 0u);
+}
+
+TEST(CStringConverterUTF8, DecoderAgreesWithReferenceOnRandomBytes)
+{
+    // Garbage biased towards ASCII runs so that the vector path switches in
+    // and out at every alignment.
+    std::mt19937 rng(12345);
+    for (int round = 0; round < 3000; ++round) {
+        const std::size_t n = std::uniform_int_distribution<std::size_t>(0, 80)(rng);
+        const int asciiBias = std::uniform_int_distribution<int>(0, 100)(rng);
+        std::string bytes;
+        for (std::size_t i = 0; i < n; ++i) {
+            unsigned int b;
+            if (std::uniform_int_distribution<int>(0, 99)(rng) < asciiBias) {
+                b = std::uniform_int_distribution<unsigned int>(1, 0x7F)(rng);
+            } else {
+                b = std::uniform_int_distribution<unsigned int>(0x80, 0xFF)(rng);
+            }
+            bytes.push_back(static_cast<char>(b));
+        }
+        const std::u16string expected = referenceDecode(reinterpret_cast<const unsigned char*>(bytes.c_str()));
+        ASSERT_EQ(decode(bytes), expected) << "round " << round;
+    }
+}
+
+TEST(CStringConverterUTF8, EncoderAgreesWithReferenceOnRandomUnits)
+{
+    // Any unit, surrogates included, at every length and alignment.
+    std::mt19937 rng(777);
+    for (int round = 0; round < 2000; ++round) {
+        const std::size_t n = std::uniform_int_distribution<std::size_t>(0, 70)(rng);
+        std::u16string text;
+        for (std::size_t i = 0; i < n; ++i) {
+            const bool ascii = std::uniform_int_distribution<int>(0, 3)(rng) != 0;
+            text.push_back(static_cast<char16_t>(ascii ? std::uniform_int_distribution<unsigned int>(1, 0x7F)(rng)
+                                                       : std::uniform_int_distribution<unsigned int>(0x80, 0xFFFF)(rng)));
+        }
+        const unsigned int size = static_cast<unsigned int>(std::uniform_int_distribution<std::size_t>(1, 3 * n + 2)(rng));
+        ASSERT_EQ(encode(text, size), referenceEncode(text, size)) << "round " << round;
+        // Round trip: every unit comes back unchanged when all fits.
+        ASSERT_EQ(decode(encode(text, static_cast<unsigned int>(3 * n + 1))), text);
+    }
+}
+
+TEST(CStringConverterUTF8, MatchesIconvOnValidText)
+{
+    std::mt19937 rng(2024);
+    for (int round = 0; round < 300; ++round) {
+        const std::size_t n = std::uniform_int_distribution<std::size_t>(0, 600)(rng);
+        const std::u16string text = randomText(rng, n, round % 5 == 0);
+        bool ok = false;
+        const std::string viaIconv = iconvConvert("UTF-8", "UTF-16LE", text.data(), text.size() * 2, &ok);
+        ASSERT_TRUE(ok);
+        ASSERT_EQ(encode(text, static_cast<unsigned int>(viaIconv.size() + 1)), viaIconv) << "round " << round;
+
+        const std::string units = iconvConvert("UTF-16LE", "UTF-8", viaIconv.data(), viaIconv.size(), &ok);
+        ASSERT_TRUE(ok);
+        const std::u16string expected(reinterpret_cast<const char16_t*>(units.data()), units.size() / 2);
+        ASSERT_EQ(decode(viaIconv), expected) << "round " << round;
+    }
+}
+
+TEST(CStringConverterUTF8, LargeTextRoundTrips)
+{
+    std::mt19937 rng(5);
+    const std::u16string text = randomText(rng, 100000);
+    const std::string bytes = encode(text, static_cast<unsigned int>(text.size() * 3 + 1));
+    EXPECT_EQ(decode(bytes), text);
+}
+
+// ---- code page (GBK) -------------------------------------------------------------
+
+TEST(CStringConverterMBCS, MatchesIconvGbkOnValidText)
+{
+    std::mt19937 rng(99);
+    for (int round = 0; round < 200; ++round) {
+        const std::size_t n = std::uniform_int_distribution<std::size_t>(1, 200)(rng);
+        // ASCII and common CJK: all have GBK forms.
+        std::u16string text;
+        for (std::size_t i = 0; i < n; ++i) {
+            text.push_back(static_cast<char16_t>(std::uniform_int_distribution<int>(0, 1)(rng)
+                                                     ? std::uniform_int_distribution<unsigned int>(1, 0x7F)(rng)
+                                                     : std::uniform_int_distribution<unsigned int>(0x4E00, 0x9FA5)(rng)));
+        }
+        bool ok = false;
+        const std::string gbk = iconvConvert("GBK", "UTF-16LE", text.data(), text.size() * 2, &ok);
+        ASSERT_TRUE(ok);
+
+        std::vector<char> out(gbk.size() + 1, 'x');
+        CStringConverter::convertToMBCS(text.c_str(), out.data(), static_cast<unsigned int>(out.size()));
+        ASSERT_EQ(std::string(out.data()), gbk) << "round " << round;
+
+        CString back;
+        CStringConverter::convertFromMBCS(gbk.c_str(), back);
+        ASSERT_EQ(str(back), text) << "round " << round;
+    }
+}
+
+TEST(CStringConverterMBCS, ToMBCSZeroFillsAndNeverSplitsACharacter)
+{
+    char out[8];
+    std::memset(out, 'x', sizeof(out));
+    CStringConverter::convertToMBCS(u"a\u4E2D\u6587", out, 8); // 5 bytes fit
+    EXPECT_EQ(std::string(out), "a\xD6\xD0\xCE\xC4");
+    EXPECT_EQ(out[5] | out[6] | out[7], 0);
+
+    std::memset(out, 'x', sizeof(out));
+    CStringConverter::convertToMBCS(u"a\u4E2D\u6587", out, 5); // at most 4 bytes: the second CJK does not fit
+    EXPECT_EQ(std::string(out), "a\xD6\xD0");
+    EXPECT_EQ(out[3] | out[4], 0);
+
+    std::memset(out, 'x', sizeof(out));
+    CStringConverter::convertToMBCS(CString(u"ab"), out, 1);
+    EXPECT_EQ(out[0], 0);
+    EXPECT_EQ(out[1], 'x');
+}
+
+TEST(CStringConverterMBCS, NullAndUnconvertibleInputs)
+{
+    char out[8];
+    std::memset(out, 'x', sizeof(out));
+    CStringConverter::convertToMBCS(static_cast<const char16_t*>(nullptr), out, 8);
+    for (char c : out) {
+        EXPECT_EQ(c, 0);
+    }
+    CStringConverter::convertToMBCS(u"a", nullptr, 8); // must not crash
+
+    // U+0E01 (Thai) has no GBK form: the whole result is empty.
+    std::memset(out, 'x', sizeof(out));
+    CStringConverter::convertToMBCS(u"ab\u0E01", out, 8);
+    EXPECT_EQ(out[0], 0);
+
+    CString s(u"old");
+    CStringConverter::convertFromMBCS(nullptr, s);
+    EXPECT_TRUE(s.isEmpty());
+    CStringConverter::convertFromMBCS("ab\x81", s); // truncated double-byte character
+    EXPECT_EQ(s.length(), 0u);
+    EXPECT_FALSE(s.isEmpty());
+}
+
+TEST(CStringConverterMBCS, UsableFromSeveralThreads)
+{
+    // Each thread converts with its own conversion state.
+    std::vector<std::thread> threads;
+    std::atomic<int> failures{0};
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&failures, t] {
+            for (int i = 0; i < 500; ++i) {
+                CString text = CStringConverter::format(u"\u4E2D%d\u6587", t * 1000 + i);
+                char out[64];
+                CStringConverter::convertToMBCS(text, out, sizeof(out));
+                CString back;
+                CStringConverter::convertFromMBCS(out, back);
+                if (!(back == text)) {
+                    ++failures;
+                }
+            }
+        });
+    }
+    for (std::thread& th : threads) {
+        th.join();
+    }
+    EXPECT_EQ(failures.load(), 0);
+}

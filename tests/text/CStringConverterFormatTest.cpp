@@ -1,0 +1,322 @@
+#include <text/CStringConverter.h>
+
+#include <text/CString.h>
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <string>
+
+using namespace Trell;
+
+namespace {
+
+std::u16string str(const CString& s)
+{
+    return s.buffer() == nullptr ? std::u16string() : std::u16string(s.buffer(), s.length());
+}
+
+std::u16string widen(const std::string& s)
+{
+    std::u16string out;
+    for (char c : s) {
+        out.push_back(static_cast<char16_t>(static_cast<unsigned char>(c)));
+    }
+    return out;
+}
+
+// Formats the same conversion with snprintf and with the library, and
+// compares the texts unit for unit.
+template <typename... Args>
+void expectSameAsSnprintf(const std::string& spec, Args... args)
+{
+    const int n = std::snprintf(nullptr, 0, spec.c_str(), args...);
+    ASSERT_GE(n, 0) << spec;
+    std::string expected(static_cast<std::size_t>(n) + 1, '\0');
+    std::snprintf(expected.data(), expected.size(), spec.c_str(), args...);
+    expected.resize(static_cast<std::size_t>(n));
+    const std::u16string wideSpec = widen(spec);
+    const CString got = CStringConverter::format(wideSpec.c_str(), args...);
+    ASSERT_EQ(str(got), widen(expected)) << "format \"" << spec << "\"";
+    ASSERT_EQ(got.length(), static_cast<unsigned int>(n));
+}
+
+} // namespace
+
+TEST(CStringConverterFormat, PlainSMeansAWideString)
+{
+    EXPECT_EQ(str(CStringConverter::format(u"[%s]", u"wide \u4E2D")), u"[wide \u4E2D]");
+    EXPECT_EQ(str(CStringConverter::format(u"[%ls|%S]", u"a", u"b")), u"[a|b]");
+    EXPECT_EQ(str(CStringConverter::format(u"[%5s|%-5s|%.2s]", u"ab", u"cd", u"efgh")), u"[   ab|cd   |ef]");
+    EXPECT_EQ(str(CStringConverter::format(u"%s", static_cast<const char16_t*>(nullptr))), u"(null)");
+    EXPECT_EQ(str(CStringConverter::format(u"[%.3s]", static_cast<const char16_t*>(nullptr))), u"[]");
+}
+
+TEST(CStringConverterFormat, CharactersAreUnits)
+{
+    EXPECT_EQ(str(CStringConverter::format(u"%c%lc%C", 'a', 0x4E2D, 0x00E9)), u"a\u4E2D\u00E9");
+    EXPECT_EQ(str(CStringConverter::format(u"[%3c|%-3c]", 'x', 'y')), u"[  x|y  ]");
+}
+
+TEST(CStringConverterFormat, ResultIsExactSizeAndNonNull)
+{
+    const CString empty = CStringConverter::format(u"");
+    EXPECT_FALSE(empty.isEmpty());
+    EXPECT_EQ(empty.length(), 0u);
+    const CString text = CStringConverter::format(u"%d-%s", 42, u"x");
+    EXPECT_EQ(text.length(), 4u);
+    EXPECT_EQ(text.buffer()[4], 0);
+    EXPECT_EQ(str(CStringConverter::format(u"100%%")), u"100%");
+}
+
+TEST(CStringConverterFormat, NullFormatAndInvalidConversionsGiveEmpty)
+{
+    const CString fromNull = CStringConverter::format(nullptr);
+    EXPECT_FALSE(fromNull.isEmpty());
+    EXPECT_EQ(fromNull.length(), 0u);
+    const char16_t* invalid[] = {u"abc %", u"%y", u"x %k y", u"%n", u"%lq"};
+    for (const char16_t* f : invalid) {
+        const CString r = CStringConverter::format(f, 1);
+        EXPECT_EQ(r.length(), 0u);
+        EXPECT_FALSE(r.isEmpty());
+    }
+    // A count that does not fit in an int is an error, not a huge allocation.
+    EXPECT_EQ(CStringConverter::format(u"%99999999999d", 1).length(), 0u);
+}
+
+TEST(CStringConverterFormat, LongOutputGrowsPastTheStackBuffer)
+{
+    const CString wide = CStringConverter::format(u"%5000d|%s", 7, u"end");
+    ASSERT_EQ(wide.length(), 5004u);
+    EXPECT_EQ(wide.buffer()[4999], u'7');
+    EXPECT_EQ(str(wide).substr(5000), u"|end");
+    const CString digits = CStringConverter::format(u"%.400f", 1.0);
+    EXPECT_EQ(digits.length(), 402u);
+    const CString big = CStringConverter::format(u"%f", DBL_MAX);
+    EXPECT_EQ(big.length(), 316u);
+}
+
+TEST(CStringConverterFormat, StarWidthAndPrecision)
+{
+    EXPECT_EQ(str(CStringConverter::format(u"[%*d]", 5, 42)), u"[   42]");
+    EXPECT_EQ(str(CStringConverter::format(u"[%*d]", -5, 42)), u"[42   ]");
+    EXPECT_EQ(str(CStringConverter::format(u"[%.*d]", -1, 42)), u"[42]");
+    EXPECT_EQ(str(CStringConverter::format(u"[%*.*f]", 8, 2, 3.14159)), u"[    3.14]");
+}
+
+TEST(CStringConverterFormat, PointersAsHex)
+{
+    int x = 0;
+    char expected[64];
+    std::snprintf(expected, sizeof(expected), "%p", static_cast<void*>(&x));
+    EXPECT_EQ(str(CStringConverter::format(u"%p", static_cast<void*>(&x))), widen(expected));
+    EXPECT_EQ(str(CStringConverter::format(u"[%7p]", static_cast<void*>(nullptr))), u"[  (nil)]");
+}
+
+TEST(CStringConverterFormat, VaListVariantMatchesVariadic)
+{
+    struct tagHelper
+    {
+        static CString viaList(const char16_t* f, ...)
+        {
+            va_list args;
+            va_start(args, f);
+            CString r = CStringConverter::formatV(f, args);
+            va_end(args);
+            return r;
+        }
+    };
+    EXPECT_EQ(str(tagHelper::viaList(u"%s=%d (%.1f)", u"k", -3, 2.5)), u"k=-3 (2.5)");
+}
+
+TEST(CStringConverterFormat, PrintfWritesUtf8ToStandardOutput)
+{
+    testing::internal::CaptureStdout();
+    CStringConverter::printf(u"%s %d\u00E9\n", u"\u4E2D", 5);
+    CStringConverter::printf(nullptr);
+    CStringConverter::printf(u"%y");
+    std::fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\xE4\xB8\xAD 5\xC3\xA9\n");
+}
+
+// Differential: random flags, width, precision, length modifiers and values
+// against the C library. Only combinations whose meaning the C standard
+// defines are generated.
+TEST(CStringConverterFormat, MatchesSnprintfOnRandomNumericConversions)
+{
+    std::mt19937_64 rng(0x5EED);
+    auto pick = [&rng](int n) { return static_cast<int>(rng() % static_cast<unsigned long long>(n)); };
+    const char conversions[] = "diouxXceEfFgGaA%";
+    int checked = 0;
+    for (int round = 0; round < 12000; ++round) {
+        const char conv = conversions[pick(static_cast<int>(sizeof(conversions) - 1))];
+        const bool isInt = std::string("diouxX").find(conv) != std::string::npos;
+        const bool isFloat = std::string("eEfFgGaA").find(conv) != std::string::npos;
+        std::string spec = std::string(pick(3) == 0 ? "<" : "") + "%";
+        if (conv != '%') {
+            const int flagCount = pick(4);
+            for (int i = 0; i < flagCount; ++i) {
+                const char flag = "-+ #0"[pick(5)];
+                if (flag == '#' && !(isFloat || conv == 'o' || conv == 'x' || conv == 'X')) {
+                    continue;
+                }
+                if (flag == '0' && conv == 'c') {
+                    continue;
+                }
+                if ((flag == '+' || flag == ' ') && conv == 'c') {
+                    continue;
+                }
+                spec.push_back(flag);
+            }
+        }
+        int stars = 0;
+        int widthArg = 0;
+        int precisionArg = 0;
+        if (conv != '%') {
+            const int widthKind = pick(3);
+            if (widthKind == 1) {
+                spec += std::to_string(pick(25));
+            } else if (widthKind == 2) {
+                spec += "*";
+                widthArg = pick(41) - 20;
+                ++stars;
+            }
+            if (conv != 'c') {
+                const int precisionKind = pick(4);
+                if (precisionKind == 1) {
+                    spec += ".";
+                } else if (precisionKind == 2) {
+                    spec += "." + std::to_string(pick(isFloat ? 30 : 25));
+                } else if (precisionKind == 3) {
+                    spec += ".*";
+                    precisionArg = pick(30) - 5;
+                    stars += 2; // 2: only precision, 3: both
+                }
+            }
+        }
+        // Length modifier and the matching argument.
+        int lengthKind = 0;
+        if (isInt) {
+            lengthKind = pick(8);
+            const char* modifiers[] = {"", "hh", "h", "l", "ll", "j", "z", "t"};
+            spec += modifiers[lengthKind];
+        } else if (isFloat) {
+            lengthKind = pick(3);
+            spec += lengthKind == 1 ? "l" : (lengthKind == 2 ? "L" : "");
+        }
+        spec.push_back(conv);
+        spec += pick(2) ? ">" : "";
+
+        auto run = [&](auto value) {
+            if (stars == 0) {
+                expectSameAsSnprintf(spec, value);
+            } else if (stars == 1) {
+                expectSameAsSnprintf(spec, widthArg, value);
+            } else if (stars == 2) {
+                expectSameAsSnprintf(spec, precisionArg, value);
+            } else {
+                expectSameAsSnprintf(spec, widthArg, precisionArg, value);
+            }
+        };
+        const unsigned long long bits = rng();
+        const int magnitude = pick(4);
+        // Small, medium and full-range values, so that zero, one digit and
+        // the extremes all occur.
+        const unsigned long long raw = magnitude == 0 ? bits % 3 : (magnitude == 1 ? bits % 1000 : bits);
+        const bool negative = pick(2) == 1;
+        if (conv == '%') {
+            expectSameAsSnprintf(spec);
+        } else if (conv == 'c') {
+            run(static_cast<int>(1 + bits % 255));
+        } else if (isInt) {
+            const long long s = negative ? -static_cast<long long>(raw >> 1) : static_cast<long long>(raw >> 1);
+            switch (lengthKind) {
+            case 0:
+            case 1:
+            case 2: run(static_cast<int>(s)); break;
+            case 3: run(static_cast<long>(s)); break;
+            case 4: run(static_cast<long long>(s)); break;
+            case 5: run(static_cast<intmax_t>(s)); break;
+            case 6: run(static_cast<std::size_t>(raw)); break;
+            default: run(static_cast<std::ptrdiff_t>(s)); break;
+            }
+        } else {
+            double v;
+            const int shape = pick(8);
+            if (shape == 0) {
+                v = 0.0;
+            } else if (shape == 1) {
+                v = static_cast<double>(bits % 100000) / 100.0; // round-ish decimals
+            } else if (shape == 2) {
+                v = std::ldexp(static_cast<double>(bits >> 11), pick(200) - 150);
+            } else if (shape == 3) {
+                v = pick(3) == 0 ? INFINITY : (pick(2) ? NAN : 0.5);
+            } else if (shape == 4) {
+                v = 0.5 + static_cast<double>(pick(20)); // ties
+            } else {
+                v = static_cast<double>(bits % 1000000) * std::pow(10.0, pick(30) - 15);
+            }
+            if (negative) {
+                v = -v;
+            }
+            if (lengthKind == 2) {
+                run(static_cast<long double>(v));
+            } else {
+                run(v);
+            }
+        }
+        if (testing::Test::HasFatalFailure()) {
+            return;
+        }
+        ++checked;
+    }
+    EXPECT_GE(checked, 10000);
+}
+
+TEST(CStringConverterFormat, FixedNotationRoundsLikeSnprintf)
+{
+    // Fixed notation is computed without the C library; dyadic values put
+    // exact ties at every digit position, which must round half to even.
+    std::mt19937_64 rng(99);
+    for (int round = 0; round < 20000; ++round) {
+        const int precision = static_cast<int>(rng() % 21);
+        double v;
+        switch (rng() % 4) {
+        case 0: v = std::ldexp(static_cast<double>(rng() % 100000), -static_cast<int>(rng() % 24)); break;
+        case 1: v = std::ldexp(static_cast<double>(rng() >> 11), static_cast<int>(rng() % 140) - 120); break;
+        case 2: v = static_cast<double>(rng() % 10000000) / 1000.0; break;
+        default: {
+            const std::uint64_t bits = rng() & 0x7FEFFFFFFFFFFFFFull; // any finite double
+            std::memcpy(&v, &bits, sizeof(v));
+            break;
+        }
+        }
+        if (rng() & 1) {
+            v = -v;
+        }
+        expectSameAsSnprintf("%.*f", precision, v);
+        if (testing::Test::HasFatalFailure()) {
+            return;
+        }
+    }
+    expectSameAsSnprintf("%f|%.0f|%#.0f|%.3f|%.19f", -0.0, 0.5, 2.5, -0.0004, 1e-5);
+    expectSameAsSnprintf("%.2f|%.0f|%.1f", 9.995, 1e19, 18446744073709551615.0);
+    expectSameAsSnprintf("%f|%.0f|%.2f", 4.9e-324, DBL_MIN, 0.125);
+}
+
+TEST(CStringConverterFormat, IntegerCornerCasesMatchSnprintf)
+{
+    expectSameAsSnprintf("%d|%i", INT_MIN, INT_MAX);
+    expectSameAsSnprintf("%lld|%llu", LLONG_MIN, ULLONG_MAX);
+    expectSameAsSnprintf("%.0d|%.0x|%#.0o|%#.0x|%#o", 0, 0u, 0u, 0u, 0u);
+    expectSameAsSnprintf("%#o|%#.3o|%#5.3o|%#x|%#X", 8u, 8u, 8u, 255u, 255u);
+    expectSameAsSnprintf("%hhd|%hhu|%hd|%hu", 300, 300, 70000, 70000);
+    expectSameAsSnprintf("%+.3d|% 06d|%-+6d|%06.2d", 5, -5, 5, 5);
+    expectSameAsSnprintf("%+u|% x", 5u, 5u);
+}

@@ -1,0 +1,171 @@
+#pragma once
+
+// Shared pieces of the timer tests: a clock the test drives, a listener that
+// records what it hears, and a main loop that pops and handles messages on
+// the test thread, as the host's main loop does.
+
+#include <message/CBaseMessage.h>
+#include <message/CMessageCenter.h>
+#include <timer/CMsgTimer.h>
+#include <timer/CTimer.h>
+#include <timer/CTimerManager.h>
+#include <timer/TimerClock.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+namespace TimerTest {
+
+using namespace Trell;
+
+// Milliseconds the fake clock shows, and how often anyone read it. Once the
+// test thread has started its timers, every read comes from a check of the
+// timer thread, so the read count counts checks.
+inline std::atomic<unsigned int> g_uiFakeNow{0};
+inline std::atomic<unsigned int> g_uiClockReads{0};
+
+inline unsigned int fakeClock()
+{
+    g_uiClockReads.fetch_add(1);
+    return g_uiFakeNow.load();
+}
+
+struct tagEvent
+{
+    const CTimer* pTimer;
+    bool bComplete;
+    unsigned int uiCount;
+    std::chrono::steady_clock::time_point time;
+};
+
+// Runs on the test thread only (it pumps the messages), so no lock.
+class CRecordingListener : public ITimerListener
+{
+public:
+    void onTimer(const CTimer* pTimer, unsigned int uiCount) override
+    {
+        m_events.push_back({pTimer, false, uiCount, std::chrono::steady_clock::now()});
+    }
+    void onTimerComplete(const CTimer* pTimer) override
+    {
+        m_events.push_back({pTimer, true, 0, std::chrono::steady_clock::now()});
+    }
+
+    unsigned int pulseCount(const CTimer* pTimer = nullptr) const
+    {
+        unsigned int n = 0;
+        for (const tagEvent& e : m_events)
+            n += (!e.bComplete && (!pTimer || e.pTimer == pTimer)) ? 1 : 0;
+        return n;
+    }
+    unsigned int completeCount(const CTimer* pTimer = nullptr) const
+    {
+        unsigned int n = 0;
+        for (const tagEvent& e : m_events)
+            n += (e.bComplete && (!pTimer || e.pTimer == pTimer)) ? 1 : 0;
+        return n;
+    }
+    // The counts of the pulses of one timer, in delivery order.
+    std::vector<unsigned int> counts(const CTimer* pTimer) const
+    {
+        std::vector<unsigned int> result;
+        for (const tagEvent& e : m_events) {
+            if (!e.bComplete && e.pTimer == pTimer)
+                result.push_back(e.uiCount);
+        }
+        return result;
+    }
+
+    std::vector<tagEvent> m_events;
+};
+
+// Pops and handles everything queued now; returns the number of messages.
+inline unsigned int pumpMessages()
+{
+    unsigned int n = 0;
+    for (;;) {
+        CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage();
+        if (!pMessage)
+            return n;
+        pMessage->handleMessage();
+        ++n;
+    }
+}
+
+constexpr std::chrono::seconds DEADLINE{30};
+
+// Runs the main loop until the condition holds; false when the deadline passes.
+template <class TCondition>
+bool pumpUntil(TCondition condition, std::chrono::seconds deadline = DEADLINE)
+{
+    const auto end = std::chrono::steady_clock::now() + deadline;
+    for (;;) {
+        pumpMessages();
+        if (condition())
+            return true;
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+// Waits (without pumping) until a condition holds; false at the deadline.
+template <class TCondition>
+bool waitUntil(TCondition condition, std::chrono::seconds deadline = DEADLINE)
+{
+    const auto end = std::chrono::steady_clock::now() + deadline;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+// Waits until the timer thread has completed at least uiChecks further
+// checks (the read that starts check n + 1 follows the push of check n).
+// Only meaningful while some timer keeps the worker checking.
+inline bool waitForChecks(unsigned int uiChecks)
+{
+    const unsigned int uiStart = g_uiClockReads.load();
+    return waitUntil([&] { return g_uiClockReads.load() >= uiStart + uiChecks + 1; });
+}
+
+inline unsigned int queuedTimerMessages()
+{
+    return CMessageCenter::getInstance()->getMessageCountByType(CBaseMessage::MESSAGE_TYPE_TIMER);
+}
+
+// Every test starts with an empty center, a fresh, running manager and the
+// fake clock at 0 (or the tick clock when a test asks for it), and leaves
+// nothing behind.
+class CTimerFixture : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        g_uiFakeNow.store(0);
+        g_uiClockReads.store(0);
+        TimerClock::setSource(&fakeClock);
+        CMessageCenter::getInstance()->clearMessageList();
+        CTimerManager::getInstance()->clearDeletedTimer();
+        CTimerManager::getInstance()->start();
+    }
+
+    void TearDown() override
+    {
+        CTimerManager::getInstance()->stop();
+        CTimerManager::deleteInstance();
+        CMessageCenter::getInstance()->clearMessageList();
+        CMessageCenter::deleteInstance();
+        TimerClock::setSource(nullptr);
+    }
+
+    static void useTickClock() { TimerClock::setSource(nullptr); }
+};
+
+} // namespace TimerTest
