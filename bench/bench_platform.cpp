@@ -210,6 +210,9 @@ void BM_ProcPingPong_Pipe(benchmark::State& state)
     }
     pid_t pid = fork();
     if (pid == 0) {
+        // Only the child's own ends stay open, so that the parent's close ends it.
+        close(toChild[1]);
+        close(toParent[0]);
         char c;
         while (read(toChild[0], &c, 1) == 1) {
             if (write(toParent[1], &c, 1) != 1)
@@ -217,6 +220,8 @@ void BM_ProcPingPong_Pipe(benchmark::State& state)
         }
         _exit(0);
     }
+    close(toChild[0]);
+    close(toParent[1]);
     char c = 'x';
     for (auto _ : state) {
         if (write(toChild[1], &c, 1) != 1 || read(toParent[0], &c, 1) != 1) {
@@ -226,9 +231,7 @@ void BM_ProcPingPong_Pipe(benchmark::State& state)
     }
     close(toChild[1]);
     waitpid(pid, nullptr, 0);
-    close(toChild[0]);
     close(toParent[0]);
-    close(toParent[1]);
 }
 BENCHMARK(BM_ProcPingPong_Pipe)->UseRealTime();
 

@@ -146,6 +146,9 @@ protected:
     long long measure(bool formatted, unsigned int level) const;
     char16_t* write(char16_t* out, bool formatted, unsigned int level) const;
     bool appendChild(CXMLElement* child);
+    void clearChildrenSilently();
+    template <class Sink>
+    bool walk(Sink& sink, unsigned int level) const;
 
     friend class CXMLParser;
 

@@ -104,6 +104,8 @@ protected:
     void notifyErrorPos(const char16_t* pos);
     void clearError();
 
+    friend class CXMLElement;
+
 private:
     bool parseText(const char16_t* text);
 

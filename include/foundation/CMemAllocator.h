@@ -26,13 +26,15 @@ namespace Trell {
 // What differs on 64-bit targets: header words are pointer-sized (16-byte
 // header) and word 1 is the 64-bit address XOR GUARD_KEY; every block is
 // 16-byte aligned as operator new promises, so strides are
-// (requested + 16 + 15 [+ 49 in checking mode]) & ~15 and the usable size is
-// stride - 16; the chunk header fields keep their order but are padded to
+// (requested + 16 + 15 [+ 49 in checking mode: the checker's six
+// pointer-sized header words and its guard byte]) & ~15 and the usable size
+// is stride - 16; the chunk header fields keep their order but are padded to
 // 32 bytes so slots stay aligned; large blocks carry a 16-byte prefix.
-// Because usable sizes round up to 16, neighbouring requested sizes can share
-// a usable size on 64-bit (8 and 16 both give 16): a request is served by the
-// first class that fits, so the second class of such a pair stays empty and
-// never allocates a chunk.
+// Because usable sizes round up to 16, neighbouring requested sizes share a
+// usable size on 64-bit (8 and 16 both give 16, 504 and 512 both 512): a
+// request is served by the first class that fits, so the second class of
+// such a pair stays empty and never allocates a chunk, and a 512-byte
+// request comes from the 504 class.
 //
 // Threading: any thread may allocate and free. Each size class has its own
 // spin lock on its own cache line, held only for the free-list pop/push or the
@@ -89,6 +91,7 @@ public:
     // Largest request the pools serve (0 once released).
     unsigned int getMaxPooledSize() const { return m_uiPoolLimit ? m_uiPoolLimit - 1 : 0; }
 
+    // One row of the size-class table (defined in the library's sources).
     struct tagSizeClass;
 
 protected:

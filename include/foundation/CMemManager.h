@@ -67,9 +67,6 @@ protected:
     CMemManager& operator=(const CMemManager&);
 
 private:
-    // The front-end goes straight to the allocator when there is no checker.
-    friend class CMemory;
-
     void* allocate(unsigned int size, unsigned int classId);
     // The listener's single retry after a failed allocation.
     void* retryAllocation(unsigned int size, unsigned int classId);

@@ -139,7 +139,9 @@ private:
     CObjectList<CBaseMessage>* getScheduledList(unsigned int uiListNumber);
     void deleteMatching(bool bByType, CBaseMessage::EMessageType eType, bool bByID, unsigned int uiID);
     void notifyMessageAvailable();
-    // Hands a touch point to the cursor manager of its surface.
+    // Hands a touch point to the cursor manager of its surface. The one place
+    // that knows about surfaces: until they are part of the library it drops
+    // the point.
     void routeTouchPoint(unsigned int uiSurface, unsigned int uiCursor, int iX, int iY, unsigned int uiStatus);
 
     static CMessageCenter* s_pInstance;

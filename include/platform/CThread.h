@@ -88,6 +88,12 @@ protected:
     std::atomic<unsigned int> m_uiThreadID;
     std::atomic<bool> m_bRunning;
     std::atomic<bool> m_bPrepareStop;
+    // True from startThread until the worker's last touch of this object
+    // (right after notifyThreadStopped). The running flag is cleared before the
+    // stopped event is signalled, so a controller can see "not running" while
+    // the worker is still inside notify(); this closes that window for the
+    // destructor and for a restart.
+    std::atomic<bool> m_bWorkerActive;
     // For derived classes; never locked here.
     CSyncObject m_syncThread;
     // Signalled by prepareStopThread; a derived run sleeps on it between passes.
@@ -98,6 +104,12 @@ protected:
     CWaitObject m_waitStopped;
 
 private:
+    friend class CImpThread;
+    // Called by the platform thread after notifyThreadStopped, even when a
+    // derived class overrides it.
+    void notifyWorkerExited() { m_bWorkerActive.store(false, std::memory_order_release); }
+    void waitForWorkerExit();
+
     IThread* m_pThread;
 };
 

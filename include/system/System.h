@@ -1,8 +1,13 @@
 #pragma once
 
-// System family: paths, files, folders and calendar time.
+// System family: paths, files, folders, calendar time and logging.
 #include <system/CFile.h>
 #include <system/CFolder.h>
+#include <system/CLog.h>
+#include <system/CLogBuild.h>
+#include <system/CLogEngine.h>
+#include <system/CLogStudio.h>
 #include <system/CPath.h>
 #include <system/CTime.h>
 #include <system/CTimeSpan.h>
+#include <system/ILogOuter.h>

@@ -16,6 +16,8 @@
 //   while it holds the timer lock, so that removeTimer, which takes the timer
 //   lock before it purges the center's queue, cannot miss a message being
 //   pushed. removeTimer calls into the center with no lock of its own held.
+//   So the center's listener hears onMessageAvailable on the timer thread
+//   with the timer lock held: it may wake the main loop, never wait for it.
 // - getInstance/deleteInstance do not lock. Stop the manager before
 //   deleting it (the destructor stops it as a last resort).
 
@@ -44,6 +46,8 @@ class ECS_API CTimerManager : public CThread
 public:
     static CTimerManager* getInstance();
     static void deleteInstance();
+    // Whether the singleton exists (asking does not create it).
+    static bool hasInstance() { return s_pInstance != nullptr; }
 
     // Starts the timer thread unless it runs; returns once the worker runs.
     void start();

@@ -82,6 +82,17 @@ inline int matchEntity(const char16_t* p, unsigned int remaining)
     return -1;
 }
 
+// Names and values are mostly short: a plain loop beats a call to memcpy there.
+inline void copyUnits(char16_t* out, const char16_t* text, unsigned int length)
+{
+    if (length <= 16) {
+        for (unsigned int i = 0; i < length; ++i)
+            out[i] = text[i];
+    } else {
+        std::memcpy(out, text, length * sizeof(char16_t));
+    }
+}
+
 // Builds `out` from `length` units with one allocation of the exact size.
 inline bool makeString(const char16_t* text, unsigned int length, CString& out)
 {
@@ -90,7 +101,7 @@ inline bool makeString(const char16_t* text, unsigned int length, CString& out)
     char16_t* buffer = static_cast<char16_t*>(CMemory::malloc((length + 1) * sizeof(char16_t), 0));
     if (!buffer)
         return false;
-    std::memcpy(buffer, text, length * sizeof(char16_t));
+    copyUnits(buffer, text, length);
     buffer[length] = 0;
     out.attach(buffer, int(length));
     return true;

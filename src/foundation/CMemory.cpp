@@ -19,6 +19,8 @@ CMemory::~CMemory() = default;
 
 namespace {
 
+// Out of line, so that the direct paths below stay leaf functions that need
+// no stack frame.
 __attribute__((noinline)) void* mallocSlow(unsigned int size, unsigned int classId)
 {
     if (!MemInternal::isActive())

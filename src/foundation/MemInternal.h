@@ -69,8 +69,9 @@ void* systemMalloc(std::size_t size) noexcept;
 void systemFree(void* p) noexcept;
 
 // Writes UTF-8 text to standard output and flushes it, so that warnings keep
-// their order with the host's own output. Never allocates through the
-// manager: it runs under the allocator's locks.
+// their order with the host's own output. Never allocates: it reports the
+// allocator's own failures, where a nested allocation could fail (and warn)
+// again.
 void consoleWrite(const char* text, std::size_t length) noexcept;
 void consolePrintf(const char* format, ...) noexcept __attribute__((format(printf, 1, 2)));
 

@@ -6,6 +6,8 @@
 
 #include "message/MessageClock.h"
 
+#include <cstring>
+
 namespace Trell {
 
 namespace {
@@ -319,27 +321,27 @@ CObjectList<CBaseMessage>* CMessageCenter::getScheduledList(unsigned int uiListN
 
 CObjectPtr<CBaseMessage> CMessageCenter::popMessage()
 {
-    {
-        CAutoSync autoSync(m_syncObject);
-        if (CBaseMessage* pCommand = m_listCommand.takeFirst())
-            return CObjectPtr<CBaseMessage>(pCommand);
-    }
-
-    // Scoring runs outside the lock: only the consumer touches the table.
-    const unsigned int uiNow = MessageClock::now();
-    const unsigned int uiRows = m_aryListInfo.getCount();
-    tagMessageListInfo* pRows = m_aryListInfo.getData();
+    // The scores are computed and sorted outside the lock, on a copy of the
+    // table, before looking at the command list: that way one lock serves
+    // both the command check and the weighted choice. A command pop discards
+    // the copy and the clock reading, so the table and the clock's base are
+    // touched only by weighted passes.
+    const unsigned int uiTick = MessageClock::readTick();
+    const unsigned int uiRows = m_aryListInfo.getCount() < 4 ? m_aryListInfo.getCount() : 4;
+    tagMessageListInfo rows[4];
+    std::memcpy(rows, m_aryListInfo.getData(), uiRows * sizeof(tagMessageListInfo));
+    const unsigned int uiNow = MessageClock::peekSinceBase(uiTick);
     for (unsigned int i = 0; i < uiRows; ++i)
-        pRows[i].uiScore = (uiNow - pRows[i].uiLastTime) * pRows[i].uiWeight;
+        rows[i].uiScore = (uiNow - rows[i].uiLastTime) * rows[i].uiWeight;
     // Swapping only on a strictly smaller score keeps rows with equal scores
-    // in their order, and the table stays in its sorted order between pops:
+    // in their order, and the table keeps its sorted order between pops:
     // both decide ties and are relied upon.
     for (unsigned int uiPass = 0; uiPass + 1 < uiRows; ++uiPass) {
         for (unsigned int j = 0; j + 1 < uiRows - uiPass; ++j) {
-            if (pRows[j + 1].uiScore < pRows[j].uiScore) {
-                tagMessageListInfo tmp = pRows[j];
-                pRows[j] = pRows[j + 1];
-                pRows[j + 1] = tmp;
+            if (rows[j + 1].uiScore < rows[j].uiScore) {
+                const tagMessageListInfo tmp = rows[j];
+                rows[j] = rows[j + 1];
+                rows[j + 1] = tmp;
             }
         }
     }
@@ -347,15 +349,19 @@ CObjectPtr<CBaseMessage> CMessageCenter::popMessage()
     CBaseMessage* pMessage = nullptr;
     {
         CAutoSync autoSync(m_syncObject);
+        if (CBaseMessage* pCommand = m_listCommand.takeFirst())
+            return CObjectPtr<CBaseMessage>(pCommand);
         for (unsigned int i = uiRows; i-- > 0;) {
-            CObjectList<CBaseMessage>* pList = getScheduledList(pRows[i].uiListNumber);
+            CObjectList<CBaseMessage>* pList = getScheduledList(rows[i].uiListNumber);
             if (pList && !pList->isEmpty()) {
                 pMessage = pList->takeFirst();
-                pRows[i].uiLastTime = uiNow;
+                rows[i].uiLastTime = uiNow;
                 break;
             }
         }
     }
+    MessageClock::commitBase(uiTick);
+    std::memcpy(m_aryListInfo.getData(), rows, uiRows * sizeof(tagMessageListInfo));
     return CObjectPtr<CBaseMessage>(pMessage);
 }
 

@@ -20,15 +20,24 @@ std::atomic<unsigned int> s_uiBase{0};
 
 } // namespace
 
-unsigned int now()
+unsigned int readTick()
 {
-    const unsigned int uiTick = s_pfnSource.load()();
-    if (!s_bBaseTaken.load()) {
-        s_uiBase.store(uiTick);
-        s_bBaseTaken.store(true);
+    return s_pfnSource.load(std::memory_order_relaxed)();
+}
+
+unsigned int peekSinceBase(unsigned int uiTick)
+{
+    if (!s_bBaseTaken.load(std::memory_order_relaxed))
         return 0;
-    }
-    return uiTick - s_uiBase.load();
+    return uiTick - s_uiBase.load(std::memory_order_relaxed);
+}
+
+void commitBase(unsigned int uiTick)
+{
+    if (s_bBaseTaken.load(std::memory_order_relaxed))
+        return;
+    s_uiBase.store(uiTick, std::memory_order_relaxed);
+    s_bBaseTaken.store(true, std::memory_order_relaxed);
 }
 
 void setTickSource(PFN_TICK_SOURCE pfnSource)

@@ -7,7 +7,12 @@ list(APPEND ECS_HEADERS
     include/message/IMsgSystemListener.h
     include/message/IMsgUserListener.h
     include/message/CMessageCenter.h
-    include/message/CMessageCenterProxy.h)
+    include/message/CMessageCenterProxy.h
+    include/message/IEventListener.h
+    include/message/CEventDispatcher.h
+    include/message/IIdleListener.h
+    include/message/CIdleCenter.h
+    include/message/CIdleCenterProxy.h)
 list(APPEND ECS_SOURCES
     src/message/CBaseMessage.cpp
     src/message/CMessages.cpp
@@ -15,4 +20,8 @@ list(APPEND ECS_SOURCES
     src/message/CMessageCenter.cpp
     src/message/CMessageCenterProxy.cpp
     src/message/MessageClock.h
-    src/message/MessageClock.cpp)
+    src/message/MessageClock.cpp
+    src/message/MessageLog.h
+    src/message/MessageLog.cpp
+    src/message/CEventDispatcher.cpp
+    src/message/CIdleCenter.cpp)

@@ -4,6 +4,8 @@
 #include <platform/PlatformImp.h>
 #include <platform/PlatformLog.h>
 
+#include <thread>
+
 namespace Trell {
 
 CThread::CThread()
@@ -12,6 +14,7 @@ CThread::CThread()
       m_uiThreadID(0),
       m_bRunning(false),
       m_bPrepareStop(false),
+      m_bWorkerActive(false),
       m_syncThread(),
       m_waitWake(CString()),
       m_waitSignal(CString()),
@@ -28,6 +31,7 @@ CThread::CThread(const CThread& other)
       m_uiThreadID(0),
       m_bRunning(false),
       m_bPrepareStop(false),
+      m_bWorkerActive(false),
       m_syncThread(),
       m_waitWake(CString()),
       m_waitSignal(CString()),
@@ -46,6 +50,10 @@ CThread& CThread::operator=(const CThread& other)
 
 CThread::~CThread()
 {
+    // A worker that already cleared the running flag may still be signalling
+    // the stopped event: let it finish before the event dies.
+    if (!m_bRunning.load())
+        waitForWorkerExit();
     delete m_pThread;
     m_pThread = nullptr;
 }
@@ -63,10 +71,18 @@ int CThread::toSystemPriority(int iPriority)
     return 0;
 }
 
+void CThread::waitForWorkerExit()
+{
+    while (m_bWorkerActive.load(std::memory_order_acquire))
+        std::this_thread::yield();
+}
+
 void CThread::startThread()
 {
     if (m_bRunning.load())
         return;
+    // The previous worker's stopped signal must not land in the new run.
+    waitForWorkerExit();
     m_bRunning.store(true);
     m_bPrepareStop.store(false);
     m_uiThreadID.store(0);
@@ -74,6 +90,7 @@ void CThread::startThread()
     // not release the next stopThread early; the new worker cannot have
     // signalled yet.
     m_waitStopped.reset();
+    m_bWorkerActive.store(true, std::memory_order_release);
     m_pThread->start();
 }
 

@@ -29,6 +29,9 @@ unsigned int daysInMonth(unsigned int uiYear, unsigned int uiMonth)
     }
 }
 
+// Days before the first of each month in a common year (index 1..12).
+const unsigned short DAYS_BEFORE_MONTH[13] = {0, 0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+
 int compareValues(unsigned int a, unsigned int b)
 {
     return a > b ? 1 : (a < b ? -1 : 0);
@@ -150,8 +153,11 @@ unsigned int CTime::getTotalDays() const
 {
     const unsigned int y = m_usYear - 1u;
     unsigned int uiDays = y * 365 + y / 4 - y / 100 + y / 400;
-    for (unsigned int uiMonth = 1; uiMonth < m_usMonth; ++uiMonth)
-        uiDays += daysInMonth(m_usYear, uiMonth);
+    if (m_usMonth >= 1 && m_usMonth <= 12) {
+        uiDays += DAYS_BEFORE_MONTH[m_usMonth];
+        if (m_usMonth > 2 && isLeap(m_usYear))
+            ++uiDays;
+    }
     return uiDays + m_usDay - 1u;
 }
 

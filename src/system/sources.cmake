@@ -12,3 +12,4 @@ list(APPEND ECS_SOURCES
     src/system/CFolder.cpp
     src/system/CTime.cpp
 )
+include(src/system/log.cmake OPTIONAL)

@@ -55,6 +55,12 @@ CTimer::~CTimer()
         CTimerManager::getInstance()->removeTimer(this);
         m_uiStartTime.store(0);
         m_uiCurrentCount.store(0);
+    } else if (CTimerManager::hasInstance()) {
+        // A stopped timer may still be referenced: a counted timer without
+        // listener ends at its last check with its completion still queued,
+        // and a terminated timer stays in the manager until the next check.
+        // Neither may outlive this object, so take it out as stop would.
+        CTimerManager::getInstance()->removeTimer(this);
     }
 }
 

@@ -67,7 +67,10 @@ void CTimerManager::stop()
     prepareStopThread();
     // A worker sleeping between checks wakes at once.
     m_waitPulse.notify();
-    waitForThreadStop();
+    // Wait for the stopped event itself, not for the running flag: the flag
+    // drops just before the worker signals the event, and a caller that
+    // deletes the manager then would pull the event from under the worker.
+    m_waitStopped.wait(0);
 }
 
 void CTimerManager::addTimer(CTimer* pTimer)

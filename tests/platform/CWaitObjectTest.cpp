@@ -301,3 +301,20 @@ TEST(CWaitObject, NamedEventSurvivesAnotherProcessClosingIt)
     EXPECT_TRUE(shmObjectExists(name));
     event.wait(0); // the remembered signal
 }
+
+TEST(CWaitObject, NamedEventReplacesTheRemainsOfACreatorThatDied)
+{
+    CReaper reaper("stale shared object", std::chrono::seconds(120));
+    const std::string name = uniqueName("stale");
+    // A shared object that was created and sized but never initialised.
+    int fd = shm_open(("/trell.evt." + name).c_str(), O_RDWR | O_CREAT | O_EXCL, 0666);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(ftruncate(fd, 4096), 0);
+    close(fd);
+
+    CWaitObject event(toCString(name));
+    pid_t pid = spawnHelper({"signal", name});
+    ASSERT_GT(pid, 0);
+    EXPECT_EQ(exitCodeOf(pid), 0);
+    event.wait(0); // woken by the other process through a fresh shared object
+}

@@ -5,3 +5,4 @@ list(APPEND ECS_TESTS
     system/CFileTest.cpp
     system/CFolderTest.cpp
 )
+include(${CMAKE_CURRENT_LIST_DIR}/log.cmake OPTIONAL)

@@ -80,7 +80,7 @@ bool copyContent(const std::string& strFrom, const std::string& strTo, bool bFai
         }
     }
     if (bOk) {
-        // Like a copy on the original platform: same permissions and time.
+        // Like a copy on Windows: same permissions and modification time.
         fchmod(fdOut, st.st_mode & 07777);
         timespec times[2] = {st.st_atim, st.st_mtim};
         futimens(fdOut, times);
@@ -163,7 +163,7 @@ bool CImpFile::moveFile(const CString& strFrom, const CString& strTo)
     if (errno != EXDEV)
         return false;
     // Across file systems a file is moved by copy and delete, as the
-    // original platform's move does; folders are not.
+    // Windows move does; folders are not.
     if (!copyContent(strNativeFrom, strNativeTo, true))
         return false;
     return unlink(strNativeFrom.c_str()) == 0;

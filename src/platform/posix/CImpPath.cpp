@@ -158,8 +158,8 @@ bool CImpPath::isAbsolute(const CString& strPath)
 
 CString CImpPath::getApplicationFolder()
 {
-    // The executable's own path; the 260-character limit of the original
-    // platform does not apply here.
+    // The executable's own path; Windows' 260-character limit does not
+    // apply here.
     std::vector<char> buffer(PATH_MAX + 1, '\0');
     ssize_t iLength = readlink("/proc/self/exe", buffer.data(), PATH_MAX);
     if (iLength <= 0)

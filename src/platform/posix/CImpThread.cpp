@@ -78,8 +78,10 @@ int CImpThread::toNiceOffset(int iSystemPriority)
 void CImpThread::start()
 {
     tagStartInfo* pInfo = new tagStartInfo;
-    if (!pInfo)
+    if (!pInfo) {
+        m_pOwner->notifyWorkerExited();
         return;
+    }
     pInfo->pOwner = m_pOwner;
     pInfo->iSystemPriority = CThread::toSystemPriority(m_pOwner->getThreadPriority());
     std::memset(pInfo->szName, 0, sizeof(pInfo->szName));
@@ -98,6 +100,7 @@ void CImpThread::start()
     pthread_t thread;
     if (pthread_create(&thread, nullptr, &CImpThread::threadEntry, pInfo) != 0) {
         delete pInfo;
+        m_pOwner->notifyWorkerExited();
         return;
     }
     pthread_detach(thread);
@@ -116,8 +119,9 @@ void* CImpThread::threadEntry(void* pArgument)
 
     pOwner->notifyThreadStarted(static_cast<unsigned int>(syscall(SYS_gettid)));
     pOwner->run();
-    // The owner may be destroyed as soon as this returns: touch nothing after it.
     pOwner->notifyThreadStopped();
+    // The owner may be destroyed as soon as this returns: touch nothing after it.
+    pOwner->notifyWorkerExited();
     return nullptr;
 }
 

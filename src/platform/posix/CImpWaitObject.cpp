@@ -19,7 +19,9 @@ namespace {
 
 const std::uint32_t STATE_READY = 0x52454459u; // "REDY": the block is initialised
 
-// Openers give a creator this long to size and initialise the block.
+// Openers give a creator this long to size and initialise the block; a
+// block still unready after that is the remains of a creator that died, and
+// is removed.
 const int OPEN_WAIT_MS = 5000;
 const int OPEN_ATTEMPTS = 16;
 
@@ -184,8 +186,10 @@ bool CImpWaitObject::openShared(const std::string& strShmName)
             ++iWaited;
         }
         if (fstat(fd, &st) != 0 || static_cast<std::size_t>(st.st_size) < SIZE) {
+            // Its creator died before sizing it: remove the remains and retry.
             close(fd);
-            return false;
+            shm_unlink(strShmName.c_str());
+            continue;
         }
         void* pView = mmap(nullptr, SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
         close(fd);
@@ -199,8 +203,10 @@ bool CImpWaitObject::openShared(const std::string& strShmName)
             ++iWaited;
         }
         if (pBlock->uiState.load(std::memory_order_acquire) != STATE_READY) {
+            // Its creator died before initialising it: remove it and retry.
             munmap(pView, SIZE);
-            return false;
+            shm_unlink(strShmName.c_str());
+            continue;
         }
         m_pBlock = pBlock;
         lockBlock();

@@ -19,7 +19,8 @@ class CString;
 // shared-memory object ("/trell.evt.<name>") holding a process-shared,
 // robust mutex and a process-shared condition, so every process that opens
 // the same name shares it. The first opener creates and initialises the
-// block (O_EXCL decides who); later openers wait until it is marked ready.
+// block (O_EXCL decides who); later openers wait until it is marked ready
+// (and remove a block whose creator died before that).
 // The block counts its openers; the last one to close unlinks the name,
 // marking the block dead first so that a late opener retries with a fresh
 // one. A process that dies without closing leaves the object behind; it is

@@ -1,0 +1,163 @@
+// Push + pop throughput of small messages through CMessageCenter, beside a
+// std::mutex + std::deque<std::unique_ptr<...>> queue with a condition
+// variable, with one consumer and one or two producers. Each iteration moves
+// kMessages messages; the consumer is the benchmark thread and blocks when
+// the queue is empty (the center wakes it through onMessageAvailable).
+
+#include <message/CMessageCenter.h>
+#include <message/CMessages.h>
+#include <message/IMessageCenterListener.h>
+
+#include <benchmark/benchmark.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+using namespace Trell;
+
+namespace {
+
+const unsigned int kMessages = 200000;
+
+// --- Peer: the standard library queue ---
+
+struct tagPeerMessage
+{
+    virtual ~tagPeerMessage() = default;
+    unsigned int type = 24;
+    unsigned int id = 0;
+};
+
+class CPeerQueue
+{
+public:
+    void push(std::unique_ptr<tagPeerMessage> message)
+    {
+        {
+            std::lock_guard<std::mutex> guard(m_mutex);
+            m_queue.push_back(std::move(message));
+        }
+        m_ready.notify_one();
+    }
+
+    std::unique_ptr<tagPeerMessage> pop()
+    {
+        std::unique_lock<std::mutex> guard(m_mutex);
+        m_ready.wait(guard, [this] { return !m_queue.empty(); });
+        std::unique_ptr<tagPeerMessage> message = std::move(m_queue.front());
+        m_queue.pop_front();
+        return message;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_ready;
+    std::deque<std::unique_ptr<tagPeerMessage>> m_queue;
+};
+
+void BM_PeerQueue(benchmark::State& state)
+{
+    const unsigned int producers = static_cast<unsigned int>(state.range(0));
+    CPeerQueue queue;
+    unsigned long long checksum = 0;
+    for (auto _ : state) {
+        std::vector<std::thread> threads;
+        for (unsigned int p = 0; p < producers; ++p) {
+            threads.emplace_back([&queue, producers] {
+                for (unsigned int i = 0; i < kMessages / producers; ++i) {
+                    std::unique_ptr<tagPeerMessage> message = std::make_unique<tagPeerMessage>();
+                    message->id = i;
+                    queue.push(std::move(message));
+                }
+            });
+        }
+        for (unsigned int n = 0; n < kMessages / producers * producers; ++n)
+            checksum += queue.pop()->id;
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+    benchmark::DoNotOptimize(checksum);
+    state.SetItemsProcessed(static_cast<long long>(state.iterations()) * (kMessages / producers * producers));
+}
+
+// --- The message center ---
+
+// The host's side of the wake-up: onMessageAvailable counts and signals
+// only when the consumer actually sleeps, as the peer's condition variable
+// does (notify_one without a waiter costs no system call there either).
+class CWakeListener : public IMessageCenterListener
+{
+public:
+    std::atomic<unsigned int> announced{0};
+
+    void onMessageAvailable() override
+    {
+        announced.fetch_add(1);
+        if (m_bSleeping.load()) {
+            std::lock_guard<std::mutex> guard(m_mutex);
+            m_wake.notify_one();
+        }
+    }
+
+    // Sleeps until a push announced after `seen`.
+    void waitPast(unsigned int seen)
+    {
+        std::unique_lock<std::mutex> guard(m_mutex);
+        m_bSleeping.store(true);
+        m_wake.wait(guard, [&] { return announced.load() != seen; });
+        m_bSleeping.store(false);
+    }
+
+private:
+    std::atomic<bool> m_bSleeping{false};
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+};
+
+void BM_MessageCenter(benchmark::State& state)
+{
+    const unsigned int producers = static_cast<unsigned int>(state.range(0));
+    CMessageCenter* center = CMessageCenter::getInstance();
+    CWakeListener listener;
+    center->setListener(&listener);
+    unsigned long long checksum = 0;
+    for (auto _ : state) {
+        std::vector<std::thread> threads;
+        for (unsigned int p = 0; p < producers; ++p) {
+            threads.emplace_back([center, producers] {
+                for (unsigned int i = 0; i < kMessages / producers; ++i)
+                    center->pushMessage(new CMsgLogicEvent(i));
+            });
+        }
+        unsigned int popped = 0;
+        const unsigned int total = kMessages / producers * producers;
+        while (popped < total) {
+            const unsigned int seen = listener.announced.load();
+            CObjectPtr<CBaseMessage> message = center->popMessage();
+            if (!message) {
+                listener.waitPast(seen);
+                continue;
+            }
+            checksum += message->getID();
+            ++popped;
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+    benchmark::DoNotOptimize(checksum);
+    state.SetItemsProcessed(static_cast<long long>(state.iterations()) * (kMessages / producers * producers));
+    center->setListener(nullptr);
+    CMessageCenter::deleteInstance();
+}
+
+} // namespace
+
+BENCHMARK(BM_PeerQueue)->Arg(1)->Arg(2)->ArgName("producers")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MessageCenter)->Arg(1)->Arg(2)->ArgName("producers")->UseRealTime()->Unit(benchmark::kMillisecond);
+
+BENCHMARK_MAIN();

@@ -1,0 +1,8 @@
+list(APPEND ECS_HEADERS
+    include/document/CConfigParser.h
+)
+list(APPEND ECS_SOURCES
+    src/document/CConfigParser.cpp
+    src/document/ConfigFileReplace.h
+    src/document/ConfigFileReplace.cpp
+)

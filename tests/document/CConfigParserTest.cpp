@@ -1,0 +1,586 @@
+#include <document/CConfigParser.h>
+#include <text/CString.h>
+#include <text/CStringConverter.h>
+
+#include "system/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Trell;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::u16string str(const CString& s)
+{
+    return s.buffer() ? std::u16string(s.buffer(), s.length()) : std::u16string();
+}
+
+// Every test starts from a fresh singleton and leaves none behind.
+class ConfigTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        CConfigParser::deleteInstance();
+        ASSERT_TRUE(m_temp.isValid());
+        m_pConfig = CConfigParser::getInstance();
+        ASSERT_NE(m_pConfig, nullptr);
+    }
+    void TearDown() override { CConfigParser::deleteInstance(); }
+
+    bool loadText(const std::string& strText, const std::string& strName = "config.xml")
+    {
+        m_temp.writeFile(strName, strText);
+        return m_pConfig->load(m_temp.path(strName));
+    }
+
+    CTempFolder m_temp;
+    CConfigParser* m_pConfig = nullptr;
+};
+
+const char* const FULL_SAMPLE =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<engine_config use_for_studio=\"false\" merge_window=\"true\">\n"
+    "  <log_level info=\"false\" warning=\"false\" error=\"false\" debug=\"true\" performance=\"true\"/>\n"
+    "  <log_output terminal=\"false\" file_size=\"0x8000\" file_path_win=\"logs/engine.log\"/>\n"
+    "  <mem_report_output file_path_win=\"/abs/mem.txt\"/>\n"
+    "  <thread_set>\n"
+    "    <thread id=\"mq\" name=\"Queue\" priority=\"1\"/>\n"
+    "    <thread id=\"tm\" name=\"Timer\" priority=\"2\"/>\n"
+    "    <thread id=\"sc\" name=\"Screen\" priority=\"3\"/>\n"
+    "    <thread id=\"gr\" name=\"Graphic\" priority=\"4\"/>\n"
+    "    <thread id=\"ap\" name=\"Audio\" priority=\"5\"/>\n"
+    "    <thread id=\"sm\" name=\"Share\" priority=\"6\"/>\n"
+    "    <thread id=\"dt\" name=\"Transfer\" priority=\"7\"/>\n"
+    "    <thread id=\"hc\" name=\"Host\" priority=\"8\"/>\n"
+    "    <thread id=\"wb\" name=\"Web\" priority=\"9\"/>\n"
+    "    <thread id=\"rp\" name=\"Report\" priority=\"10\"/>\n"
+    "    <thread id=\"rs\" name=\"Resource\" priority=\"-11\"/>\n"
+    "    <thread id=\"zz\" name=\"Nobody\" priority=\"99\"/>\n"
+    "  </thread_set>\n"
+    "  <surface_set>\n"
+    "    <surface use=\"true\" name=\"main\" display_name=\"Center\" display_id=\"1\" layer_id=\"2\""
+    " surface_id=\"3\" offset_x=\"-4\" offset_y=\"5\" width=\"800\" width_default=\"1024\" height=\"480\""
+    " height_default=\"600\" enable_touch=\"true\" enable_gesture=\"true\" initial_color=\"0xFF00FF00\"/>\n"
+    "    <surface name=\"spare\"/>\n"
+    "  </surface_set>\n"
+    "  <resource_cache character=\"11\" image=\"12\" shader=\"13\" mesh=\"14\" audio=\"15\"/>\n"
+    "  <render_cache text_texture_size=\"21\" character=\"22\" small_texture=\"23\" big_texture=\"24\""
+    " big_texture_width=\"25\" big_texture_height=\"26\" mesh=\"27\" program=\"28\"/>\n"
+    "  <render_param android_simulator=\"false\" vertical_sync=\"false\" high_quality=\"false\""
+    " anti_aliasing=\"false\" sample_count=\"8\" image_no_extern=\"jpg\"/>\n"
+    "  <render_geometry rectangle_offset_x=\"-2\" rectangle_offset_y=\"3\"/>\n"
+    "  <render_text scale_width=\"31\" scale_height=\"32\" auto_hinting=\"false\" support_complex_language=\"true\"/>\n"
+    "  <touch_param waver_distance=\"41\" long_press_delay=\"42\" continuous_press_interval=\"43\""
+    " double_tap_interval=\"44\"/>\n"
+    "  <gesture_param finger_time_interval=\"51\" flip_min_distance=\"52\" rotate_min_angle=\"53\""
+    " spread_pinch_min_distance=\"54\"/>\n"
+    "  <animation_param fps=\"60\"/>\n"
+    "  <unknown_element foo=\"bar\"/>\n"
+    "</engine_config>\n";
+
+void expectDefaults(const CConfigParser* c)
+{
+    EXPECT_FALSE(c->isUsedForStudio());
+    EXPECT_FALSE(c->isMergeWindow());
+    const CConfigParser::tagLogLevel* lv = c->getLogLevel();
+    EXPECT_TRUE(lv->info);
+    EXPECT_TRUE(lv->warning);
+    EXPECT_TRUE(lv->error);
+    EXPECT_FALSE(lv->debug);
+    EXPECT_FALSE(lv->performance);
+    EXPECT_TRUE(c->getLogOutput()->terminal);
+    EXPECT_EQ(c->getLogOutput()->file_size, 0x100000u);
+    EXPECT_EQ(c->getLogOutput()->file_path_win.length(), 0u);
+    EXPECT_EQ(c->getMemReportOutput()->file_path_win.length(), 0u);
+    for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i) {
+        EXPECT_EQ(c->getThread()->priority[i], 51) << i;
+        EXPECT_EQ(c->getThread()->name[i].length(), 0u) << i;
+    }
+    const CConfigParser::tagResourceCache* rc = c->getResourceCache();
+    EXPECT_EQ(rc->character, 1024u);
+    EXPECT_EQ(rc->image, 100u);
+    EXPECT_EQ(rc->shader, 100u);
+    EXPECT_EQ(rc->mesh, 50u);
+    EXPECT_EQ(rc->audio, 10u);
+    const CConfigParser::tagRenderCache* rn = c->getRenderCache();
+    EXPECT_EQ(rn->text_texture_size, 256u);
+    EXPECT_EQ(rn->character, 1024u);
+    EXPECT_EQ(rn->small_texture, 100u);
+    EXPECT_EQ(rn->big_texture, 10u);
+    EXPECT_EQ(rn->big_texture_width, 1280u);
+    EXPECT_EQ(rn->big_texture_height, 720u);
+    EXPECT_EQ(rn->mesh, 50u);
+    EXPECT_EQ(rn->program, 100u);
+    const CConfigParser::tagRenderParam* rp = c->getRenderParam();
+    EXPECT_TRUE(rp->android_simulator);
+    EXPECT_TRUE(rp->vertical_sync);
+    EXPECT_TRUE(rp->high_quality);
+    EXPECT_TRUE(rp->anti_aliasing);
+    EXPECT_EQ(rp->sample_count, 4u);
+    EXPECT_EQ(str(rp->image_no_extern), u"png");
+    EXPECT_EQ(c->getRenderGeometry()->rectangle_offset_x, 1);
+    EXPECT_EQ(c->getRenderGeometry()->rectangle_offset_y, 1);
+    const CConfigParser::tagRenderText* rt = c->getRenderText();
+    EXPECT_EQ(rt->scale_width, 100u);
+    EXPECT_EQ(rt->scale_height, 100u);
+    EXPECT_TRUE(rt->auto_hinting);
+    EXPECT_FALSE(rt->support_complex_language);
+    const CConfigParser::tagTouchParam* tp = c->getTouchParam();
+    EXPECT_EQ(tp->waver_distance, 25u);
+    EXPECT_EQ(tp->long_press_delay, 500u);
+    EXPECT_EQ(tp->continuous_press_interval, 100u);
+    EXPECT_EQ(tp->double_tap_interval, 200u);
+    const CConfigParser::tagGestureParam* gp = c->getGestureParam();
+    EXPECT_EQ(gp->finger_time_interval, 200u);
+    EXPECT_EQ(gp->flip_min_distance, 50u);
+    EXPECT_EQ(gp->rotate_min_angle, 5u);
+    EXPECT_EQ(gp->spread_pinch_min_distance, 50u);
+    EXPECT_EQ(c->getAnimationParam()->fps, 50u);
+    EXPECT_EQ(c->getSurfaceCount(), 0u);
+    EXPECT_EQ(c->getDisplayCount(), 0u);
+}
+
+std::string surfaces(const std::string& strSurfaces, const std::string& strRootAttributes = "")
+{
+    return "<config" + strRootAttributes + "><surface_set>" + strSurfaces + "</surface_set></config>";
+}
+
+} // namespace
+
+// ---- Defaults and loading ---------------------------------------------------------
+
+TEST_F(ConfigTest, DefaultsBeforeAnyLoad)
+{
+    expectDefaults(m_pConfig);
+}
+
+TEST_F(ConfigTest, EmptyRootYieldsEveryDefault)
+{
+    ASSERT_TRUE(loadText("<whatever/>"));
+    expectDefaults(m_pConfig);
+}
+
+TEST_F(ConfigTest, MissingFileFailsAndKeepsPreviousSettings)
+{
+    ASSERT_TRUE(loadText("<c><animation_param fps=\"30\"/></c>"));
+    const CString strPath = m_pConfig->getPath();
+    EXPECT_FALSE(m_pConfig->load(m_temp.path("missing.xml")));
+    EXPECT_EQ(m_pConfig->getAnimationParam()->fps, 30u);
+    EXPECT_EQ(str(m_pConfig->getPath()), str(strPath));
+
+    CConfigParser::deleteInstance();
+    m_pConfig = CConfigParser::getInstance();
+    EXPECT_FALSE(m_pConfig->load(m_temp.path("missing.xml")));
+    expectDefaults(m_pConfig);
+}
+
+TEST_F(ConfigTest, MalformedFileFailsAndKeepsPreviousSettings)
+{
+    ASSERT_TRUE(loadText("<c><touch_param waver_distance=\"7\"/></c>"));
+    EXPECT_FALSE(loadText("<c><touch_param waver_distance=\"8\"></c>", "broken.xml"));
+    EXPECT_EQ(m_pConfig->getTouchParam()->waver_distance, 7u);
+    // Whatever document was kept is released with the failed load.
+    EXPECT_FALSE(m_pConfig->save());
+}
+
+TEST_F(ConfigTest, EveryRecordReadFromFullSample)
+{
+    ASSERT_TRUE(loadText(FULL_SAMPLE));
+    const CConfigParser* c = m_pConfig;
+    EXPECT_FALSE(c->isUsedForStudio());
+    EXPECT_TRUE(c->isMergeWindow());
+
+    const CConfigParser::tagLogLevel* lv = c->getLogLevel();
+    EXPECT_FALSE(lv->info);
+    EXPECT_FALSE(lv->warning);
+    EXPECT_FALSE(lv->error);
+    EXPECT_TRUE(lv->debug);
+    EXPECT_TRUE(lv->performance);
+    EXPECT_FALSE(c->getLogOutput()->terminal);
+    EXPECT_EQ(c->getLogOutput()->file_size, 0x8000u);
+    EXPECT_EQ(str(c->getLogOutput()->file_path_win), str(m_temp.path("logs/engine.log")));
+    EXPECT_EQ(str(c->getMemReportOutput()->file_path_win), u"/abs/mem.txt");
+
+    const char16_t* const names[] = {u"Queue", u"Timer", u"Screen", u"Graphic", u"Audio", u"Share",
+                                     u"Transfer", u"Host", u"Web", u"Report", u"Resource"};
+    const CConfigParser::tagThread* th = c->getThread();
+    for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i) {
+        EXPECT_EQ(str(th->name[i]), names[i]) << i;
+        EXPECT_EQ(th->priority[i], i == 10 ? -11 : i + 1) << i;
+    }
+    EXPECT_EQ(str(th->getName(u"tm")), u"Timer");
+    EXPECT_EQ(th->getPriority(u"dt"), 7);
+    EXPECT_EQ(th->getPriority(u"zz"), 51);
+    EXPECT_EQ(th->getName(u"zz").length(), 0u);
+
+    ASSERT_EQ(c->getSurfaceCount(), 2u);
+    const CConfigParser::tagSurface* s = c->getSurfaceByIndex(0);
+    ASSERT_NE(s, nullptr);
+    EXPECT_TRUE(s->use);
+    EXPECT_EQ(str(s->name), u"main");
+    EXPECT_EQ(str(s->display_name), u"Center");
+    EXPECT_EQ(s->display_id, 1);
+    EXPECT_EQ(s->layer_id, 2);
+    EXPECT_EQ(s->surface_id, 3);
+    EXPECT_EQ(s->offset_x, -4);
+    EXPECT_EQ(s->offset_y, 5);
+    EXPECT_EQ(s->width, 800u);
+    EXPECT_EQ(s->width_default, 1024u);
+    EXPECT_EQ(s->height, 480u);
+    EXPECT_EQ(s->height_default, 600u);
+    EXPECT_TRUE(s->enable_touch);
+    EXPECT_TRUE(s->enable_gesture);
+    EXPECT_EQ(s->initial_color, 0xFF00FF00u);
+    EXPECT_EQ(s->param, nullptr);
+    const CConfigParser::tagSurface* spare = c->getSurfaceByIndex(1);
+    ASSERT_NE(spare, nullptr);
+    EXPECT_FALSE(spare->use);
+    EXPECT_EQ(spare->display_name.length(), 0u);
+    EXPECT_EQ(spare->width, 0u);
+    EXPECT_FALSE(spare->enable_touch);
+
+    const CConfigParser::tagResourceCache* rc = c->getResourceCache();
+    EXPECT_EQ(rc->character, 11u);
+    EXPECT_EQ(rc->image, 12u);
+    EXPECT_EQ(rc->shader, 13u);
+    EXPECT_EQ(rc->mesh, 14u);
+    EXPECT_EQ(rc->audio, 15u);
+    const CConfigParser::tagRenderCache* rn = c->getRenderCache();
+    EXPECT_EQ(rn->text_texture_size, 21u);
+    EXPECT_EQ(rn->character, 22u);
+    EXPECT_EQ(rn->small_texture, 23u);
+    EXPECT_EQ(rn->big_texture, 24u);
+    EXPECT_EQ(rn->big_texture_width, 25u);
+    EXPECT_EQ(rn->big_texture_height, 26u);
+    EXPECT_EQ(rn->mesh, 27u);
+    EXPECT_EQ(rn->program, 28u);
+    const CConfigParser::tagRenderParam* rp = c->getRenderParam();
+    EXPECT_FALSE(rp->android_simulator);
+    EXPECT_FALSE(rp->vertical_sync);
+    EXPECT_FALSE(rp->high_quality);
+    EXPECT_FALSE(rp->anti_aliasing);
+    EXPECT_EQ(rp->sample_count, 8u);
+    EXPECT_EQ(str(rp->image_no_extern), u"jpg");
+    EXPECT_EQ(c->getRenderGeometry()->rectangle_offset_x, -2);
+    EXPECT_EQ(c->getRenderGeometry()->rectangle_offset_y, 3);
+    const CConfigParser::tagRenderText* rt = c->getRenderText();
+    EXPECT_EQ(rt->scale_width, 31u);
+    EXPECT_EQ(rt->scale_height, 32u);
+    EXPECT_FALSE(rt->auto_hinting);
+    EXPECT_TRUE(rt->support_complex_language);
+    const CConfigParser::tagTouchParam* tp = c->getTouchParam();
+    EXPECT_EQ(tp->waver_distance, 41u);
+    EXPECT_EQ(tp->long_press_delay, 42u);
+    EXPECT_EQ(tp->continuous_press_interval, 43u);
+    EXPECT_EQ(tp->double_tap_interval, 44u);
+    const CConfigParser::tagGestureParam* gp = c->getGestureParam();
+    EXPECT_EQ(gp->finger_time_interval, 51u);
+    EXPECT_EQ(gp->flip_min_distance, 52u);
+    EXPECT_EQ(gp->rotate_min_angle, 53u);
+    EXPECT_EQ(gp->spread_pinch_min_distance, 54u);
+    EXPECT_EQ(c->getAnimationParam()->fps, 60u);
+}
+
+TEST_F(ConfigTest, ReloadStartsFromDefaults)
+{
+    ASSERT_TRUE(loadText(FULL_SAMPLE));
+    ASSERT_TRUE(loadText("<c/>", "second.xml"));
+    expectDefaults(m_pConfig);
+    EXPECT_EQ(str(m_pConfig->getPath()), str(m_temp.path("second.xml")));
+}
+
+TEST_F(ConfigTest, Utf16FileIsRead)
+{
+    const std::u16string text = u"<c><animation_param fps=\"77\"/></c>";
+    std::string bytes = "\xFF\xFE";
+    for (char16_t ch : text) {
+        bytes += static_cast<char>(ch & 0xFF);
+        bytes += static_cast<char>(ch >> 8);
+    }
+    ASSERT_TRUE(loadText(bytes));
+    EXPECT_EQ(m_pConfig->getAnimationParam()->fps, 77u);
+}
+
+TEST_F(ConfigTest, GarbageValuesFollowConversionRules)
+{
+    ASSERT_TRUE(loadText("<c use_for_studio=\"TRUE\" merge_window=\"yes\">"
+                         "<log_level info=\"True\" debug=\"1\"/>"
+                         "<log_output file_size=\"lots\" terminal=\"\"/>"
+                         "<thread_set><thread id=\"tm\" priority=\"high\"/><thread id=\"TM\" priority=\"9\"/>"
+                         "<thread priority=\"8\"/></thread_set>"
+                         "<render_param vertical_sync=\"true \" sample_count=\"-1\"/>"
+                         "<render_geometry rectangle_offset_x=\"12abc\"/>"
+                         "<animation_param fps=\"\"/>"
+                         "</c>"));
+    const CConfigParser* c = m_pConfig;
+    // Only the exact text "true" is true.
+    EXPECT_FALSE(c->isUsedForStudio());
+    EXPECT_FALSE(c->isMergeWindow());
+    EXPECT_FALSE(c->getLogLevel()->info);
+    EXPECT_FALSE(c->getLogLevel()->debug);
+    EXPECT_FALSE(c->getLogOutput()->terminal);
+    EXPECT_FALSE(c->getRenderParam()->vertical_sync);
+    // Non-numbers are not reported; they become whatever the conversion makes.
+    EXPECT_EQ(c->getLogOutput()->file_size, 0u);
+    EXPECT_EQ(c->getThread()->getPriority(u"tm"), 0);
+    EXPECT_EQ(c->getAnimationParam()->fps, 0u);
+    EXPECT_EQ(c->getRenderGeometry()->rectangle_offset_x, 12);
+    EXPECT_EQ(c->getRenderParam()->sample_count, CStringConverter::toUInt(u"-1"));
+    // Ids are exact: "TM" and a missing id select no slot.
+    for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i) {
+        if (i != CConfigParser::tagThread::SLOT_TM) {
+            EXPECT_EQ(c->getThread()->priority[i], 51) << i;
+        }
+    }
+    // A present render_param without the attribute empties the extension.
+    EXPECT_EQ(c->getRenderParam()->image_no_extern.length(), 0u);
+}
+
+TEST(ConfigThreadSlots, IdsMapToSlotsInOrder)
+{
+    const char16_t* const ids[] = {u"mq", u"tm", u"sc", u"gr", u"ap", u"sm", u"dt", u"hc", u"wb", u"rp", u"rs"};
+    for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i) {
+        EXPECT_EQ(CConfigParser::tagThread::getSlotIndex(ids[i]), i);
+        EXPECT_EQ(std::u16string(CConfigParser::tagThread::getSlotId(i)), ids[i]);
+    }
+    EXPECT_EQ(CConfigParser::tagThread::getSlotIndex(u"m"), -1);
+    EXPECT_EQ(CConfigParser::tagThread::getSlotIndex(u"mqx"), -1);
+    EXPECT_EQ(CConfigParser::tagThread::getSlotIndex(nullptr), -1);
+    EXPECT_EQ(CConfigParser::tagThread::getSlotId(CConfigParser::tagThread::SLOT_COUNT), nullptr);
+}
+
+// ---- Paths ---------------------------------------------------------------------------
+
+TEST_F(ConfigTest, RelativePathsResolveAgainstTheFilesFolder)
+{
+    ASSERT_TRUE(loadText("<c><log_output file_path_win=\"log\"/>"
+                         "<mem_report_output file_path_win=\"../report/mem.txt\"/></c>",
+                         "sub/config.xml"));
+    EXPECT_EQ(str(m_pConfig->getFolder()), str(m_temp.path("sub")));
+    EXPECT_EQ(str(m_pConfig->getLogOutput()->file_path_win), str(m_temp.path("sub/log")));
+    EXPECT_EQ(str(m_pConfig->getMemReportOutput()->file_path_win), str(m_temp.path("report/mem.txt")));
+}
+
+// ---- Surfaces ------------------------------------------------------------------------
+
+TEST_F(ConfigTest, UnusedSurfacesKeepTheirIndexButAreNotCounted)
+{
+    ASSERT_TRUE(loadText(surfaces("<surface use=\"true\" name=\"a\" display_id=\"0\" layer_id=\"0\"/>"
+                                  "<surface name=\"b\" display_id=\"5\" layer_id=\"7\"/>"
+                                  "<surface use=\"true\" name=\"c\" display_id=\"0\" layer_id=\"1\"/>"
+                                  "<surface use=\"false\" name=\"d\" display_id=\"0\" layer_id=\"9\"/>"
+                                  "<surface use=\"true\" name=\"e\" display_id=\"2\" layer_id=\"1\"/>"
+                                  "<surface use=\"true\" name=\"f\" display_id=\"0\" layer_id=\"1\"/>")));
+    const CConfigParser* c = m_pConfig;
+    EXPECT_EQ(c->getSurfaceCount(), 6u);
+    ASSERT_NE(c->getSurfaceByIndex(1), nullptr);
+    EXPECT_EQ(str(c->getSurfaceByIndex(1)->name), u"b");
+    EXPECT_EQ(c->getSurfaceByIndex(6), nullptr);
+
+    EXPECT_EQ(c->getDisplayCount(), 2u);
+    EXPECT_EQ(c->getLayerCount(0), 2u);
+    EXPECT_EQ(c->getLayerCount(2), 1u);
+    EXPECT_EQ(c->getLayerCount(5), 0u);
+    EXPECT_EQ(c->getSurfaceCount(0), 3u);
+    EXPECT_EQ(c->getSurfaceCount(5), 0u);
+    EXPECT_EQ(c->getSurfaceCount(0, 1), 2u);
+    EXPECT_EQ(c->getSurfaceCount(0, 9), 0u);
+    EXPECT_EQ(c->getSurfaceCount(5, 7), 0u);
+}
+
+TEST_F(ConfigTest, FirstSurfaceInLayerLooksBackToTheNearestUsedSurface)
+{
+    ASSERT_TRUE(loadText(surfaces("<surface use=\"true\" display_id=\"0\" layer_id=\"0\"/>"   // 0
+                                  "<surface use=\"true\" display_id=\"0\" layer_id=\"0\"/>"   // 1
+                                  "<surface display_id=\"0\" layer_id=\"1\"/>"                  // 2 unused
+                                  "<surface use=\"true\" display_id=\"0\" layer_id=\"1\"/>"   // 3
+                                  "<surface display_id=\"0\" layer_id=\"1\"/>"                  // 4 unused
+                                  "<surface use=\"true\" display_id=\"0\" layer_id=\"1\"/>"   // 5
+                                  "<surface use=\"true\" display_id=\"1\" layer_id=\"1\"/>")));  // 6
+    const CConfigParser* c = m_pConfig;
+    EXPECT_TRUE(c->isFirstSurfaceInLayer(0));
+    EXPECT_FALSE(c->isFirstSurfaceInLayer(1));
+    EXPECT_TRUE(c->isFirstSurfaceInLayer(3));  // skips unused 2, finds layer 0
+    EXPECT_FALSE(c->isFirstSurfaceInLayer(5)); // skips unused 4, finds 3 on the same layer
+    EXPECT_TRUE(c->isFirstSurfaceInLayer(6));  // other display
+    EXPECT_TRUE(c->isFirstSurfaceInLayer(7));  // out of range
+    EXPECT_TRUE(c->isFirstSurfaceInLayer(100));
+
+    ASSERT_TRUE(loadText(surfaces("<surface/><surface use=\"true\"/>"), "b.xml"));
+    EXPECT_TRUE(m_pConfig->isFirstSurfaceInLayer(1)); // no used surface before it
+}
+
+TEST_F(ConfigTest, SurfaceByNameMatchesNameExactly)
+{
+    ASSERT_TRUE(loadText(surfaces("<surface name=\"Main\" display_name=\"dash\"/>"
+                                  "<surface name=\"main\"/><surface name=\"main\" display_id=\"4\"/>")));
+    const CConfigParser* c = m_pConfig;
+    EXPECT_EQ(c->getSurfaceByByName(CString(u"main")), c->getSurfaceByIndex(1));
+    EXPECT_EQ(c->getSurfaceByByName(CString(u"Main")), c->getSurfaceByIndex(0));
+    EXPECT_EQ(c->getSurfaceByByName(CString(u"MAIN")), nullptr);
+    EXPECT_EQ(c->getSurfaceByByName(CString(u"dash")), nullptr);
+}
+
+TEST_F(ConfigTest, SurfaceParamIsStoredInRange)
+{
+    ASSERT_TRUE(loadText(surfaces("<surface/>")));
+    int iHostData = 0;
+    m_pConfig->setSurfaceParam(0, &iHostData);
+    m_pConfig->setSurfaceParam(1, &iHostData); // out of range: nothing
+    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->param, &iHostData);
+    EXPECT_FALSE(m_pConfig->isModified());
+}
+
+TEST_F(ConfigTest, ChangeSurfaceSizeRestoresDefaultsAndMarksOnlyRealChanges)
+{
+    ASSERT_TRUE(loadText(surfaces("<surface width=\"800\" width_default=\"1024\" height=\"480\""
+                                  " height_default=\"600\"/>")));
+    m_pConfig->changeSurfaceSize(0, 800, 480);
+    EXPECT_FALSE(m_pConfig->isModified());
+    m_pConfig->changeSurfaceSize(1, 1, 1); // out of range
+    EXPECT_FALSE(m_pConfig->isModified());
+
+    m_pConfig->changeSurfaceSize(0, 0, 0);
+    EXPECT_TRUE(m_pConfig->isModified());
+    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->width, 1024u);
+    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->height, 600u);
+
+    m_pConfig->changeSurfaceSize(0, 640, 0);
+    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->width, 640u);
+    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->height, 600u);
+}
+
+TEST_F(ConfigTest, ChangeSurfaceSizeToZeroAtDefaultMarksNothing)
+{
+    // Width 0 with a default of 0: the width does not differ, nothing is marked.
+    ASSERT_TRUE(loadText(surfaces("<surface/>")));
+    m_pConfig->changeSurfaceSize(0, 0, 0);
+    EXPECT_FALSE(m_pConfig->isModified());
+}
+
+// ---- Studio save ---------------------------------------------------------------------
+
+TEST_F(ConfigTest, SaveWithoutStudioDocumentFails)
+{
+    EXPECT_FALSE(m_pConfig->save()); // nothing loaded
+    ASSERT_TRUE(loadText(surfaces("<surface width=\"1\"/>")));
+    m_pConfig->setMergeWindow(true);
+    m_pConfig->changeSurfaceSize(0, 5, 5);
+    EXPECT_FALSE(m_pConfig->save());
+}
+
+TEST_F(ConfigTest, SaveWithNothingChangedLeavesTheFileUntouched)
+{
+    const std::string text = surfaces("<surface width=\"1\"/>", " use_for_studio=\"true\"");
+    ASSERT_TRUE(loadText(text));
+    EXPECT_TRUE(m_pConfig->isUsedForStudio());
+    const auto before = fs::last_write_time(m_temp.native("config.xml"));
+    EXPECT_TRUE(m_pConfig->save());
+    EXPECT_EQ(m_temp.readFile("config.xml"), text);
+    EXPECT_EQ(fs::last_write_time(m_temp.native("config.xml")), before);
+}
+
+TEST_F(ConfigTest, StudioSaveRoundTrip)
+{
+    ASSERT_TRUE(loadText(surfaces("<surface use=\"true\" name=\"a\" width=\"800\" height=\"480\" width_default=\"1024\""
+                                  " height_default=\"600\" initial_color=\"0x10\"/>"
+                                  "<surface name=\"b\" width=\"10\" height=\"20\"/>",
+                                  " use_for_studio=\"true\" extra=\"kept\"") +
+                         ""));
+    m_pConfig->setMergeWindow(true);
+    m_pConfig->changeSurfaceSize(0, 0, 0);
+    m_pConfig->changeSurfaceSize(1, 30, 40);
+    ASSERT_TRUE(m_pConfig->save());
+    EXPECT_FALSE(m_pConfig->isModified());
+    EXPECT_FALSE(m_temp.exists("config.xml.tmp"));
+
+    const std::string saved = m_temp.readFile("config.xml");
+    EXPECT_EQ(saved.rfind("\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>", 0), 0u) << saved;
+    EXPECT_NE(saved.find("extra=\"kept\""), std::string::npos) << saved;
+
+    CConfigParser::deleteInstance();
+    m_pConfig = CConfigParser::getInstance();
+    ASSERT_TRUE(m_pConfig->load(m_temp.path("config.xml")));
+    EXPECT_TRUE(m_pConfig->isMergeWindow());
+    EXPECT_TRUE(m_pConfig->isUsedForStudio());
+    ASSERT_EQ(m_pConfig->getSurfaceCount(), 2u);
+    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->width, 1024u);
+    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->height, 600u);
+    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->initial_color, 0x10u);
+    EXPECT_EQ(m_pConfig->getSurfaceByIndex(1)->width, 30u);
+    EXPECT_EQ(m_pConfig->getSurfaceByIndex(1)->height, 40u);
+
+    // merge_window written back as false too.
+    m_pConfig->setMergeWindow(false);
+    ASSERT_TRUE(m_pConfig->save());
+    ASSERT_TRUE(m_pConfig->load(m_temp.path("config.xml")));
+    EXPECT_FALSE(m_pConfig->isMergeWindow());
+}
+
+TEST_F(ConfigTest, Utf16FileIsSavedAsUtf8)
+{
+    const std::u16string text = u"<c use_for_studio=\"true\"/>";
+    std::string bytes = "\xFF\xFE";
+    for (char16_t ch : text) {
+        bytes += static_cast<char>(ch & 0xFF);
+        bytes += static_cast<char>(ch >> 8);
+    }
+    ASSERT_TRUE(loadText(bytes));
+    m_pConfig->setMergeWindow(true);
+    ASSERT_TRUE(m_pConfig->save());
+    EXPECT_EQ(m_temp.readFile("config.xml"),
+              "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+              "<c merge_window=\"true\" use_for_studio=\"true\"/>\n");
+}
+
+TEST_F(ConfigTest, SaveAfterCloseFails)
+{
+    ASSERT_TRUE(loadText("<c use_for_studio=\"true\"/>"));
+    m_pConfig->setMergeWindow(true);
+    m_pConfig->close();
+    EXPECT_FALSE(m_pConfig->save());
+    EXPECT_TRUE(m_pConfig->isMergeWindow()); // settings outlive the document
+}
+
+TEST_F(ConfigTest, FailedTempWriteLeavesTheOldFileIntact)
+{
+    const std::string text = "<c use_for_studio=\"true\" merge_window=\"false\"/>";
+    ASSERT_TRUE(loadText(text));
+    // A folder where the temporary file would go makes the write fail.
+    fs::create_directory(m_temp.native("config.xml.tmp"));
+    m_pConfig->setMergeWindow(true);
+    EXPECT_FALSE(m_pConfig->save());
+    EXPECT_TRUE(m_pConfig->isModified());
+    EXPECT_EQ(m_temp.readFile("config.xml"), text);
+    EXPECT_TRUE(fs::is_directory(m_temp.native("config.xml.tmp"))); // not ours to remove
+
+    // Once the obstacle is gone the pending change is written.
+    fs::remove(m_temp.native("config.xml.tmp"));
+    EXPECT_TRUE(m_pConfig->save());
+    EXPECT_NE(m_temp.readFile("config.xml").find("merge_window=\"true\""), std::string::npos);
+}
+
+TEST_F(ConfigTest, ReadOnlyFolderLeavesTheOldFileIntact)
+{
+    const std::string text = "<c use_for_studio=\"true\"/>";
+    ASSERT_TRUE(loadText(text, "ro/config.xml"));
+    const std::string folder = m_temp.native("ro");
+    ASSERT_EQ(chmod(folder.c_str(), 0555), 0);
+    if (access(folder.c_str(), W_OK) == 0) {
+        chmod(folder.c_str(), 0755);
+        GTEST_SKIP() << "permissions are not enforced for this user";
+    }
+    m_pConfig->setMergeWindow(true);
+    EXPECT_FALSE(m_pConfig->save());
+    chmod(folder.c_str(), 0755);
+    EXPECT_EQ(m_temp.readFile("ro/config.xml"), text);
+    EXPECT_FALSE(m_temp.exists("ro/config.xml.tmp"));
+}

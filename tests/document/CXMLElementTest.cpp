@@ -1,0 +1,192 @@
+#include <document/CXMLElement.h>
+#include <document/CXMLParser.h>
+
+#include <gtest/gtest.h>
+
+#include "document/DocumentTestUtil.h"
+
+using namespace Trell;
+using namespace DocumentTest;
+
+TEST(CXMLElementTree, ChildrenByNameAndDeletion)
+{
+    CXMLElement root;
+    CXMLElement* a1 = root.addChild(u"a");
+    CXMLElement* b = root.addChild(u"b");
+    CXMLElement* a2 = root.addChild(u"a");
+    EXPECT_TRUE(root.hasChildren());
+    EXPECT_TRUE(root.hasChild(u"b"));
+    EXPECT_FALSE(root.hasChild(u"c"));
+    EXPECT_EQ(root.getSingleChild(u"a"), a1);
+    EXPECT_EQ(root.getChildByIndex(3), nullptr);
+
+    CDataArray<CXMLElement*> found;
+    found.add(nullptr);
+    root.getChildren(u"a", found);
+    ASSERT_EQ(found.getCount(), 3u); // appended to what was there
+    EXPECT_EQ(found[1], a1);
+    EXPECT_EQ(found[2], a2);
+
+    CXMLElement stranger;
+    EXPECT_FALSE(root.deleteChild(&stranger));
+    EXPECT_FALSE(root.deleteChild(nullptr));
+    EXPECT_FALSE(root.deleteChild(7u));
+    EXPECT_TRUE(root.deleteChild(b));
+    EXPECT_EQ(root.getChildCount(), 2u);
+    EXPECT_EQ(root.deleteChildren(u"a"), 2u);
+    EXPECT_FALSE(root.hasChildren());
+
+    root.addChild(u"x")->addChild(u"y")->addChild(u"z");
+    EXPECT_EQ(root.getSingleChild(u"x")->getSingleChild(u"y")->getSingleChild(u"z")->getLevel(), 3u);
+    root.clearChildren();
+    EXPECT_EQ(root.getChildCount(), 0u);
+}
+
+TEST(CXMLElementAttributes, TypedSettersAndGetters)
+{
+    CXMLElement e(nullptr, nullptr);
+    e.setAttribute(u"i", -42);
+    e.setAttribute(u"u", 4000000000u);
+    e.setAttribute(u"ll", -9000000000LL);
+    e.setAttribute(u"f", 1.5f);
+    e.setAttribute(u"b", true);
+    e.setAttribute(u"s", CString(u"text"));
+    EXPECT_EQ(str(e.getAttributeString(u"i")), u"-42");
+    EXPECT_EQ(str(e.getAttributeString(u"f")), u"1.5000");
+    EXPECT_EQ(str(e.getAttributeString(u"b")), u"true");
+    EXPECT_EQ(e.getAttributeInt(u"i", 0), -42);
+    EXPECT_EQ(e.getAttributeUInt(u"u", 0), 4000000000u);
+    EXPECT_EQ(e.getAttributeLLong(u"ll", 0), -9000000000LL);
+    EXPECT_FLOAT_EQ(e.getAttributeFloat(u"f", 0), 1.5f);
+    EXPECT_TRUE(e.getAttributeBool(u"b", false));
+    EXPECT_EQ(str(e.getAttributeString(u"s", u"d")), u"text");
+
+    // Defaults only for missing attributes.
+    EXPECT_EQ(e.getAttributeInt(u"none", 7), 7);
+    EXPECT_TRUE(e.getAttributeBool(u"none", true));
+    EXPECT_EQ(str(e.getAttributeString(u"none", u"d")), u"d");
+    EXPECT_FALSE(e.getAttributeBool(u"s", true));
+    EXPECT_EQ(e.getAttributeInt(u"s", 7), 0);
+    EXPECT_EQ(e.getAttributeUInt(u"x", 3u), 3u);
+
+    EXPECT_EQ(e.getAttributeCount(), 6u);
+    EXPECT_EQ(str(e.getAttributeNameByIndex(0)), u"b");
+    EXPECT_TRUE(e.getAttributeNameByIndex(6).isEmpty());
+    EXPECT_TRUE(e.deleteAttribute(u"b"));
+    EXPECT_FALSE(e.hasAttribute(u"b"));
+    e.clearAllAttributes();
+    EXPECT_FALSE(e.hasAttributes());
+}
+
+TEST(CXMLElementAttributes, BoolComparesThroughItsConversion)
+{
+    CXMLElement e;
+    e.setAttribute(u"b", u"True");
+    // "True" reads as false, so setting false changes nothing.
+    e.setAttribute(u"b", false);
+    EXPECT_EQ(str(e.getAttributeString(u"b")), u"True");
+    e.setAttribute(u"b", true);
+    EXPECT_EQ(str(e.getAttributeString(u"b")), u"true");
+    e.setAttribute(u"new", false);
+    EXPECT_EQ(str(e.getAttributeString(u"new")), u"false");
+}
+
+TEST(CXMLElementAttributes, CopyWholeMap)
+{
+    CXMLElement e;
+    e.setAttribute(u"a", u"1");
+    e.setAttribute(u"b", u"2");
+    CXMLElement::AttributeMap copy;
+    CString* stale = new CString(u"stale");
+    copy.insert(u"zz", stale);
+    delete stale;
+    e.getAllAttributes(copy);
+    ASSERT_EQ(copy.getCount(), 2u);
+    EXPECT_EQ(str(*copy.find(u"b")), u"2");
+
+    CXMLElement other;
+    other.setAttribute(u"old", u"x");
+    *copy.find(u"a") = u"changed";
+    other.setAllAttributes(copy);
+    EXPECT_FALSE(other.hasAttribute(u"old"));
+    EXPECT_EQ(str(other.getAttributeString(u"a")), u"changed");
+    EXPECT_EQ(str(e.getAttributeString(u"a")), u"1");
+}
+
+TEST(CXMLElementCopy, CloneIsDeepAndIndependent)
+{
+    CXMLParser parser;
+    ASSERT_TRUE(parser.parseFromString(u"<r a='1'><c t='2'>text<d/></c><e/></r>"));
+    CXMLElement* root = parser.getRootElement();
+    CXMLElement* copy = root->clone();
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(copy->getParent(), nullptr);
+    EXPECT_EQ(copy->getParser(), &parser);
+    CString a, b;
+    ASSERT_TRUE(root->saveTo(a, false, false));
+    ASSERT_TRUE(copy->saveTo(b, false, false));
+    EXPECT_EQ(str(a), str(b));
+    EXPECT_EQ(copy->getChildByIndex(0)->getParent(), copy);
+    copy->getChildByIndex(0)->setAttribute(u"t", u"changed");
+    EXPECT_EQ(str(root->getChildByIndex(0)->getAttributeString(u"t")), u"2");
+    delete copy;
+
+    // Into an existing element: content replaced, place kept; never into itself.
+    CXMLElement* target = root->addChild(u"target");
+    target->addChild(u"old");
+    EXPECT_FALSE(root->cloneTo(target));
+    EXPECT_FALSE(root->cloneTo(root));
+    EXPECT_FALSE(root->cloneTo(nullptr));
+    CXMLElement* c = root->getChildByIndex(0);
+    ASSERT_TRUE(c->cloneTo(target));
+    EXPECT_EQ(target->getParent(), root);
+    EXPECT_EQ(str(target->getName()), u"c");
+    EXPECT_EQ(str(target->getText()), u"text");
+    EXPECT_FALSE(target->hasChild(u"old"));
+    EXPECT_TRUE(target->hasChild(u"d"));
+}
+
+TEST(CXMLElementParse, ParseFromReplacesContentAndReportsErrors)
+{
+    CXMLParser parser;
+    CXMLElement* root = parser.addRootElement(u"r");
+    root->setAttribute(u"x", u"1");
+    root->addChild(u"old");
+    ASSERT_TRUE(root->parseFrom(u"  <n y='2'><m/></n>"));
+    EXPECT_EQ(str(root->getName()), u"n");
+    EXPECT_FALSE(root->hasAttribute(u"x"));
+    EXPECT_EQ(root->getChildCount(), 1u);
+    EXPECT_EQ(root->getChildByIndex(0)->getParser(), &parser);
+
+    EXPECT_FALSE(root->parseFrom(u"<n>\n<m></n>"));
+    EXPECT_FALSE(root->hasChildren());
+    unsigned int line, column;
+    CString text;
+    parser.getErrorPos(line, column, text);
+    EXPECT_EQ(line, 2u);
+    EXPECT_EQ(column, 5u);
+    EXPECT_FALSE(root->parseFrom(nullptr));
+}
+
+TEST(CXMLElementTree, DeepProgrammaticTreesNeverRecurse)
+{
+    // Far deeper than any stack would take with recursive destruction,
+    // saving or cloning.
+    CXMLElement* root = new CXMLElement(nullptr, nullptr);
+    root->setName(u"r");
+    CXMLElement* e = root;
+    const unsigned int depth = 200000;
+    for (unsigned int i = 0; i < depth; ++i)
+        e = e->addChild(u"d");
+    EXPECT_EQ(e->getLevel(), depth);
+    CString out;
+    ASSERT_TRUE(root->saveTo(out, false, false));
+    EXPECT_EQ(out.length(), 7u * depth + 4u);
+    CXMLElement* copy = root->clone();
+    ASSERT_NE(copy, nullptr);
+    CString again;
+    ASSERT_TRUE(copy->saveTo(again, false, false));
+    EXPECT_TRUE(again == out);
+    delete copy;
+    delete root;
+}

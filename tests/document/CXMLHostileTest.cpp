@@ -1,0 +1,237 @@
+#include <document/CXMLElement.h>
+#include <document/CXMLHelper.h>
+#include <document/CXMLParser.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "document/DocumentTestUtil.h"
+
+using namespace Trell;
+using namespace DocumentTest;
+
+namespace {
+
+std::u16string nested(unsigned int depth)
+{
+    std::u16string text;
+    for (unsigned int i = 0; i < depth; ++i)
+        text += u"<a>";
+    for (unsigned int i = 0; i < depth; ++i)
+        text += u"</a>";
+    return text;
+}
+
+bool sameTree(const CXMLElement* a, const CXMLElement* b, std::string& why)
+{
+    if (str(a->getName()) != str(b->getName())) {
+        why = "name";
+        return false;
+    }
+    if (str(a->getText()) != str(b->getText())) {
+        why = "text of " + std::string(a->getName().buffer(), a->getName().buffer() + a->getName().length());
+        return false;
+    }
+    if (a->getAttributeCount() != b->getAttributeCount()) {
+        why = "attribute count";
+        return false;
+    }
+    for (unsigned int i = 0; i < a->getAttributeCount(); ++i) {
+        CString name = a->getAttributeNameByIndex(i);
+        if (str(name) != str(b->getAttributeNameByIndex(i)) ||
+            str(a->getAttributeString(name)) != str(b->getAttributeString(name))) {
+            why = "attribute";
+            return false;
+        }
+    }
+    if (a->getChildCount() != b->getChildCount()) {
+        why = "child count";
+        return false;
+    }
+    for (unsigned int i = 0; i < a->getChildCount(); ++i) {
+        if (!sameTree(a->getChildByIndex(i), b->getChildByIndex(i), why))
+            return false;
+    }
+    return true;
+}
+
+class RandomTree
+{
+public:
+    explicit RandomTree(unsigned int seed) : m_rng(seed) {}
+
+    std::u16string name()
+    {
+        static const char16_t first[] = u"abcXYZ_";
+        static const char16_t rest[] = u"abcXYZ_019-.:";
+        std::u16string n(1, first[pick(7)]);
+        for (unsigned int i = pick(6); i > 0; --i)
+            n += rest[pick(13)];
+        return n;
+    }
+
+    // Anything but the terminator; may start with a blank when `leadingBlank`.
+    std::u16string value(bool leadingBlank)
+    {
+        static const char16_t chars[] = u"aZ9 &<>\"'\r\n\t;#\u00e9\u4e2d\uffff";
+        std::u16string v;
+        for (unsigned int i = pick(12); i > 0; --i)
+            v += chars[pick(sizeof(chars) / sizeof(char16_t) - 1)];
+        if (!leadingBlank)
+            while (!v.empty() && (v[0] == u' ' || v[0] == u'\t'))
+                v.erase(0, 1);
+        return v;
+    }
+
+    void fill(CXMLElement* e, unsigned int depth)
+    {
+        for (unsigned int i = pick(4); i > 0; --i)
+            e->setAttribute(cs(name()), cs(value(true)));
+        unsigned int children = depth < 5 ? pick(4) : 0;
+        if (children == 0) {
+            e->setText(cs(value(false)));
+            return;
+        }
+        for (unsigned int i = 0; i < children; ++i)
+            fill(e->addChild(cs(name())), depth + 1);
+    }
+
+private:
+    unsigned int pick(unsigned int n) { return std::uniform_int_distribution<unsigned int>(0, n - 1)(m_rng); }
+    std::mt19937 m_rng;
+};
+
+} // namespace
+
+TEST(CXMLProperty, RandomTreesSurviveSaveAndParse)
+{
+    RandomTree random(20261122);
+    for (int round = 0; round < 300; ++round) {
+        CXMLParser parser;
+        ASSERT_TRUE(parser.create(round % 2 ? CXMLParser::XML_ENCODING_UTF8 : CXMLParser::XML_ENCODING_UTF16));
+        random.fill(parser.addRootElement(cs(random.name())), 0);
+        for (bool formatted : {false, true}) {
+            CString text;
+            ASSERT_TRUE(parser.saveToString(text, formatted));
+            CXMLParser back;
+            ASSERT_TRUE(back.parseFromString(text)) << "round " << round;
+            EXPECT_EQ(back.getEncoding(), parser.getEncoding());
+            std::string why;
+            EXPECT_TRUE(sameTree(parser.getRootElement(), back.getRootElement(), why))
+                << "round " << round << " formatted " << formatted << ": " << why;
+            CString again;
+            ASSERT_TRUE(back.saveToString(again, formatted));
+            EXPECT_EQ(str(again), str(text));
+        }
+    }
+}
+
+TEST(CXMLHostile, NestingBoundIsAParseError)
+{
+    CXMLParser parser;
+    EXPECT_TRUE(parser.parseFromString(cs(nested(CXMLHelper::MAX_DEPTH))));
+    EXPECT_FALSE(parser.parseFromString(cs(nested(CXMLHelper::MAX_DEPTH + 1))));
+    EXPECT_FALSE(parser.hasRootElement());
+    unsigned int line, column;
+    CString text;
+    parser.getErrorPos(line, column, text);
+    EXPECT_EQ(column, 3u * CXMLHelper::MAX_DEPTH + 1);
+
+    // Far deeper, and unterminated.
+    std::u16string deep;
+    for (int i = 0; i < 100000; ++i)
+        deep += u"<a x='1'>";
+    EXPECT_FALSE(parser.parseFromString(cs(deep)));
+    EXPECT_FALSE(parser.parseFromString(cs(nested(100000))));
+}
+
+TEST(CXMLHostile, NameLengthBound)
+{
+    CXMLParser parser;
+    std::u16string longest(CXMLHelper::MAX_NAME_LENGTH, u'n');
+    std::u16string tooLong = longest + u"n";
+    EXPECT_TRUE(parser.parseFromString(cs(u"<" + longest + u"/>")));
+    EXPECT_TRUE(parser.parseFromString(cs(u"<a " + longest + u"='v'/>")));
+    EXPECT_TRUE(parser.parseFromString(cs(u"<a><" + longest + u"></" + longest + u"></a>")));
+
+    unsigned int line, column;
+    CString text;
+    EXPECT_FALSE(parser.parseFromString(cs(u"<" + tooLong + u"/>")));
+    parser.getErrorPos(line, column, text);
+    EXPECT_EQ(column, 2u);
+    EXPECT_FALSE(parser.parseFromString(cs(u"<a " + tooLong + u"='v'/>")));
+    parser.getErrorPos(line, column, text);
+    EXPECT_EQ(column, 4u);
+    EXPECT_FALSE(parser.parseFromString(cs(u"<a " + std::u16string(100000, u'x'))));
+}
+
+TEST(CXMLHostile, HugeValues)
+{
+    CXMLParser parser;
+    std::u16string big(10u << 20, u'v');
+    big[12345] = u'&';
+    EXPECT_TRUE(parser.parseFromString(cs(u"<a v='" + big + u"'>" + big + u"</a>")));
+    EXPECT_EQ(parser.getRootElement()->getAttributeString(u"v").length(), big.size());
+    EXPECT_EQ(parser.getRootElement()->getText().length(), big.size());
+    EXPECT_FALSE(parser.parseFromString(cs(u"<a v='" + big)));
+    EXPECT_FALSE(parser.parseFromString(cs(u"<a>" + big)));
+}
+
+TEST(CXMLHostile, EveryTruncationFails)
+{
+    const std::u16string doc =
+        u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<root a=\"1\" b='&lt;'>\n\t<!-- note -->\n"
+        u"\t<c>text &amp; more</c>\n\t<d x=\"y\"/>\n</root>";
+    CXMLParser parser;
+    ASSERT_TRUE(parser.parseFromString(cs(doc)));
+    for (size_t n = 0; n < doc.size(); ++n) {
+        EXPECT_FALSE(parser.parseFromString(cs(doc.substr(0, n)))) << n;
+        unsigned int line, column;
+        CString text;
+        parser.getErrorPos(line, column, text);
+        EXPECT_GE(line, 1u);
+        EXPECT_GE(column, 1u);
+    }
+}
+
+TEST(CXMLHostile, RandomBytesNeverCrash)
+{
+    std::mt19937 rng(7);
+    const char alphabet[] = "<>/=\"'!-?xml a&;\r\n\t\x80\xC3\xE2\xF0\xBF";
+    CXMLParser parser;
+    for (int round = 0; round < 3000; ++round) {
+        std::string bytes = round % 2 ? "<a" : "";
+        unsigned int length = rng() % 64;
+        for (unsigned int i = 0; i < length; ++i)
+            bytes += alphabet[rng() % (sizeof(alphabet) - 1)];
+        parser.parseFromStream(reinterpret_cast<const unsigned char*>(bytes.c_str()));
+        if (parser.hasRootElement()) {
+            CString out;
+            EXPECT_TRUE(parser.saveToString(out, round % 3 == 0));
+        }
+    }
+}
+
+TEST(CXMLHostile, FilesOfAnyShape)
+{
+    TempFolder folder;
+    CXMLParser parser;
+    std::mt19937 rng(11);
+    for (int round = 0; round < 200; ++round) {
+        std::vector<unsigned char> bytes;
+        if (round % 3 == 0)
+            bytes = {0xFF, 0xFE};
+        else if (round % 3 == 1)
+            bytes = {0xEF, 0xBB, 0xBF};
+        unsigned int length = rng() % 40;
+        for (unsigned int i = 0; i < length; ++i)
+            bytes.push_back(static_cast<unsigned char>(rng()));
+        writeBytes(folder.file("r.xml"), bytes);
+        parser.parseFromFile(folder.path("r.xml"));
+    }
+    // UTF-16 of odd length: the last byte is ignored.
+    writeBytes(folder.file("odd.xml"), {0xFF, 0xFE, '<', 0, 'a', 0, '/', 0, '>', 0, 0x41});
+    EXPECT_TRUE(parser.parseFromFile(folder.path("odd.xml")));
+}

@@ -1,0 +1,462 @@
+#include <document/CXMLElement.h>
+#include <document/CXMLHelper.h>
+#include <document/CXMLParser.h>
+#include <document/IXMLParserListener.h>
+
+#include <gtest/gtest.h>
+
+#include "document/DocumentTestUtil.h"
+
+using namespace Trell;
+using namespace DocumentTest;
+
+namespace {
+
+bool parse(CXMLParser& parser, const std::u16string& text)
+{
+    return parser.parseFromString(cs(text));
+}
+
+std::u16string saved(CXMLParser& parser, bool formatted)
+{
+    CString out;
+    EXPECT_TRUE(parser.saveToString(out, formatted));
+    return str(out);
+}
+
+} // namespace
+
+// ---- Header -----------------------------------------------------------------
+
+TEST(CXMLParserHeader, OptionalHeaderMeansUtf8)
+{
+    CXMLParser parser;
+    ASSERT_TRUE(parse(parser, u"<a/>"));
+    EXPECT_EQ(parser.getEncoding(), CXMLParser::XML_ENCODING_UTF8);
+    ASSERT_TRUE(parser.hasRootElement());
+    EXPECT_EQ(str(parser.getRootElement()->getName()), u"a");
+
+    ASSERT_TRUE(parse(parser, u" \r\n\t<a/>"));
+    EXPECT_EQ(parser.getEncoding(), CXMLParser::XML_ENCODING_UTF8);
+}
+
+TEST(CXMLParserHeader, EncodingsAreCaseInsensitive)
+{
+    CXMLParser parser;
+    ASSERT_TRUE(parse(parser, u"<?xml version=\"1.0\" encoding=\"utf-16\"?>\n<a/>"));
+    EXPECT_EQ(parser.getEncoding(), CXMLParser::XML_ENCODING_UTF16);
+    ASSERT_TRUE(parse(parser, u"<?xml version='1.0' encoding='Utf-8' ?><a/>"));
+    EXPECT_EQ(parser.getEncoding(), CXMLParser::XML_ENCODING_UTF8);
+    // The quotes of a pseudo-attribute need not match.
+    ASSERT_TRUE(parse(parser, u"<?xml version=\"1.0' encoding = 'UTF-8\"?><a/>"));
+}
+
+TEST(CXMLParserHeader, BadHeadersFailAtTheirPosition)
+{
+    CXMLParser parser;
+    EXPECT_FALSE(parse(parser, u"<?xml version=\"1.0\"?><a/>"));
+    EXPECT_FALSE(parser.hasRootElement());
+    EXPECT_EQ(errorOf(parser).column, 20u); // where "encoding" should stand
+
+    EXPECT_FALSE(parse(parser, u"<?xml version=\"1.1\" encoding=\"UTF-8\"?><a/>"));
+    EXPECT_EQ(errorOf(parser).line, 1u);
+    EXPECT_EQ(errorOf(parser).column, 7u); // the version attribute
+
+    EXPECT_FALSE(parse(parser, u"<?xml encoding=\"UTF-8\"?><a/>"));
+    EXPECT_EQ(errorOf(parser).column, 7u);
+
+    EXPECT_FALSE(parse(parser, u"<?xml version=\"1.0\" encoding=\"latin1\"?><a/>"));
+    EXPECT_EQ(parser.getEncoding(), CXMLParser::XML_ENCODING_NONE);
+    EXPECT_EQ(errorOf(parser).column, 21u);
+
+    EXPECT_FALSE(parse(parser, u"<?xml version=\"1.0\" encoding=\"UTF-8\" ><a/>"));
+    EXPECT_EQ(errorOf(parser).column, 38u);
+
+    EXPECT_FALSE(parse(parser, u"<?xml version=\"1.0\" encoding=\"\"?><a/>"));
+}
+
+// ---- Elements ---------------------------------------------------------------
+
+TEST(CXMLParserElements, NamesAndNesting)
+{
+    CXMLParser parser;
+    ASSERT_TRUE(parse(parser, u"<_r.o-o:t1><c1/><c2 ></c2>\n\t<c3>x</c3></_r.o-o:t1>"));
+    CXMLElement* root = parser.getRootElement();
+    EXPECT_EQ(str(root->getName()), u"_r.o-o:t1");
+    ASSERT_EQ(root->getChildCount(), 3u);
+    EXPECT_EQ(str(root->getChildByIndex(0)->getName()), u"c1");
+    EXPECT_EQ(str(root->getChildByIndex(2)->getText()), u"x");
+    EXPECT_EQ(root->getChildByIndex(2)->getParent(), root);
+    EXPECT_EQ(root->getChildByIndex(2)->getParser(), &parser);
+    EXPECT_EQ(root->getChildByIndex(2)->getLevel(), 1u);
+
+    EXPECT_FALSE(parse(parser, u"<1a/>"));
+    EXPECT_EQ(errorOf(parser).column, 2u);
+    EXPECT_FALSE(parse(parser, u"a"));
+    EXPECT_EQ(errorOf(parser).column, 1u);
+    EXPECT_FALSE(parse(parser, u""));
+    EXPECT_EQ(errorOf(parser).column, 1u);
+}
+
+TEST(CXMLParserElements, EndTagMustMatchExactly)
+{
+    CXMLParser parser;
+    EXPECT_FALSE(parse(parser, u"<a></b>"));
+    EXPECT_EQ(errorOf(parser).column, 5u); // the '/' that cannot start a child name
+    EXPECT_FALSE(parse(parser, u"<a></a >"));
+    EXPECT_FALSE(parse(parser, u"<a></ab>"));
+    EXPECT_FALSE(parse(parser, u"<ab></a>"));
+    EXPECT_FALSE(parse(parser, u"<a>"));
+    EXPECT_FALSE(parse(parser, u"<a"));
+    EXPECT_FALSE(parse(parser, u"<a x='1'"));
+    ASSERT_TRUE(parse(parser, u"<a></a>trailing text is ignored"));
+}
+
+TEST(CXMLParserElements, TextOnlyBeforeTheFirstChild)
+{
+    CXMLParser parser;
+    ASSERT_TRUE(parse(parser, u"<a>  hi there \t<b/></a>"));
+    // Leading blanks are not part of the text, trailing ones are.
+    EXPECT_EQ(str(parser.getRootElement()->getText()), u"hi there \t");
+    EXPECT_EQ(parser.getRootElement()->getChildCount(), 1u);
+
+    EXPECT_FALSE(parse(parser, u"<a>hi<b/>there</a>"));
+    EXPECT_EQ(errorOf(parser).column, 10u);
+    EXPECT_EQ(errorOf(parser).text, u"<a>hi<b/>there</a>");
+
+    ASSERT_TRUE(parse(parser, u"<a>x &gt; y &amp;&unknown; &#65;</a>"));
+    EXPECT_EQ(str(parser.getRootElement()->getText()), u"x > y &&unknown; &#65;");
+}
+
+TEST(CXMLParserElements, CommentsOnlyWhereAllowed)
+{
+    CXMLParser parser;
+    ASSERT_TRUE(parse(parser, u"<a> <!-- c --> text<!--d--><b/> <!-- e --> <c/><!-- f --></a>"));
+    EXPECT_EQ(str(parser.getRootElement()->getText()), u"text");
+    EXPECT_EQ(parser.getRootElement()->getChildCount(), 2u);
+
+    // One after the start tag and one before the end tag, but never a third.
+    EXPECT_TRUE(parse(parser, u"<a><!--1--><!--2--></a>"));
+    EXPECT_FALSE(parse(parser, u"<a><!--1--><!--2--><!--3--></a>"));
+    EXPECT_FALSE(parse(parser, u"<a><b/><!--1--><!--2--></a>"));
+    // Not before the root.
+    EXPECT_FALSE(parse(parser, u"<!-- c --><a/>"));
+    // An unterminated comment runs to the end of the text.
+    EXPECT_FALSE(parse(parser, u"<a><!-- never closed </a>"));
+    EXPECT_FALSE(parse(parser, u"<a><![CDATA[x]]></a>"));
+    EXPECT_FALSE(parse(parser, u"<!DOCTYPE a><a/>"));
+}
+
+// ---- Attributes -------------------------------------------------------------
+
+TEST(CXMLParserAttributes, SortedFirstOfDuplicateKept)
+{
+    CXMLParser parser;
+    ASSERT_TRUE(parse(parser, u"<a z=\"3\" x='1' y=\"\" x=\"2\"/>"));
+    CXMLElement* root = parser.getRootElement();
+    ASSERT_EQ(root->getAttributeCount(), 3u);
+    EXPECT_EQ(str(root->getAttributeNameByIndex(0)), u"x");
+    EXPECT_EQ(str(root->getAttributeNameByIndex(1)), u"y");
+    EXPECT_EQ(str(root->getAttributeNameByIndex(2)), u"z");
+    EXPECT_EQ(root->getAttributeInt(u"x", -1), 1);
+    EXPECT_TRUE(root->hasAttribute(u"y"));
+    EXPECT_EQ(str(root->getAttributeString(u"y", u"dflt")), u"");
+}
+
+TEST(CXMLParserAttributes, QuotesAndEquals)
+{
+    CXMLParser parser;
+    // Opened with a single quote, closed by the double quote.
+    ASSERT_TRUE(parse(parser, u"<a v='it\"/>"));
+    EXPECT_EQ(str(parser.getRootElement()->getAttributeString(u"v")), u"it");
+    ASSERT_TRUE(parse(parser, u"<a v=  \"1\"w='2'/>"));
+    EXPECT_EQ(parser.getRootElement()->getAttributeCount(), 2u);
+
+    EXPECT_FALSE(parse(parser, u"<a v =\"1\"/>"));
+    EXPECT_EQ(errorOf(parser).column, 5u);
+    EXPECT_FALSE(parse(parser, u"<a v=1/>"));
+    EXPECT_EQ(errorOf(parser).column, 6u);
+    EXPECT_FALSE(parse(parser, u"<a =\"1\"/>"));
+    EXPECT_FALSE(parse(parser, u"<a v#=\"1\"/>"));
+    EXPECT_FALSE(parse(parser, u"<a v=\"never closed/>"));
+    EXPECT_FALSE(parse(parser, u"<a v/>"));
+}
+
+TEST(CXMLParserAttributes, EntitiesDecoded)
+{
+    CXMLParser parser;
+    ASSERT_TRUE(parse(parser, u"<a v=\"&lt;&gt;&amp;&quot;&apos;&cr;&lf;&AMP;&\"/>"));
+    EXPECT_EQ(str(parser.getRootElement()->getAttributeString(u"v")), u"<>&\"'\r\n&AMP;&");
+}
+
+// ---- Error position ---------------------------------------------------------
+
+TEST(CXMLParserErrors, LinesCountEveryKindOfBreak)
+{
+    CXMLParser parser;
+    EXPECT_FALSE(parse(parser, u"<a>\r\n<b/>\r<c/>\n  <d></x></a>"));
+    tagErrorPos pos = errorOf(parser);
+    EXPECT_EQ(pos.line, 4u);
+    EXPECT_EQ(pos.column, 7u);
+    EXPECT_EQ(pos.text, u"  <d></x></a>");
+
+    // A successful parse clears the error state.
+    ASSERT_TRUE(parse(parser, u"<a/>"));
+    EXPECT_EQ(errorOf(parser).line, 0u);
+    EXPECT_EQ(errorOf(parser).text, u"");
+
+    EXPECT_FALSE(parse(parser, u"<a>\n"));
+    pos = errorOf(parser);
+    EXPECT_EQ(pos.line, 2u);
+    EXPECT_EQ(pos.column, 1u);
+    EXPECT_EQ(pos.text, u"");
+}
+
+// ---- Saving -----------------------------------------------------------------
+
+TEST(CXMLParserSave, CompactAndFormattedExactly)
+{
+    CXMLParser parser;
+    ASSERT_TRUE(parser.create(CXMLParser::XML_ENCODING_UTF8));
+    CXMLElement* root = parser.addRootElement(u"root");
+    root->setAttribute(u"b", u"2");
+    root->setAttribute(u"a", u"x<y\n");
+    root->setAttribute(u"e", u"");
+    CXMLElement* child = root->addChild(u"child");
+    child->setText(u"t&\"'");
+    child->addChild(u"leaf");
+    root->addChild(u"empty")->setText(u"");
+    root->addChild(u"text")->setText(u" t ");
+    root->setText(u"never written");
+
+    EXPECT_EQ(saved(parser, false),
+              u"<?xml version=\"1.0\" encoding=\"UTF-8\"?><root a=\"x&lt;y&lf;\" b=\"2\" e=\"\">"
+              u"<child><leaf/></child><empty/><text> t </text></root>");
+    EXPECT_EQ(saved(parser, true),
+              u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<root a=\"x&lt;y&lf;\" b=\"2\" e=\"\">\n"
+              u"\t<child>\n\t\t<leaf/>\n\t</child>\n\t<empty/>\n\t<text> t </text>\n</root>\n");
+
+    CString out = u"keep:";
+    ASSERT_TRUE(child->saveTo(out, true, true));
+    EXPECT_EQ(str(out), u"keep:\t<child>\n\t\t<leaf/>\n\t</child>\n");
+    ASSERT_TRUE(child->getChildByIndex(0)->saveTo(out, false, false));
+    EXPECT_EQ(str(out), u"<leaf/>");
+}
+
+TEST(CXMLParserSave, HeadersAndRefusals)
+{
+    CXMLParser parser;
+    CString out = u"unchanged";
+    EXPECT_FALSE(parser.saveToString(out, false));
+    EXPECT_EQ(str(out), u"unchanged");
+    EXPECT_FALSE(parser.create(CXMLParser::XML_ENCODING_NONE));
+
+    ASSERT_TRUE(parser.create(CXMLParser::XML_ENCODING_UTF16));
+    EXPECT_EQ(saved(parser, true), u"<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n");
+
+    // An element without a name cannot be written.
+    CXMLElement* root = parser.addRootElement(u"r");
+    root->addChild(u"");
+    EXPECT_FALSE(parser.saveToString(out, false));
+    EXPECT_FALSE(root->saveTo(out, false, false));
+    EXPECT_EQ(str(out), u"unchanged");
+}
+
+// ---- Files ------------------------------------------------------------------
+
+TEST(CXMLParserFiles, RoundTripUtf8AndUtf16)
+{
+    TempFolder folder;
+    for (CXMLParser::EXMLEncoding encoding : {CXMLParser::XML_ENCODING_UTF8, CXMLParser::XML_ENCODING_UTF16}) {
+        CXMLParser parser;
+        ASSERT_TRUE(parser.create(encoding));
+        CXMLElement* root = parser.addRootElement(u"doc");
+        root->setAttribute(u"name", u"\u4e2d\u6587 \u00e9\r\n\U0001F600");
+        root->addChild(u"c")->setText(u"\u20ac & more");
+        CString path = folder.path(encoding == CXMLParser::XML_ENCODING_UTF8 ? "a8.xml" : "sub/a16.xml");
+        ASSERT_TRUE(parser.saveToFile(path, true));
+
+        std::vector<unsigned char> bytes = readBytes(folder.file(
+            encoding == CXMLParser::XML_ENCODING_UTF8 ? "a8.xml" : "sub/a16.xml"));
+        ASSERT_GT(bytes.size(), 4u);
+        if (encoding == CXMLParser::XML_ENCODING_UTF8) {
+            EXPECT_EQ(bytes[0], 0xEF);
+            EXPECT_EQ(bytes[1], 0xBB);
+            EXPECT_EQ(bytes[2], 0xBF);
+            EXPECT_EQ(bytes[3], '<');
+        } else {
+            EXPECT_EQ(bytes[0], 0xFF);
+            EXPECT_EQ(bytes[1], 0xFE);
+            EXPECT_EQ(bytes[2], '<');
+            EXPECT_EQ(bytes[3], 0);
+        }
+
+        CXMLParser back;
+        ASSERT_TRUE(back.parseFromFile(path));
+        EXPECT_EQ(back.getEncoding(), encoding);
+        EXPECT_EQ(str(back.getRootElement()->getAttributeString(u"name")), u"\u4e2d\u6587 \u00e9\r\n\U0001F600");
+        EXPECT_EQ(str(back.getRootElement()->getSingleChild(u"c")->getText()), u"\u20ac & more");
+    }
+}
+
+TEST(CXMLParserFiles, LoadRules)
+{
+    TempFolder folder;
+    CXMLParser parser;
+    // Missing and too short files.
+    EXPECT_FALSE(parser.parseFromFile(folder.path("missing.xml")));
+    EXPECT_EQ(errorOf(parser).line, 1u);
+    EXPECT_EQ(errorOf(parser).column, 0u);
+    writeBytes(folder.file("short.xml"), bytesOf("<a>"));
+    EXPECT_FALSE(parser.parseFromFile(folder.path("short.xml")));
+    EXPECT_EQ(errorOf(parser).column, 0u);
+    writeBytes(folder.file("four.xml"), bytesOf("<a/>"));
+    EXPECT_TRUE(parser.parseFromFile(folder.path("four.xml")));
+
+    // UTF-16LE with its mark, odd trailing byte ignored.
+    writeBytes(folder.file("le.xml"), {0xFF, 0xFE, '<', 0, 'b', 0, '/', 0, '>', 0, 'x'});
+    ASSERT_TRUE(parser.parseFromFile(folder.path("le.xml")));
+    EXPECT_EQ(str(parser.getRootElement()->getName()), u"b");
+
+    // Big-endian text reads as an empty document.
+    writeBytes(folder.file("be.xml"), {0xFE, 0xFF, 0, '<', 0, 'b', 0, '/', 0, '>'});
+    EXPECT_FALSE(parser.parseFromFile(folder.path("be.xml")));
+    EXPECT_EQ(errorOf(parser).line, 1u);
+    EXPECT_EQ(errorOf(parser).column, 1u);
+
+    // UTF-8 with and without its mark.
+    writeBytes(folder.file("bom.xml"), {0xEF, 0xBB, 0xBF, '<', 'c', '/', '>'});
+    ASSERT_TRUE(parser.parseFromFile(folder.path("bom.xml")));
+    EXPECT_EQ(str(parser.getRootElement()->getName()), u"c");
+}
+
+TEST(CXMLParserFiles, UpdateFileReplacesText)
+{
+    TempFolder folder;
+    CXMLParser parser;
+    ASSERT_TRUE(parser.create(CXMLParser::XML_ENCODING_UTF16));
+    CXMLElement* root = parser.addRootElement(u"cfg");
+    root->setAttribute(u"v", u"old-old");
+    CString path = folder.path("u.xml");
+    ASSERT_TRUE(parser.saveToFile(path, false));
+
+    CDataArray<CString> from, to;
+    EXPECT_TRUE(parser.updateFile(path, from, to)); // nothing to do
+    from.add(u"old");
+    EXPECT_FALSE(parser.updateFile(path, from, to)); // counts differ
+    to.add(u"new");
+    from.add(u"cfg");
+    to.add(u"conf");
+    ASSERT_TRUE(parser.updateFile(path, from, to));
+    EXPECT_FALSE(parser.hasRootElement());
+
+    CXMLParser back;
+    ASSERT_TRUE(back.parseFromFile(path));
+    EXPECT_EQ(back.getEncoding(), CXMLParser::XML_ENCODING_UTF16);
+    EXPECT_EQ(str(back.getRootElement()->getName()), u"conf");
+    EXPECT_EQ(str(back.getRootElement()->getAttributeString(u"v")), u"new-new");
+
+    EXPECT_FALSE(parser.updateFile(folder.path("missing.xml"), from, to));
+    writeBytes(folder.file("bad.xml"), bytesOf("<?xml version=\"2\"?><a/>"));
+    EXPECT_FALSE(parser.updateFile(folder.path("bad.xml"), from, to));
+}
+
+TEST(CXMLParserStream, Utf8WithMarkAndInvalidBytes)
+{
+    CXMLParser parser;
+    const unsigned char withMark[] = {0xEF, 0xBB, 0xBF, '<', 'a', ' ', 'v', '=', '"', 0xC3, 0xA9, '"', '/', '>', 0};
+    ASSERT_TRUE(parser.parseFromStream(withMark));
+    EXPECT_EQ(str(parser.getRootElement()->getAttributeString(u"v")), u"\u00e9");
+    // Stray continuation bytes are dropped by the decoder.
+    const unsigned char stray[] = {'<', 'a', 0x80, 0xBF, '/', '>', 0};
+    EXPECT_TRUE(parser.parseFromStream(stray));
+    const unsigned char cut[] = {'<', 'a', '>', 0xE2, 0x82, 0};
+    EXPECT_FALSE(parser.parseFromStream(cut));
+    EXPECT_FALSE(parser.parseFromStream(nullptr));
+}
+
+// ---- Listener ---------------------------------------------------------------
+
+namespace {
+struct CountingListener : public IXMLParserListener
+{
+    int iCalls = 0;
+    CXMLParser* pLast = nullptr;
+    void onXMLDataChanged(CXMLParser* parser) override
+    {
+        ++iCalls;
+        pLast = parser;
+    }
+};
+} // namespace
+
+TEST(CXMLParserListener, EditsNotifyParsingDoesNot)
+{
+    CXMLParser parser;
+    CountingListener listener;
+    parser.setListener(&listener);
+    ASSERT_TRUE(parse(parser, u"<a x='1'><b/></a>"));
+    EXPECT_EQ(listener.iCalls, 0);
+
+    CXMLElement* root = parser.getRootElement();
+    root->setAttribute(u"x", u"1"); // unchanged
+    root->setAttribute(u"x", 1);    // unchanged
+    EXPECT_EQ(listener.iCalls, 0);
+    root->setAttribute(u"x", 2);
+    EXPECT_EQ(listener.iCalls, 1);
+    EXPECT_EQ(listener.pLast, &parser);
+    root->setText(u"");
+    EXPECT_EQ(listener.iCalls, 1);
+    root->setText(u"t");
+    root->addChild(u"c");
+    root->deleteChild(0u);
+    root->deleteAttribute(u"x");
+    root->deleteAttribute(u"x"); // nothing to delete
+    EXPECT_EQ(listener.iCalls, 5);
+    parser.create(CXMLParser::XML_ENCODING_UTF16);
+    EXPECT_EQ(listener.iCalls, 6);
+    parser.setListener(nullptr);
+    parser.addRootElement(u"r");
+    EXPECT_EQ(listener.iCalls, 6);
+}
+
+// ---- Helper -------------------------------------------------------------------
+
+TEST(CXMLHelperTest, ReadTag)
+{
+    CString out = u"keep";
+    const char16_t* text = u"  version = '1.0\" rest";
+    const char16_t* next = CXMLHelper::readTag(text, u"version", out);
+    ASSERT_NE(next, nullptr);
+    EXPECT_EQ(std::u16string(next), u" rest");
+    EXPECT_EQ(str(out), u"1.0");
+
+    out = u"keep";
+    EXPECT_NE(CXMLHelper::readTag(u"v=''", u"v", out), nullptr);
+    EXPECT_EQ(str(out), u"keep"); // an empty value leaves it untouched
+    EXPECT_EQ(CXMLHelper::readTag(u"versionx='1'", u"version", out), nullptr);
+    EXPECT_EQ(CXMLHelper::readTag(u"v='open", u"v", out), nullptr);
+    EXPECT_EQ(CXMLHelper::readTag(u"v 1", u"v", out), nullptr);
+    EXPECT_EQ(CXMLHelper::readTag(u"v=1", u"v", out), nullptr);
+    EXPECT_EQ(CXMLHelper::readTag(nullptr, u"v", out), nullptr);
+    EXPECT_EQ(CXMLHelper::skipBlank(nullptr), nullptr);
+    EXPECT_EQ(std::u16string(CXMLHelper::skipBlank(u" \t\r\nx ")), u"x ");
+}
+
+TEST(CXMLHelperTest, SpecialCharactersBothWays)
+{
+    const std::u16string plain = u"a&<>\"'\r\nb\u00e9";
+    const std::u16string encoded = u"a&amp;&lt;&gt;&quot;&apos;&cr;&lf;b\u00e9";
+    CString out;
+    CXMLHelper::encodeSpecialChars(plain.c_str(), unsigned(plain.size()), out);
+    EXPECT_EQ(str(out), encoded);
+    EXPECT_EQ(CXMLHelper::getEncodedLength(plain.c_str(), unsigned(plain.size())), encoded.size());
+    CXMLHelper::decodeSpecialChars(encoded.c_str(), unsigned(encoded.size()), out);
+    EXPECT_EQ(str(out), plain);
+    // One pass only, and unknown or cut entities stay literal.
+    const std::u16string tricky = u"&amp;lt; &LT; &#60; &lf &";
+    CXMLHelper::decodeSpecialChars(tricky.c_str(), unsigned(tricky.size()), out);
+    EXPECT_EQ(str(out), u"&lt; &LT; &#60; &lf &");
+    CXMLHelper::decodeSpecialChars(u"&lf;", 3, out);
+    EXPECT_EQ(str(out), u"&lf");
+}

@@ -1,0 +1,9 @@
+# XML and CSV document tests.
+list(APPEND ECS_TESTS
+    document/DocumentTestUtil.h
+    document/CXMLParserTest.cpp
+    document/CXMLElementTest.cpp
+    document/CXMLHostileTest.cpp
+    document/CCSVParserTest.cpp
+)
+include(${CMAKE_CURRENT_LIST_DIR}/config.cmake OPTIONAL)

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <foundation/CObject.h>
+#include <message/CBaseMessage.h>
+#include <message/CMessageCenter.h>
+
+#include "message/MessageClock.h"
+
+#include <atomic>
+
+namespace MessageTest {
+
+// Counts every construction and destruction, so tests can prove that the
+// center neither leaks nor frees early.
+struct tagLifeCount
+{
+    static std::atomic<int> s_iConstructed;
+    static std::atomic<int> s_iDestroyed;
+    static void reset()
+    {
+        s_iConstructed = 0;
+        s_iDestroyed = 0;
+    }
+    static int live() { return s_iConstructed - s_iDestroyed; }
+};
+
+// A message of any type number, counted.
+class CCountedMessage : public Trell::CBaseMessage
+{
+public:
+    CCountedMessage(unsigned int uiType, unsigned int uiID, Trell::CObject* pData = nullptr)
+        : Trell::CBaseMessage(static_cast<EMessageType>(uiType), uiID, pData)
+    {
+        ++tagLifeCount::s_iConstructed;
+    }
+    ~CCountedMessage() override { ++tagLifeCount::s_iDestroyed; }
+};
+
+// A payload that reports its own destruction.
+class CCountedPayload : public Trell::CObject
+{
+public:
+    explicit CCountedPayload(bool* pDestroyed) : m_pDestroyed(pDestroyed) { *m_pDestroyed = false; }
+    ~CCountedPayload() override { *m_pDestroyed = true; }
+
+private:
+    bool* m_pDestroyed;
+};
+
+// The scheduling clock under the test's control.
+struct tagTestClock
+{
+    static std::atomic<unsigned int> s_uiTick;
+    static unsigned int tick() { return s_uiTick.load(); }
+    static void install(unsigned int uiStart)
+    {
+        s_uiTick = uiStart;
+        Trell::MessageClock::setTickSource(&tick);
+    }
+    static void advance(unsigned int uiMilliseconds) { s_uiTick += uiMilliseconds; }
+    static void uninstall() { Trell::MessageClock::setTickSource(nullptr); }
+};
+
+} // namespace MessageTest

@@ -1,0 +1,517 @@
+#include <system/CLog.h>
+#include <system/CLogBuild.h>
+#include <system/CLogEngine.h>
+#include <system/CLogStudio.h>
+#include <system/ILogOuter.h>
+
+#include <document/CConfigParser.h>
+#include <platform/CThread.h>
+#include <text/CString.h>
+
+#include "TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace Trell;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string BOM = "\xFF\xFE";
+
+std::u16string str(const CString& s)
+{
+    return s.buffer() ? std::u16string(s.buffer(), s.length()) : std::u16string();
+}
+
+std::string utf16le(const std::u16string& text)
+{
+    std::string bytes;
+    for (char16_t ch : text) {
+        bytes += static_cast<char>(ch & 0xFF);
+        bytes += static_cast<char>(ch >> 8);
+    }
+    return bytes;
+}
+
+// Reaches the unconditional writer.
+struct CLogProbe : public CLog
+{
+    using CLog::writeLog;
+    static bool hasFile() { return !s_ptrFile.isNull(); }
+};
+
+struct tagEntry
+{
+    std::u16string level;
+    std::u16string category;
+    std::u16string message;
+};
+
+class CRecordingOuter : public ILogOuter
+{
+public:
+    void outputLog(const CString& level, const CString& category, const CString& message) override
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        m_entries.push_back({str(level), str(category), str(message)});
+    }
+    std::vector<tagEntry> entries()
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        return m_entries;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::vector<tagEntry> m_entries;
+};
+
+// Each test gets its own folder, configuration and log; nothing survives it.
+class LogTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_temp.isValid());
+        CLog::unInitialize();
+        CLog::setLogOuter(nullptr);
+        CConfigParser::deleteInstance();
+    }
+    void TearDown() override
+    {
+        CLog::unInitialize();
+        CLog::setLogOuter(nullptr);
+        CConfigParser::deleteInstance();
+    }
+
+    // Loads a configuration whose log file is "log/test.log" (relative to the
+    // configuration) unless strPath says otherwise, then starts the log.
+    void start(unsigned int uiFileSize, const std::string& strLevels = "", const std::string& strPath = "log/test.log",
+               const std::string& strTerminal = "false")
+    {
+        const std::string text = "<c><log_level " + strLevels + "/><log_output terminal=\"" + strTerminal +
+                                 "\" file_size=\"" + std::to_string(uiFileSize) + "\" file_path_win=\"" + strPath +
+                                 "\"/></c>";
+        m_temp.writeFile("config.xml", text);
+        ASSERT_TRUE(CConfigParser::getInstance()->load(m_temp.path("config.xml")));
+        CLog::initialize();
+    }
+
+    std::string logFile() const { return m_temp.readFile("log/test.log"); }
+    bool logExists() const { return m_temp.exists("log/test.log"); }
+
+    CTempFolder m_temp;
+};
+
+} // namespace
+
+// ---- Line format and file --------------------------------------------------------------
+
+TEST_F(LogTest, NewFileStartsWithMarkAndHoldsUtf16Lines)
+{
+    start(20000);
+    ASSERT_TRUE(logExists());
+    EXPECT_EQ(logFile(), BOM);
+
+    CLogEngine::error2(u"Out of memory.");
+    CLogStudio::warning2(CString(u"Caf\u00e9 \u4e2d"));
+    CLogBuild::info(u"built");
+    CLog::info(CString(u"Custom"), CString(u"free category"));
+    EXPECT_EQ(logFile(), BOM + utf16le(u"[Error][TrellEngine] Out of memory.\r\n"
+                                       u"[Warning][TrellStudio] Caf\u00e9 \u4e2d\r\n"
+                                       u"[Info][TrellBuild] built\r\n"
+                                       u"[Info][Custom] free category\r\n"));
+}
+
+TEST_F(LogTest, CategoryConstants)
+{
+    EXPECT_EQ(str(CLogEngine::STR_TRELL_ENGINE), u"TrellEngine");
+    EXPECT_EQ(str(CLogStudio::STR_TRELL_STUDIO), u"TrellStudio");
+    EXPECT_EQ(str(CLogBuild::STR_TRELL_BUILD), u"TrellBuild");
+}
+
+TEST_F(LogTest, NullTextsPrintAsEmpty)
+{
+    start(20000);
+    CLogProbe::writeLog(u"Info", u"Cat", nullptr);
+    CLogProbe::writeLog(nullptr, nullptr, u"m");
+    CLog::error2(CString(), CString());
+    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][Cat] \r\n[][] m\r\n[Error][] \r\n"));
+}
+
+TEST_F(LogTest, LinesAroundTheStackBufferAreWrittenWhole)
+{
+    start(20000);
+    // "[Info][C] " + message + "\r\n" is 12 units plus the message.
+    const std::u16string atLimit(512 - 12, u'a');   // 1024 bytes
+    const std::u16string overLimit(513 - 12, u'b'); // 1026 bytes
+    const std::u16string long_(3000, u'\u00fc');
+    CLogProbe::writeLog(u"Info", u"C", atLimit.c_str());
+    CLogProbe::writeLog(u"Info", u"C", overLimit.c_str());
+    CLogProbe::writeLog(u"Info", u"C", long_.c_str());
+    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][C] " + atLimit + u"\r\n") +
+                             utf16le(u"[Info][C] " + overLimit + u"\r\n") + utf16le(u"[Info][C] " + long_ + u"\r\n"));
+}
+
+// ---- The size rule at start ------------------------------------------------------------
+
+TEST_F(LogTest, LimitOf10240OrEmptyPathMeansNoFile)
+{
+    start(10240);
+    CLogEngine::error2(u"x");
+    EXPECT_FALSE(logExists());
+    EXPECT_FALSE(CLogProbe::hasFile());
+
+    start(0);
+    EXPECT_FALSE(logExists());
+
+    start(1000000, "", "");
+    CLogEngine::error2(u"x");
+    EXPECT_FALSE(CLogProbe::hasFile());
+    for (const auto& entry : fs::directory_iterator(m_temp.native()))
+        EXPECT_EQ(entry.path().filename(), "config.xml");
+}
+
+TEST_F(LogTest, LimitOf10241OpensTheFile)
+{
+    start(10241);
+    EXPECT_TRUE(CLogProbe::hasFile());
+    EXPECT_EQ(logFile(), BOM);
+}
+
+TEST_F(LogTest, FileOfExactlyTheLimitIsKeptAndAppended)
+{
+    const std::string old = BOM + std::string(10241 - 2, 'x');
+    m_temp.writeFile("log/test.log", old);
+    start(10241);
+    CLogEngine::error2(u"e");
+    EXPECT_EQ(logFile(), old + utf16le(u"[Error][TrellEngine] e\r\n"));
+}
+
+TEST_F(LogTest, FileOneByteOverTheLimitIsTruncatedAtStart)
+{
+    m_temp.writeFile("log/test.log", BOM + std::string(10242 - 2, 'x'));
+    start(10241);
+    CLogEngine::error2(u"e");
+    EXPECT_EQ(logFile(), BOM + utf16le(u"[Error][TrellEngine] e\r\n"));
+}
+
+TEST_F(LogTest, ExistingEmptyFileGetsTheMark)
+{
+    m_temp.writeFile("log/test.log", "");
+    start(20000);
+    EXPECT_EQ(logFile(), BOM);
+}
+
+TEST_F(LogTest, FileMayOutgrowTheLimitDuringARun)
+{
+    start(10241);
+    const std::u16string chunk(2000, u'z');
+    for (int i = 0; i < 4; ++i)
+        CLogEngine::info(chunk.c_str());
+    EXPECT_GT(fs::file_size(m_temp.native("log/test.log")), 10241u);
+    // ...and is cut back at the next start.
+    CLog::unInitialize();
+    CLog::initialize();
+    EXPECT_EQ(logFile(), BOM);
+}
+
+TEST_F(LogTest, UnopenableFileDisablesTheFileButNotTheSink)
+{
+    fs::create_directories(m_temp.native("log/test.log")); // a folder in the file's place
+    CRecordingOuter outer;
+    CLog::setLogOuter(&outer);
+    start(20000);
+    EXPECT_FALSE(CLogProbe::hasFile());
+    // The failed open is itself reported, as every failed file open is.
+    ASSERT_EQ(outer.entries().size(), 1u);
+    EXPECT_EQ(outer.entries()[0].level, u"Warning");
+    EXPECT_EQ(outer.entries()[0].message,
+              u"Maybe administrator or root authority is required to run this program.");
+    CLogEngine::error2(u"still delivered");
+    ASSERT_EQ(outer.entries().size(), 2u);
+    EXPECT_EQ(outer.entries()[1].message, u"still delivered");
+}
+
+TEST_F(LogTest, UnInitializeStopsTheFileButNotTheSink)
+{
+    CRecordingOuter outer;
+    CLog::setLogOuter(&outer);
+    start(20000);
+    CLogEngine::info(u"one");
+    CLog::unInitialize();
+    EXPECT_FALSE(CLogProbe::hasFile());
+    CLogEngine::info(u"two");
+    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][TrellEngine] one\r\n"));
+    EXPECT_EQ(outer.entries().size(), 2u);
+}
+
+TEST_F(LogTest, SecondInitializeReplacesTheFile)
+{
+    start(20000);
+    CLogEngine::info(u"first");
+    start(20000, "", "other.log");
+    CLogEngine::info(u"second");
+    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][TrellEngine] first\r\n"));
+    EXPECT_EQ(m_temp.readFile("other.log"), BOM + utf16le(u"[Info][TrellEngine] second\r\n"));
+}
+
+// ---- Levels --------------------------------------------------------------------------------
+
+TEST_F(LogTest, DefaultLevelsWriteAllButDebug)
+{
+    CRecordingOuter outer;
+    CLog::setLogOuter(&outer);
+    start(20000);
+    CLogEngine::info(u"i");
+    CLogEngine::warning2(u"w");
+    CLogEngine::error2(u"e");
+    CLogEngine::debug2(u"d");
+    CLog::debug2(u"X", u"d");
+    const std::vector<tagEntry> entries = outer.entries();
+    ASSERT_EQ(entries.size(), 3u);
+    EXPECT_EQ(entries[0].level, u"Info");
+    EXPECT_EQ(entries[1].level, u"Warning");
+    EXPECT_EQ(entries[2].level, u"Error");
+}
+
+TEST_F(LogTest, SwitchedOffLevelsReachNoOutput)
+{
+    CRecordingOuter outer;
+    CLog::setLogOuter(&outer);
+    start(20000, "info=\"false\" warning=\"false\" error=\"false\" debug=\"false\"", "log/test.log", "true");
+    testing::internal::CaptureStdout();
+    CLogEngine::info(u"i");
+    CLogStudio::warning2(CString(u"w"));
+    CLogBuild::error2(u"e");
+    CLog::debug2(CString(u"c"), CString(u"d"));
+    CLog::info(u"c", u"i");
+    const std::string console = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(console, "");
+    EXPECT_TRUE(outer.entries().empty());
+    EXPECT_EQ(logFile(), BOM);
+}
+
+TEST_F(LogTest, DebugSwitchedOnIsWritten)
+{
+    start(20000, "debug=\"true\" info=\"false\"");
+    EXPECT_TRUE(CLog::isDebugEnabled());
+    EXPECT_FALSE(CLog::isInfoEnabled());
+    EXPECT_TRUE(CLog::isWarningEnabled());
+    EXPECT_TRUE(CLog::isErrorEnabled());
+    CLogEngine::debug2(u"d");
+    CLogEngine::info(u"i");
+    EXPECT_EQ(logFile(), BOM + utf16le(u"[Debug][TrellEngine] d\r\n"));
+}
+
+TEST_F(LogTest, WithoutConfigurationDefaultsApplyAndNoneIsCreated)
+{
+    CRecordingOuter outer;
+    CLog::setLogOuter(&outer);
+    CLog::initialize(); // nothing to open
+    EXPECT_FALSE(CLogProbe::hasFile());
+    testing::internal::CaptureStdout();
+    CLogEngine::debug2(u"d");
+    CLogEngine::info(u"i");
+    CLogEngine::warning2(u"w");
+    CLogEngine::error2(u"e");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "[Info][TrellEngine] i\r\n[Warning][TrellEngine] w\r\n[Error][TrellEngine] e\r\n");
+    EXPECT_EQ(outer.entries().size(), 3u);
+    EXPECT_TRUE(CLog::isInfoEnabled());
+    EXPECT_FALSE(CLog::isDebugEnabled());
+    // A log call on some thread must not create the unlocked singleton.
+    EXPECT_FALSE(CConfigParser::hasInstance());
+}
+
+// ---- Console -------------------------------------------------------------------------------
+
+TEST_F(LogTest, TerminalPrintsTheLineAsUtf8)
+{
+    start(0, "", "", "true");
+    testing::internal::CaptureStdout();
+    CLogEngine::warning2(u"Caf\u00e9 50%s");
+    const std::string console = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(console, "[Warning][TrellEngine] Caf\xC3\xA9 50%s\r\n");
+
+    start(0, "", "", "false");
+    testing::internal::CaptureStdout();
+    CLogEngine::warning2(u"quiet");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+// ---- Sink ------------------------------------------------------------------------------------
+
+TEST_F(LogTest, SinkReceivesEveryWrittenEntryAsSeparateTexts)
+{
+    CRecordingOuter outer;
+    CLog::setLogOuter(&outer);
+    EXPECT_EQ(CLog::getLogOuter(), &outer);
+    CLogEngine::error2(u"no file yet"); // no initialize: still reaches the sink
+    start(20000);
+    CLogStudio::info(CString(u"hello world"));
+    CLogProbe::writeLog(u"Custom", u"Cat", u"m%d");
+    const std::vector<tagEntry> entries = outer.entries();
+    ASSERT_EQ(entries.size(), 3u);
+    EXPECT_EQ(entries[0].level, u"Error");
+    EXPECT_EQ(entries[0].category, u"TrellEngine");
+    EXPECT_EQ(entries[0].message, u"no file yet");
+    EXPECT_EQ(entries[1].level, u"Info");
+    EXPECT_EQ(entries[1].category, u"TrellStudio");
+    EXPECT_EQ(entries[1].message, u"hello world");
+    EXPECT_EQ(entries[2].level, u"Custom");
+    EXPECT_EQ(entries[2].message, u"m%d");
+
+    CLog::setLogOuter(nullptr);
+    CLogEngine::error2(u"unseen");
+    EXPECT_EQ(outer.entries().size(), 3u);
+}
+
+namespace {
+
+// While handling an entry, lets another thread write to the file and waits
+// for it: that thread would block forever if the sink ran under the lock.
+class CCrossThreadOuter : public ILogOuter
+{
+public:
+    void outputLog(const CString&, const CString&, const CString& message) override
+    {
+        if (str(message) != u"outer")
+            return;
+        std::thread helper([this] {
+            CLogEngine::info(u"from helper");
+            std::lock_guard<std::mutex> guard(m_mutex);
+            m_bHelperDone = true;
+            m_condition.notify_all();
+        });
+        {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_bFinishedInTime =
+                m_condition.wait_for(lock, std::chrono::seconds(20), [this] { return m_bHelperDone; });
+        }
+        helper.join();
+        // And the same thread may log again from the sink.
+        CLogEngine::info(u"from sink");
+    }
+    bool finishedInTime() const { return m_bFinishedInTime; }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_condition;
+    bool m_bHelperDone = false;
+    bool m_bFinishedInTime = false;
+};
+
+} // namespace
+
+TEST_F(LogTest, SinkIsCalledOutsideTheLock)
+{
+    CCrossThreadOuter outer;
+    CLog::setLogOuter(&outer);
+    start(20000);
+    CLogEngine::info(u"outer");
+    EXPECT_TRUE(outer.finishedInTime()) << "another thread could not write while the sink ran";
+    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][TrellEngine] outer\r\n"
+                                       u"[Info][TrellEngine] from helper\r\n"
+                                       u"[Info][TrellEngine] from sink\r\n"));
+}
+
+TEST_F(LogTest, ConcurrentEntriesStayWhole)
+{
+    CRecordingOuter outer;
+    CLog::setLogOuter(&outer);
+    start(1000000);
+    const int THREADS = 4;
+    const int LINES = 200;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < THREADS; ++t) {
+        threads.emplace_back([t] {
+            const std::u16string text = u"thread " + std::u16string(1, static_cast<char16_t>(u'A' + t)) +
+                                        std::u16string(300, static_cast<char16_t>(u'a' + t));
+            for (int i = 0; i < LINES; ++i)
+                CLogEngine::info(text.c_str());
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(outer.entries().size(), static_cast<std::size_t>(THREADS * LINES));
+
+    const std::string content = logFile();
+    ASSERT_EQ(content.compare(0, 2, BOM), 0);
+    std::vector<int> counts(THREADS, 0);
+    std::size_t pos = 2;
+    const std::string prefix = utf16le(u"[Info][TrellEngine] thread ");
+    while (pos < content.size()) {
+        ASSERT_EQ(content.compare(pos, prefix.size(), prefix), 0) << "torn line at byte " << pos;
+        const int t = content[pos + prefix.size()] - 'A';
+        ASSERT_GE(t, 0);
+        ASSERT_LT(t, THREADS);
+        const std::string line =
+            prefix + utf16le(std::u16string(1, static_cast<char16_t>(u'A' + t)) +
+                             std::u16string(300, static_cast<char16_t>(u'a' + t)) + u"\r\n");
+        ASSERT_EQ(content.compare(pos, line.size(), line), 0) << "torn line at byte " << pos;
+        ++counts[t];
+        pos += line.size();
+    }
+    for (int t = 0; t < THREADS; ++t)
+        EXPECT_EQ(counts[t], LINES) << t;
+}
+
+// ---- Lines written by other parts of the library ---------------------------------------
+
+namespace {
+
+class CNamedWorker : public CThread
+{
+    TRELL_DECLARE_ALLOCATOR(u"CNamedWorker")
+public:
+    void run() override {}
+};
+
+} // namespace
+
+TEST_F(LogTest, ThreadStartAndExitAreLoggedWithIdAndName)
+{
+    CRecordingOuter outer;
+    CLog::setLogOuter(&outer);
+    start(20000);
+    CNamedWorker worker;
+    worker.setThreadName(CString(u"worker"));
+    worker.startThread();
+    worker.waitForThreadStop();
+    worker.stopThread();
+
+    const auto entries = outer.entries();
+    ASSERT_EQ(entries.size(), 2u);
+    const std::u16string starts = entries[0].message;
+    const std::u16string exits = entries[1].message;
+    EXPECT_EQ(entries[0].level, u"Info");
+    EXPECT_EQ(entries[0].category, u"TrellEngine");
+    ASSERT_EQ(starts.rfind(u"Thread (ID: ", 0), 0u);
+    EXPECT_NE(starts.find(u", Name: worker) starts."), std::u16string::npos) << std::string(starts.begin(), starts.end());
+    // The same id appears in both lines, and it is a real one.
+    const std::u16string id = starts.substr(12, starts.find(u',') - 12);
+    EXPECT_NE(id, u"0");
+    EXPECT_EQ(exits, u"Thread (ID: " + id + u", Name: worker) exits.");
+}
+
+TEST_F(LogTest, ThreadLinesFollowTheInfoSwitch)
+{
+    CRecordingOuter outer;
+    CLog::setLogOuter(&outer);
+    start(20000, "info=\"false\"");
+    CNamedWorker worker;
+    worker.startThread();
+    worker.waitForThreadStop();
+    EXPECT_TRUE(outer.entries().empty());
+}

@@ -1,0 +1,498 @@
+#include "timer/TimerTestSupport.h"
+
+#include <memory>
+
+using namespace Trell;
+using namespace TimerTest;
+
+namespace {
+
+class CTimerTest : public CTimerFixture
+{
+};
+
+// ---- counted timers ------------------------------------------------------
+
+TEST_F(CTimerTest, RepeatCountOneOnlyCompletes)
+{
+    CRecordingListener listener;
+    CTimer timer(100, 1);
+    timer.setListener(&listener);
+    timer.start();
+    EXPECT_TRUE(timer.isRunning());
+
+    g_uiFakeNow.store(100);
+    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; })) << "completion never arrived";
+    EXPECT_EQ(listener.pulseCount(), 0u);
+    EXPECT_FALSE(timer.isRunning());
+    EXPECT_EQ(timer.getCurrentCount(), 0u);
+
+    // Far past further due times nothing else arrives (a sentinel keeps the
+    // worker checking).
+    CTimer sentinel(0, 0);
+    sentinel.start();
+    g_uiFakeNow.store(1000);
+    ASSERT_TRUE(waitForChecks(3));
+    sentinel.stop();
+    pumpMessages();
+    EXPECT_EQ(listener.completeCount(), 1u);
+    EXPECT_EQ(listener.pulseCount(), 0u);
+}
+
+TEST_F(CTimerTest, RepeatCountThreeReportsCountsOneAndTwoThenCompletes)
+{
+    CRecordingListener listener;
+    CTimer timer(100, 3);
+    timer.setListener(&listener);
+    timer.start();
+
+    // Not due one millisecond early.
+    g_uiFakeNow.store(99);
+    ASSERT_TRUE(waitForChecks(2));
+    pumpMessages();
+    EXPECT_TRUE(listener.m_events.empty());
+
+    g_uiFakeNow.store(100);
+    ASSERT_TRUE(pumpUntil([&] { return listener.m_events.size() == 1; }));
+    g_uiFakeNow.store(200);
+    ASSERT_TRUE(pumpUntil([&] { return listener.m_events.size() == 2; }));
+    EXPECT_TRUE(timer.isRunning());
+    g_uiFakeNow.store(300);
+    ASSERT_TRUE(pumpUntil([&] { return listener.m_events.size() == 3; }));
+
+    ASSERT_EQ(listener.m_events.size(), 3u);
+    EXPECT_FALSE(listener.m_events[0].bComplete);
+    EXPECT_EQ(listener.m_events[0].uiCount, 1u);
+    EXPECT_FALSE(listener.m_events[1].bComplete);
+    EXPECT_EQ(listener.m_events[1].uiCount, 2u);
+    EXPECT_TRUE(listener.m_events[2].bComplete);
+    EXPECT_EQ(listener.m_events[2].pTimer, &timer);
+    EXPECT_FALSE(timer.isRunning());
+    EXPECT_EQ(timer.getCurrentCount(), 0u);
+}
+
+// The same sequence on the real tick clock: about 100, 200 and 300 ms. Only
+// the order and "never early" are checked; lateness is the benchmark's job.
+TEST_F(CTimerTest, RepeatCountThreeOnTheTickClockIsNeverEarly)
+{
+    useTickClock();
+    CRecordingListener listener;
+    CTimer timer(100, 3);
+    timer.setListener(&listener);
+    const auto started = std::chrono::steady_clock::now();
+    timer.start();
+    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; }));
+
+    ASSERT_EQ(listener.m_events.size(), 3u);
+    EXPECT_EQ(listener.counts(&timer), (std::vector<unsigned int>{1, 2}));
+    for (unsigned int i = 0; i < 3; ++i) {
+        // The tick clock counts whole milliseconds: allow one of rounding.
+        const auto elapsed = listener.m_events[i].time - started;
+        EXPECT_GE(elapsed, std::chrono::milliseconds(100 * (i + 1) - 1)) << "event " << i << " came early";
+    }
+}
+
+TEST_F(CTimerTest, CompletionOfATimerWithoutListenerEndsItAtTheCheck)
+{
+    CTimer timer(50, 2);
+    timer.start();
+    g_uiFakeNow.store(100);
+    // The pulse of count 1 and the completion come in consecutive checks.
+    ASSERT_TRUE(waitUntil([&] { return !timer.isRunning(); })) << "timer without listener kept running";
+    // A stopped timer can start again at once.
+    timer.start();
+    EXPECT_TRUE(timer.isRunning());
+    timer.stop();
+}
+
+TEST_F(CTimerTest, StartIsIgnoredWhileTheCompletionIsOnItsWay)
+{
+    CRecordingListener listener;
+    CTimer timer(10, 1);
+    timer.setListener(&listener);
+    timer.start();
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+    // Completing: out of the manager but still marked running, so start does nothing.
+    EXPECT_TRUE(timer.isRunning());
+    timer.start();
+    // A start that took effect would have zeroed the count.
+    EXPECT_EQ(timer.getCurrentCount(), 1u);
+    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; }));
+    EXPECT_FALSE(timer.isRunning());
+
+    // After delivery it starts normally.
+    timer.start();
+    g_uiFakeNow.store(20);
+    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 2; }));
+}
+
+TEST_F(CTimerTest, SetRepeatCountOnACountedTimerCountsAgainToTheNewEnd)
+{
+    CRecordingListener listener;
+    CTimer timer(10, 5);
+    timer.setListener(&listener);
+    timer.start();
+    g_uiFakeNow.store(30);
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 3; }));
+    // The count restarts at 0 on the old schedule: count 1 is due at once,
+    // and count 2, now the last, completes.
+    timer.setRepeatCount(2);
+    EXPECT_EQ(timer.getCurrentCount(), 0u);
+    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; }));
+    EXPECT_EQ(listener.counts(&timer), (std::vector<unsigned int>{1, 2, 3, 1}));
+    EXPECT_FALSE(timer.isRunning());
+}
+
+// ---- endless timers and catching up ----------------------------------------
+
+TEST_F(CTimerTest, EndlessTimerCatchesUpOnePulsePerCheckAfterAStall)
+{
+    CRecordingListener listener;
+    CTimer timer(100, 0);
+    timer.setListener(&listener);
+    timer.start();
+
+    // Ten pulses fall due at once, as after a stall of the timer thread.
+    const unsigned int uiReadsBefore = g_uiClockReads.load();
+    g_uiFakeNow.store(1000);
+    ASSERT_TRUE(waitForChecks(3));
+    pumpMessages();
+    const unsigned int uiChecksSoFar = g_uiClockReads.load() - uiReadsBefore;
+    const unsigned int uiDelivered = listener.pulseCount();
+    EXPECT_GE(uiDelivered, 3u);
+    EXPECT_LE(uiDelivered, uiChecksSoFar) << "more pulses than checks: several pulses in one check";
+
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() >= 10; }));
+    // Caught up: with the clock standing still nothing more is due.
+    ASSERT_TRUE(waitForChecks(3));
+    pumpMessages();
+    std::vector<unsigned int> expected;
+    for (unsigned int i = 1; i <= 10; ++i)
+        expected.push_back(i);
+    EXPECT_EQ(listener.counts(&timer), expected);
+    EXPECT_EQ(timer.getCurrentCount(), 10u);
+
+    // Counts keep growing without bound.
+    g_uiFakeNow.store(1100);
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 11; }));
+    EXPECT_EQ(listener.m_events.back().uiCount, 11u);
+    EXPECT_EQ(listener.completeCount(), 0u);
+}
+
+TEST_F(CTimerTest, SetRepeatCountOnARunningTimerRestartsTheCountButNotTheSchedule)
+{
+    CRecordingListener listener;
+    CTimer timer(100, 0);
+    timer.setListener(&listener);
+    timer.start();
+    g_uiFakeNow.store(300);
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 3; }));
+
+    timer.setRepeatCount(0);
+    EXPECT_EQ(timer.getCurrentCount(), 0u);
+    // Counts 1..3 again at once (the start time stayed at 0), then nothing.
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 6; }));
+    ASSERT_TRUE(waitForChecks(3));
+    pumpMessages();
+    EXPECT_EQ(listener.counts(&timer), (std::vector<unsigned int>{1, 2, 3, 1, 2, 3}));
+}
+
+TEST_F(CTimerTest, NewDelayAppliesWithoutRestartingTheSchedule)
+{
+    CRecordingListener listener;
+    CTimer timer(100, 0);
+    timer.setListener(&listener);
+    timer.start();
+    g_uiFakeNow.store(100);
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
+    // Pulse 2 of a 50 ms schedule that began at 0 is due at 100: at once.
+    timer.setDelay(50);
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 2; }));
+    ASSERT_TRUE(waitForChecks(3));
+    pumpMessages();
+    EXPECT_EQ(listener.pulseCount(), 2u);
+}
+
+// ---- start, reset, stop ------------------------------------------------------
+
+TEST_F(CTimerTest, StartOnARunningTimerDoesNotRestartItsSchedule)
+{
+    CRecordingListener listener;
+    CTimer timer(100, 0);
+    timer.setListener(&listener);
+    timer.start();
+    g_uiFakeNow.store(60);
+    timer.start();
+    // Due at 100 from the first start (a restart would move it to 160).
+    g_uiFakeNow.store(100);
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; })) << "start restarted the schedule";
+    EXPECT_EQ(timer.getCurrentCount(), 1u);
+}
+
+TEST_F(CTimerTest, ResetRestartsTheScheduleOfARunningTimer)
+{
+    CRecordingListener listener;
+    CTimer timer(100, 0);
+    timer.setListener(&listener);
+    timer.start();
+    g_uiFakeNow.store(100);
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
+
+    g_uiFakeNow.store(150);
+    timer.reset();
+    EXPECT_EQ(timer.getCurrentCount(), 0u);
+    EXPECT_TRUE(timer.isRunning());
+    // Pulse 2 of the old schedule (at 200) must not come...
+    g_uiFakeNow.store(249);
+    ASSERT_TRUE(waitForChecks(3));
+    pumpMessages();
+    EXPECT_EQ(listener.pulseCount(), 1u);
+    // ...pulse 1 of the new one comes at 250.
+    g_uiFakeNow.store(250);
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 2; }));
+    EXPECT_EQ(listener.m_events.back().uiCount, 1u);
+}
+
+TEST_F(CTimerTest, StopBetweenCheckAndDeliveryDeliversNothing)
+{
+    CRecordingListener listener;
+    CTimer stopped(10, 0);
+    CTimer kept(10, 0);
+    stopped.setListener(&listener);
+    kept.setListener(&listener);
+    stopped.start();
+    kept.start();
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+
+    stopped.stop();
+    EXPECT_FALSE(stopped.isRunning());
+    EXPECT_EQ(stopped.getCurrentCount(), 0u);
+    kept.stop();
+    // Both timers' records were purged, and the emptied message with them.
+    EXPECT_EQ(queuedTimerMessages(), 0u);
+    pumpMessages();
+    EXPECT_TRUE(listener.m_events.empty());
+}
+
+TEST_F(CTimerTest, StopOfOneTimerKeepsTheOthersRecords)
+{
+    CRecordingListener listener;
+    CTimer stopped(10, 0);
+    CTimer kept(10, 0);
+    stopped.setListener(&listener);
+    kept.setListener(&listener);
+    stopped.start();
+    kept.start();
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+    stopped.stop();
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount(&kept) == 1; }));
+    EXPECT_EQ(listener.pulseCount(&stopped), 0u);
+    kept.stop();
+}
+
+TEST_F(CTimerTest, StopAfterThePopDeliversNothingAndIsForgottenAfterwards)
+{
+    CRecordingListener listener;
+    CTimer timer(10, 0);
+    timer.setListener(&listener);
+    timer.start();
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+
+    // The main loop has taken the message off the queue when the timer stops.
+    CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage();
+    ASSERT_TRUE(pMessage);
+    timer.stop();
+    pMessage->handleMessage();
+    EXPECT_TRUE(listener.m_events.empty());
+
+    // Handling forgot the stop: the restarted timer is delivered normally.
+    EXPECT_FALSE(CTimerManager::getInstance()->checkIsDeletedTimer(timer.getID()));
+    timer.start();
+    g_uiFakeNow.store(20);
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
+}
+
+TEST_F(CTimerTest, StopAndRestartBeforeDeliveryIsDeliveredNormally)
+{
+    CRecordingListener listener;
+    CTimer timer(10, 0);
+    timer.setListener(&listener);
+    timer.start();
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+    CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage();
+    ASSERT_TRUE(pMessage);
+    timer.stop();
+    timer.start();
+    g_uiFakeNow.store(20);
+    pMessage->handleMessage();
+    EXPECT_EQ(listener.pulseCount(), 1u) << "the restart did not lift the stop";
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 2; }));
+}
+
+// ---- deletion --------------------------------------------------------------
+
+TEST_F(CTimerTest, DeletedTimerIsNeverCalledBack)
+{
+    CRecordingListener listener;
+    CTimer* pQueued = new CTimer(10, 0);
+    CTimer* pPopped = new CTimer(10, 0);
+    pQueued->setListener(&listener);
+    pPopped->setListener(&listener);
+    pQueued->start();
+    pPopped->start();
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+
+    CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage();
+    ASSERT_TRUE(pMessage);
+    g_uiFakeNow.store(20);
+    // A second message with the queued timer's next record.
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+    delete pQueued;
+    delete pPopped;
+    EXPECT_EQ(queuedTimerMessages(), 0u);
+    pMessage->handleMessage();
+    pumpMessages();
+    EXPECT_TRUE(listener.m_events.empty());
+}
+
+// A counted timer without listener ends at its last check while its
+// completion record is still queued; deleting it then must not leave the
+// record pointing at it.
+TEST_F(CTimerTest, DeletingAFinishedTimerWithoutListenerPurgesItsCompletion)
+{
+    CTimer* pTimer = new CTimer(10, 1);
+    pTimer->start();
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+    EXPECT_FALSE(pTimer->isRunning());
+    delete pTimer;
+    EXPECT_EQ(queuedTimerMessages(), 0u);
+    pumpMessages();
+}
+
+// A delivered completion leaves a restarted timer stopped but still in the
+// manager until the next check; deleting it in between must take it out.
+TEST_F(CTimerTest, DeletingATerminatedTimerTakesItOutOfTheManager)
+{
+    CRecordingListener listener;
+    CTimer* pTimer = new CTimer(100, 0);
+    pTimer->setListener(&listener);
+    pTimer->start();
+    CMsgTimer::CTimerData completion(pTimer, CTimer::TIMER_STATUS_COMPLETE, 1);
+    completion.handleMessage();
+    EXPECT_FALSE(pTimer->isRunning());
+    delete pTimer;
+
+    CTimer sentinel(0, 0);
+    sentinel.start();
+    g_uiFakeNow.store(1000);
+    ASSERT_TRUE(waitForChecks(3));
+    sentinel.stop();
+    pumpMessages();
+    EXPECT_EQ(listener.m_events.size(), 1u);
+}
+
+// The listener may delete the timer from its completion callback; the
+// delivery must not touch the timer afterwards.
+TEST_F(CTimerTest, ListenerMayDeleteTheTimerOnCompletion)
+{
+    struct CDeletingListener : public ITimerListener
+    {
+        void onTimerComplete(const CTimer* pTimer) override
+        {
+            ++uiCompletions;
+            delete const_cast<CTimer*>(pTimer);
+        }
+        unsigned int uiCompletions = 0;
+    } listener;
+    CTimer* pTimer = new CTimer(10, 1);
+    pTimer->setListener(&listener);
+    pTimer->start();
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(pumpUntil([&] { return listener.uiCompletions == 1; }));
+}
+
+TEST_F(CTimerTest, ListenerMayStopTheOtherTimerOfTheSameMessage)
+{
+    struct CStoppingListener : public CRecordingListener
+    {
+        void onTimer(const CTimer* pTimer, unsigned int uiCount) override
+        {
+            CRecordingListener::onTimer(pTimer, uiCount);
+            if (pOther)
+                pOther->stop();
+        }
+        CTimer* pOther = nullptr;
+    };
+    CStoppingListener listener;
+    CRecordingListener otherListener;
+    CTimer first(10, 0);
+    CTimer second(10, 0);
+    first.setListener(&listener);
+    second.setListener(&otherListener);
+    listener.pOther = &second;
+    first.start();
+    second.start();
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
+    first.stop();
+    EXPECT_TRUE(otherListener.m_events.empty());
+}
+
+// ---- one check, one message ---------------------------------------------------
+
+TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
+{
+    CRecordingListener listener;
+    CTimer first(100, 0);
+    CTimer second(100, 0);
+    CTimer third(100, 2);
+    first.setListener(&listener);
+    second.setListener(&listener);
+    third.setListener(&listener);
+    // Added in the order second, third, first.
+    second.start();
+    third.start();
+    first.start();
+
+    g_uiFakeNow.store(100);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+    ASSERT_TRUE(waitForChecks(2));
+    EXPECT_EQ(queuedTimerMessages(), 1u);
+    CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage();
+    ASSERT_TRUE(pMessage);
+    ASSERT_EQ(pMessage->getType(), CBaseMessage::MESSAGE_TYPE_TIMER);
+    CMsgTimer* pTimerMessage = static_cast<CMsgTimer*>(pMessage.get());
+    ASSERT_EQ(pTimerMessage->getDataCount(), 3u);
+    EXPECT_EQ(pTimerMessage->getDataAt(0)->getTimer(), &second);
+    EXPECT_EQ(pTimerMessage->getDataAt(1)->getTimer(), &third);
+    EXPECT_EQ(pTimerMessage->getDataAt(2)->getTimer(), &first);
+
+    pMessage->handleMessage();
+    ASSERT_EQ(listener.m_events.size(), 3u);
+    EXPECT_EQ(listener.m_events[0].pTimer, &second);
+    EXPECT_EQ(listener.m_events[1].pTimer, &third);
+    EXPECT_EQ(listener.m_events[2].pTimer, &first);
+}
+
+TEST_F(CTimerTest, UnhandledChecksMergeIntoOneMessage)
+{
+    CRecordingListener listener;
+    CTimer timer(10, 0);
+    timer.setListener(&listener);
+    timer.start();
+    g_uiFakeNow.store(50);
+    // Five checks with nobody popping leave one message with counts 1..5.
+    ASSERT_TRUE(waitUntil([&] { return timer.getCurrentCount() == 5; }));
+    EXPECT_EQ(queuedTimerMessages(), 1u);
+    EXPECT_EQ(pumpMessages(), 1u);
+    EXPECT_EQ(listener.counts(&timer), (std::vector<unsigned int>{1, 2, 3, 4, 5}));
+}
+
+} // namespace

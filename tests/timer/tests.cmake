@@ -1,0 +1,5 @@
+list(APPEND ECS_TESTS
+    timer/CTimerTest.cpp
+    timer/CMsgTimerTest.cpp
+    timer/CTimerManagerTest.cpp
+)
