@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs every benchmark program of the bench preset. --smoke runs each one
-# briefly, only to prove it builds and starts.
+# Runs every benchmark program of the bench preset (or of $BENCH_DIR).
+# --smoke runs each one briefly, only to prove it builds and starts.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 args=()
@@ -9,7 +9,7 @@ if [ "${1:-}" = "--smoke" ]; then
     shift
 fi
 status=0
-for b in build/bench/bench/bench_*; do
+for b in "${BENCH_DIR:-build/bench}"/bench/bench_*; do
     [ -x "$b" ] || continue
     echo "--- $b"
     "$b" "${args[@]}" "$@" >/dev/null || { echo "FAILED: $b"; status=1; }

@@ -2,8 +2,8 @@
 
 #include <document/CXMLElement.h>
 #include <document/CXMLParser.h>
-#include <document/ConfigFileReplace.h>
 #include <foundation/CDataArray.h>
+#include <platform/PlatformImp.h>
 #include <system/CFile.h>
 #include <system/CLogEngine.h>
 #include <system/CPath.h>
@@ -413,7 +413,7 @@ bool CConfigParser::save()
     }
     CMemory::free(pBytes);
     if (bOk)
-        bOk = ConfigFileReplace::replaceFile(strTemp, m_strPath);
+        bOk = PlatformImp::replaceFile(strTemp, m_strPath);
     if (!bOk) {
         // Never remove what we did not write (a folder of that name, say).
         if (CFile::isExist(strTemp) && CFile::isFile(strTemp))

@@ -3,6 +3,4 @@ list(APPEND ECS_HEADERS
 )
 list(APPEND ECS_SOURCES
     src/document/CConfigParser.cpp
-    src/document/ConfigFileReplace.h
-    src/document/ConfigFileReplace.cpp
 )

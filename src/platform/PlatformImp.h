@@ -55,5 +55,11 @@ void getLocalTime(tagLocalTime& time);
 // Null on failure.
 std::FILE* openFileStream(const CString& strPath, const char16_t* pszMode);
 
+// Renames strFrom over strTo in one step, replacing strTo if it exists (the
+// file operations of IFile refuse an existing target). Atomic when both lie
+// in the same folder. False when either name is empty or the rename fails;
+// strTo is then untouched.
+bool replaceFile(const CString& strFrom, const CString& strTo);
+
 } // namespace PlatformImp
 } // namespace Trell

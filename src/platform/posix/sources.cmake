@@ -3,6 +3,7 @@ list(APPEND ECS_SOURCES
     src/platform/posix/NativePath.h
     src/platform/posix/NativePath.cpp
     src/platform/posix/PlatformImp.cpp
+    src/platform/posix/ReplaceFile.cpp
     src/platform/posix/CImpSyncObject.h
     src/platform/posix/CImpSyncObject.cpp
     src/platform/posix/CImpWaitObject.h
