@@ -6,7 +6,8 @@ set -euo pipefail
 # the memory manager announces its pool blocks; mimalloc and jemalloc are
 # peers in the memory benchmark.
 packages=(cmake ninja-build g++ clang pkg-config libgtest-dev libgmock-dev
-          libbenchmark-dev libicu-dev valgrind libmimalloc-dev libjemalloc-dev)
+          libbenchmark-dev libicu-dev valgrind libmimalloc-dev libjemalloc-dev
+          libpugixml-dev libtinyxml2-dev libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

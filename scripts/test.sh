@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs the test suite in every preset: RelWithDebInfo, AddressSanitizer +
 # UndefinedBehaviorSanitizer, the memory manager's checking mode, and
-# ThreadSanitizer (threaded families only); then checks the installed package
-# and smoke-runs the benchmarks.
+# ThreadSanitizer (threaded families only); then checks the installed package,
+# smoke-runs the benchmarks and runs each fuzz target for 30 seconds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 ./scripts/deps.sh
@@ -17,3 +17,5 @@ echo "=== installed package ==="
 ./scripts/install-check.sh build/default
 echo "=== benchmark smoke run ==="
 BENCH_DIR=build/default ./scripts/bench.sh --smoke
+echo "=== fuzzing, 30 s per target ==="
+./scripts/fuzz.sh 30

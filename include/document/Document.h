@@ -1,7 +1,8 @@
 #pragma once
 
-// XML documents and tab-separated tables.
+// XML documents, tab-separated tables and the engine configuration.
 #include <document/CCSVParser.h>
+#include <document/CConfigParser.h>
 #include <document/CXMLElement.h>
 #include <document/CXMLHelper.h>
 #include <document/CXMLParser.h>

@@ -2,6 +2,7 @@
 
 #include <foundation/CMemory.h>
 #include <foundation/CObject.h>
+#include <foundation/detail/CListCore.h>
 
 #include <cassert>
 #include <climits>
@@ -19,9 +20,11 @@ namespace Trell {
 // The cursor is null on an empty list, becomes the first node when the first
 // element is added, and moves to the next node when its node is removed.
 // Indexed access walks from the nearer end. Failed node allocations leave the
-// list unchanged and report false. Not synchronised: the owner serialises access.
+// list unchanged and report false. Linking, cursor and count rules are shared
+// with CObjectList (ContainerDetail::CListCore and CListSurface). Not
+// synchronised: the owner serialises access.
 template <class T>
-class CDataList : public CObject
+class CDataList : public CObject, public ContainerDetail::CListSurface<CDataList<T>>
 {
     TRELL_DECLARE_ALLOCATOR(u"CDataList")
 
@@ -88,7 +91,7 @@ public:
         const tagNode* m_pNode;
     };
 
-    CDataList() noexcept : CObject(), m_pHead(nullptr), m_pTail(nullptr), m_pCursor(nullptr), m_uiCount(0) {}
+    CDataList() noexcept : CObject() {}
 
     // A copy is a fresh object (reference count 0) holding copies of the
     // elements; when a node cannot be allocated it is empty.
@@ -121,7 +124,7 @@ public:
         if (this == &other)
             return true;
         CDataList copy;
-        for (const tagNode* node = other.m_pHead; node; node = node->pNext) {
+        for (const tagNode* node = other.m_list.pHead; node; node = node->pNext) {
             if (!copy.add(node->data))
                 return false;
         }
@@ -130,13 +133,7 @@ public:
         return true;
     }
 
-    void swap(CDataList& other) noexcept
-    {
-        std::swap(m_pHead, other.m_pHead);
-        std::swap(m_pTail, other.m_pTail);
-        std::swap(m_pCursor, other.m_pCursor);
-        std::swap(m_uiCount, other.m_uiCount);
-    }
+    void swap(CDataList& other) noexcept { m_list.swap(other.m_list); }
 
     void reset() override { clear(); }
 
@@ -144,212 +141,121 @@ public:
     bool add(const T& value) { return linkBefore(nullptr, value); }
     bool add(T&& value) { return linkBefore(nullptr, std::move(value)); }
 
-    bool addHead(const T& value) { return linkBefore(m_pHead, value); }
-    bool addHead(T&& value) { return linkBefore(m_pHead, std::move(value)); }
+    bool addHead(const T& value) { return linkBefore(m_list.pHead, value); }
+    bool addHead(T&& value) { return linkBefore(m_list.pHead, std::move(value)); }
 
     // Inserts before position `index` (index == count appends).
     bool insertAt(unsigned int index, const T& value)
     {
-        if (index > m_uiCount)
-            return false;
-        return linkBefore(index == m_uiCount ? nullptr : nodeAt(index), value);
+        return m_list.insertAt(index, [&] { return new tagNode(value); });
     }
     bool insertAt(unsigned int index, T&& value)
     {
-        if (index > m_uiCount)
-            return false;
-        return linkBefore(index == m_uiCount ? nullptr : nodeAt(index), std::move(value));
+        return m_list.insertAt(index, [&] { return new tagNode(std::move(value)); });
     }
 
     bool removeAt(unsigned int index)
     {
-        if (index >= m_uiCount)
+        if (index >= m_list.uiCount)
             return false;
-        destroyNode(nodeAt(index));
+        destroyNode(m_list.nodeAt(index));
         return true;
     }
 
     // Removes the first element (searching from the head) equal to `value`.
     bool remove(const T& value)
     {
-        for (tagNode* node = m_pHead; node; node = node->pNext) {
-            if (node->data == value) {
-                destroyNode(node);
-                return true;
-            }
-        }
-        return false;
+        tagNode* node = m_list.findFirst([&](const tagNode* n) { return n->data == value; });
+        if (!node)
+            return false;
+        destroyNode(node);
+        return true;
     }
 
     // Unlinks the head and returns its element. Meant for a non-empty list;
     // on an empty one it asserts in debug builds and gives T() otherwise.
     T takeFirst()
     {
-        assert(m_pHead && "takeFirst on an empty CDataList");
-        if (!m_pHead)
-            return T();
-        tagNode* node = m_pHead;
-        T value(std::move(node->data));
-        destroyNode(node);
-        return value;
+        assert(m_list.pHead && "takeFirst on an empty CDataList");
+        return m_list.pHead ? take(m_list.pHead) : T();
     }
 
     T takeLast()
     {
-        assert(m_pTail && "takeLast on an empty CDataList");
-        if (!m_pTail)
-            return T();
-        tagNode* node = m_pTail;
+        assert(m_list.pTail && "takeLast on an empty CDataList");
+        return m_list.pTail ? take(m_list.pTail) : T();
+    }
+
+    void clear()
+    {
+        m_list.clear([](tagNode* node) { delete node; });
+    }
+
+    T& operator[](unsigned int index)
+    {
+        assert(index < m_list.uiCount && "CDataList index out of range");
+        return m_list.nodeAt(index)->data;
+    }
+    const T& operator[](unsigned int index) const
+    {
+        assert(index < m_list.uiCount && "CDataList index out of range");
+        return m_list.nodeAt(index)->data;
+    }
+
+    // First and last elements; only for a non-empty list.
+    T& getFirst() { return m_list.pHead->data; }
+    const T& getFirst() const { return m_list.pHead->data; }
+    T& getLast() { return m_list.pTail->data; }
+    const T& getLast() const { return m_list.pTail->data; }
+
+    int indexOf(const T& value) const
+    {
+        return m_list.indexOf([&](const tagNode* node) { return node->data == value; });
+    }
+
+    bool contains(const T& value) const { return indexOf(value) >= 0; }
+
+    // The element under the cursor, or null when the cursor is off the list.
+    T* getCurrent() { return m_list.pCursor ? &m_list.pCursor->data : nullptr; }
+    const T* getCurrent() const { return m_list.pCursor ? &m_list.pCursor->data : nullptr; }
+    // Removes the element under the cursor; the cursor moves to the next one.
+    // Reports whether the cursor still stands on an element.
+    bool removeCurrent()
+    {
+        if (m_list.pCursor)
+            destroyNode(m_list.pCursor);
+        return m_list.pCursor != nullptr;
+    }
+
+    iterator begin() { return iterator(m_list.pHead); }
+    iterator end() { return iterator(); }
+    const_iterator begin() const { return const_iterator(m_list.pHead); }
+    const_iterator end() const { return const_iterator(); }
+
+private:
+    friend class ContainerDetail::CListSurface<CDataList>;
+
+    template <class U>
+    bool linkBefore(tagNode* next, U&& value)
+    {
+        return m_list.linkBefore(next, [&] { return new tagNode(std::forward<U>(value)); });
+    }
+
+    T take(tagNode* node)
+    {
         T value(std::move(node->data));
         destroyNode(node);
         return value;
     }
 
-    void clear()
-    {
-        tagNode* node = m_pHead;
-        while (node) {
-            tagNode* next = node->pNext;
-            delete node;
-            node = next;
-        }
-        m_pHead = m_pTail = m_pCursor = nullptr;
-        m_uiCount = 0;
-    }
-
-    unsigned int getCount() const { return m_uiCount; }
-    bool isEmpty() const { return m_uiCount == 0; }
-
-    T& operator[](unsigned int index)
-    {
-        assert(index < m_uiCount && "CDataList index out of range");
-        return nodeAt(index)->data;
-    }
-    const T& operator[](unsigned int index) const
-    {
-        assert(index < m_uiCount && "CDataList index out of range");
-        return nodeAt(index)->data;
-    }
-
-    // First and last elements; only for a non-empty list.
-    T& getFirst() { return m_pHead->data; }
-    const T& getFirst() const { return m_pHead->data; }
-    T& getLast() { return m_pTail->data; }
-    const T& getLast() const { return m_pTail->data; }
-
-    int indexOf(const T& value) const
-    {
-        int index = 0;
-        for (const tagNode* node = m_pHead; node && index < INT_MAX; node = node->pNext, ++index) {
-            if (node->data == value)
-                return index;
-        }
-        return -1;
-    }
-
-    bool contains(const T& value) const { return indexOf(value) >= 0; }
-
-    // Cursor walk. The move operations report whether the cursor stands on an element afterwards.
-    bool moveFirst()
-    {
-        m_pCursor = m_pHead;
-        return m_pCursor != nullptr;
-    }
-    bool moveLast()
-    {
-        m_pCursor = m_pTail;
-        return m_pCursor != nullptr;
-    }
-    bool moveNext()
-    {
-        if (m_pCursor)
-            m_pCursor = m_pCursor->pNext;
-        return m_pCursor != nullptr;
-    }
-    bool movePrev()
-    {
-        if (m_pCursor)
-            m_pCursor = m_pCursor->pPrev;
-        return m_pCursor != nullptr;
-    }
-    // The element under the cursor, or null when the cursor is off the list.
-    T* getCurrent() { return m_pCursor ? &m_pCursor->data : nullptr; }
-    const T* getCurrent() const { return m_pCursor ? &m_pCursor->data : nullptr; }
-    // Removes the element under the cursor; the cursor moves to the next one.
-    // Reports whether the cursor still stands on an element.
-    bool removeCurrent()
-    {
-        if (m_pCursor)
-            destroyNode(m_pCursor);
-        return m_pCursor != nullptr;
-    }
-
-    iterator begin() { return iterator(m_pHead); }
-    iterator end() { return iterator(); }
-    const_iterator begin() const { return const_iterator(m_pHead); }
-    const_iterator end() const { return const_iterator(); }
-
-private:
-    tagNode* nodeAt(unsigned int index) const
-    {
-        tagNode* node;
-        if (index < m_uiCount / 2) {
-            node = m_pHead;
-            for (unsigned int i = 0; i < index; ++i)
-                node = node->pNext;
-        } else {
-            node = m_pTail;
-            for (unsigned int i = m_uiCount - 1; i > index; --i)
-                node = node->pPrev;
-        }
-        return node;
-    }
-
-    // Links a new node before `next` (null: after the tail).
-    template <class U>
-    bool linkBefore(tagNode* next, U&& value)
-    {
-        if (m_uiCount == UINT_MAX)
-            return false;
-        tagNode* node = new tagNode(std::forward<U>(value));
-        if (!node)
-            return false;
-        node->pNext = next;
-        node->pPrev = next ? next->pPrev : m_pTail;
-        if (node->pPrev)
-            node->pPrev->pNext = node;
-        else
-            m_pHead = node;
-        if (next)
-            next->pPrev = node;
-        else
-            m_pTail = node;
-        if (!m_pCursor && m_uiCount == 0)
-            m_pCursor = node;
-        ++m_uiCount;
-        return true;
-    }
-
     void destroyNode(tagNode* node)
     {
-        if (node->pPrev)
-            node->pPrev->pNext = node->pNext;
-        else
-            m_pHead = node->pNext;
-        if (node->pNext)
-            node->pNext->pPrev = node->pPrev;
-        else
-            m_pTail = node->pPrev;
-        if (m_pCursor == node)
-            m_pCursor = node->pNext;
-        --m_uiCount;
+        m_list.unlink(node);
         delete node;
     }
 
-    tagNode* m_pHead;
-    tagNode* m_pTail;
-    tagNode* m_pCursor;
-    unsigned int m_uiCount;
+    // Head, tail, cursor and count, in that order.
+    ContainerDetail::CListCore<tagNode> m_list;
 };
 
 } // namespace Trell

@@ -1,22 +1,21 @@
 #pragma once
 
 #include <foundation/CCompare.h>
-#include <foundation/CDataMap.h>
 #include <foundation/CMemory.h>
 #include <foundation/CObject.h>
+#include <foundation/detail/CAvlTreeCore.h>
 
 #include <cassert>
-#include <climits>
 #include <cstddef>
 #include <iterator>
 #include <utility>
 
 namespace Trell {
 
-// Ordered set of unique values, kept in an AVL tree under Compare. getAt
-// reads through an index cache in ascending order, built on demand and
-// dropped by every add or remove. Range-for yields the values in order.
-// Not synchronised: the owner serialises access.
+// Ordered set of unique values, kept in the AVL tree the maps use, always
+// balanced. getAt reads through an index cache in ascending order, built on
+// demand and dropped by every add or remove. Range-for yields the values in
+// order. Not synchronised: the owner serialises access.
 template <class T, class Compare = tagNumCompare<T>>
 class CSet : public CObject
 {
@@ -41,9 +40,10 @@ public:
     };
 
 private:
-    typedef ContainerDetail::AvlTree<tagNode, T, Compare> Tree;
+    typedef ContainerDetail::CAvlTreeCore<tagNode, T, Compare> Tree;
 
 public:
+    // Yields the values rather than the nodes.
     class const_iterator
     {
         TRELL_DECLARE_ALLOCATOR(u"CSet::const_iterator")
@@ -54,22 +54,22 @@ public:
         typedef std::ptrdiff_t difference_type;
         typedef const T* pointer;
         typedef const T& reference;
-        explicit const_iterator(tagNode* node = nullptr) : m_pNode(node) {}
-        const T& operator*() const { return m_pNode->key; }
-        const T* operator->() const { return &m_pNode->key; }
+        explicit const_iterator(tagNode* node = nullptr) : m_node(node) {}
+        const T& operator*() const { return m_node->key; }
+        const T* operator->() const { return &m_node->key; }
         const_iterator& operator++()
         {
-            m_pNode = Tree::next(m_pNode);
+            ++m_node;
             return *this;
         }
-        bool operator==(const const_iterator& other) const { return m_pNode == other.m_pNode; }
-        bool operator!=(const const_iterator& other) const { return m_pNode != other.m_pNode; }
+        bool operator==(const const_iterator& other) const { return m_node == other.m_node; }
+        bool operator!=(const const_iterator& other) const { return m_node != other.m_node; }
 
     private:
-        tagNode* m_pNode;
+        ContainerDetail::CAvlTreeIterator<Tree, tagNode> m_node;
     };
 
-    CSet() noexcept : CObject(), m_pRoot(nullptr), m_ppIndex(nullptr), m_uiCount(0) {}
+    CSet() noexcept : CObject() {}
 
     // A copy is a fresh object (reference count 0) with copies of the values;
     // when memory runs out it is empty.
@@ -95,104 +95,54 @@ public:
     // set unchanged) when memory runs out.
     bool copyFrom(const CSet& other)
     {
-        if (this == &other)
-            return true;
-        if (other.m_uiCount == 0) {
-            clear();
-            return true;
-        }
-        tagNode** nodes = Tree::buildIndex(other.m_pRoot, other.m_uiCount);
-        if (!nodes)
-            return false;
-        for (unsigned int i = 0; i < other.m_uiCount; ++i) {
-            tagNode* copy = new tagNode(nodes[i]->key);
-            if (!copy) {
-                while (i-- > 0)
-                    delete nodes[i];
-                Tree::freeIndex(nodes);
-                return false;
-            }
-            nodes[i] = copy;
-        }
-        clear();
-        m_pRoot = Tree::linkBalanced(nodes, 0, other.m_uiCount, nullptr);
-        m_uiCount = other.m_uiCount;
-        Tree::freeIndex(nodes);
-        return true;
+        return m_tree.copyFrom(other.m_tree, [](const tagNode* node) { return new tagNode(node->key); });
     }
 
-    void swap(CSet& other) noexcept
-    {
-        std::swap(m_pRoot, other.m_pRoot);
-        std::swap(m_ppIndex, other.m_ppIndex);
-        std::swap(m_uiCount, other.m_uiCount);
-    }
+    void swap(CSet& other) noexcept { m_tree.swap(other.m_tree); }
 
     void reset() override { clear(); }
 
     // False when an equal value is already present or memory runs out.
     bool add(const T& value)
     {
-        tagNode* parent;
-        bool left;
-        if (Tree::findSlot(m_pRoot, value, parent, left) || m_uiCount == UINT_MAX)
-            return false;
-        tagNode* node = new tagNode(value);
-        if (!node)
-            return false;
-        Tree::linkLeaf(m_pRoot, node, parent, left, true);
-        ++m_uiCount;
-        Tree::freeIndex(m_ppIndex);
-        return true;
+        return m_tree.insert(value, true, [&] { return new tagNode(value); }) != nullptr;
     }
 
     bool remove(const T& value)
     {
-        tagNode* node = Tree::find(m_pRoot, value);
+        tagNode* node = m_tree.findNode(value);
         if (!node)
             return false;
-        Tree::unlink(m_pRoot, node, true);
+        m_tree.erase(node, true);
         delete node;
-        --m_uiCount;
-        Tree::freeIndex(m_ppIndex);
         return true;
     }
 
     void clear()
     {
-        Tree::destroyAll(m_pRoot, [](tagNode*) {});
-        Tree::freeIndex(m_ppIndex);
-        m_uiCount = 0;
+        m_tree.clear([](tagNode*) {});
     }
 
-    bool contains(const T& value) const { return Tree::find(m_pRoot, value) != nullptr; }
-    unsigned int getCount() const { return m_uiCount; }
-    bool isEmpty() const { return m_uiCount == 0; }
+    bool contains(const T& value) const { return m_tree.findNode(value) != nullptr; }
+    unsigned int getCount() const { return m_tree.uiCount; }
+    bool isEmpty() const { return m_tree.uiCount == 0; }
 
     // The value at `index` in ascending order; the index must be below getCount().
     const T& getAt(unsigned int index) const
     {
-        assert(index < m_uiCount && "CSet index out of range");
-        if (!m_ppIndex)
-            m_ppIndex = Tree::buildIndex(m_pRoot, m_uiCount);
-        if (m_ppIndex)
-            return m_ppIndex[index]->key;
-        tagNode* node = Tree::first(m_pRoot);
-        while (index-- > 0)
-            node = Tree::next(node);
-        return node->key;
+        assert(index < m_tree.uiCount && "CSet index out of range");
+        return m_tree.nodeAt(index)->key;
     }
 
     // Consistency check for tests and debugging (see CDataMap).
-    bool checkInvariants() const { return Tree::check(m_pRoot, m_uiCount, true); }
+    bool checkInvariants() const { return m_tree.checkInvariants(true); }
 
-    const_iterator begin() const { return const_iterator(Tree::first(m_pRoot)); }
+    const_iterator begin() const { return const_iterator(Tree::first(m_tree.pRoot)); }
     const_iterator end() const { return const_iterator(); }
 
 private:
-    tagNode* m_pRoot;
-    mutable tagNode** m_ppIndex;
-    unsigned int m_uiCount;
+    // Root, index cache, count and the cursor the set does not use.
+    Tree m_tree;
 };
 
 } // namespace Trell

@@ -136,7 +136,6 @@ protected:
 
 private:
     CObjectList<CBaseMessage>& getPhaseList();
-    CObjectList<CBaseMessage>* getScheduledList(unsigned int uiListNumber);
     void deleteMatching(bool bByType, CBaseMessage::EMessageType eType, bool bByID, unsigned int uiID);
     void notifyMessageAvailable();
     // Hands a touch point to the cursor manager of its surface. The one place

@@ -10,6 +10,8 @@ list(APPEND ECS_HEADERS
     include/foundation/CObjectList.h
     include/foundation/CObjectMap.h
     include/foundation/CSet.h
+    include/foundation/detail/CAvlTreeCore.h
+    include/foundation/detail/CListCore.h
 )
 list(APPEND ECS_SOURCES
     src/foundation/CCompare.cpp

@@ -306,17 +306,6 @@ CObjectList<CBaseMessage>& CMessageCenter::getPhaseList()
     }
 }
 
-CObjectList<CBaseMessage>* CMessageCenter::getScheduledList(unsigned int uiListNumber)
-{
-    switch (uiListNumber) {
-    case 1: return &m_listInput;
-    case 2: return &m_listData;
-    case 3: return &m_listTimer;
-    case 4: return &m_listRender;
-    default: return nullptr;
-    }
-}
-
 // --- Consumer ---
 
 CObjectPtr<CBaseMessage> CMessageCenter::popMessage()
@@ -351,8 +340,12 @@ CObjectPtr<CBaseMessage> CMessageCenter::popMessage()
         CAutoSync autoSync(m_syncObject);
         if (CBaseMessage* pCommand = m_listCommand.takeFirst())
             return CObjectPtr<CBaseMessage>(pCommand);
+        // The scheduled lists by list number.
+        CObjectList<CBaseMessage>* const apLists[5] = {nullptr, &m_listInput, &m_listData, &m_listTimer,
+                                                       &m_listRender};
         for (unsigned int i = uiRows; i-- > 0;) {
-            CObjectList<CBaseMessage>* pList = getScheduledList(rows[i].uiListNumber);
+            const unsigned int uiList = rows[i].uiListNumber;
+            CObjectList<CBaseMessage>* pList = uiList < 5 ? apLists[uiList] : nullptr;
             if (pList && !pList->isEmpty()) {
                 pMessage = pList->takeFirst();
                 rows[i].uiLastTime = uiNow;

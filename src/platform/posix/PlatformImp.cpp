@@ -10,11 +10,18 @@
 #include <platform/posix/NativePath.h>
 #include <text/CString.h>
 
+#include <atomic>
 #include <ctime>
+#include <mutex>
 #include <string>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <x86intrin.h>
+#define ECS_TICK_CACHE 1
+#endif
 
 namespace Trell {
 namespace PlatformImp {
@@ -54,13 +61,90 @@ ILibraryLoader* createLibraryLoader()
     return new CImpLibraryLoader();
 }
 
-unsigned int getSystemTickCount()
+namespace {
+
+unsigned long long readMonotonicNanoseconds()
 {
     timespec ts;
     clock_gettime(CLOCK_MONOTONIC, &ts);
-    const unsigned long long ullMilliseconds =
-        static_cast<unsigned long long>(ts.tv_sec) * 1000ull + static_cast<unsigned long long>(ts.tv_nsec) / 1000000ull;
-    return static_cast<unsigned int>(ullMilliseconds);
+    return static_cast<unsigned long long>(ts.tv_sec) * 1000000000ull + static_cast<unsigned long long>(ts.tv_nsec);
+}
+
+#ifdef ECS_TICK_CACHE
+// The message center reads the tick on every pop, and clock_gettime costs
+// far more than the time stamp counter it is built on. Each thread keeps the
+// millisecond it last read and the counter value taken just before that
+// read; while fewer counter cycles have passed than three quarters of what
+// remained of that millisecond, the millisecond cannot have ended and is
+// returned without asking the clock. Near the end of a millisecond, on
+// another thread's first call, or before the counter's rate is known, the
+// clock is read as before, so every tick returned is one the clock showed
+// during the call.
+struct tagTickCache
+{
+    unsigned long long ullCounter; // taken before the clock read
+    unsigned long long ullBudget;  // cycles during which uiTick still holds
+    unsigned int uiTick;
+};
+
+thread_local tagTickCache t_tickCache = {0, 0, 0};
+
+// Counter cycles per millisecond, 0 until measured. Measured once against the
+// clock over at least 20 ms; samples in which the thread may have been
+// interrupted between counter and clock are not used.
+std::atomic<unsigned long long> s_ullCyclesPerMs{0};
+std::mutex s_calibrationMutex;
+unsigned long long s_ullCalibrationCounter = 0;     // guarded by s_calibrationMutex
+unsigned long long s_ullCalibrationNanoseconds = 0; // guarded by s_calibrationMutex; 0: no sample yet
+
+const unsigned long long CALIBRATION_SPAN_NS = 20000000ull;
+// A clock read bracketed by counter values further apart than this was
+// interrupted and says nothing about the rate.
+const unsigned long long CALIBRATION_SAMPLE_CYCLES = 20000ull;
+
+void calibrate(unsigned long long ullCounter, unsigned long long ullNanoseconds, unsigned long long ullAfter)
+{
+    if (ullAfter - ullCounter > CALIBRATION_SAMPLE_CYCLES)
+        return;
+    // Whoever finds the mutex busy leaves the measuring to the holder.
+    std::unique_lock<std::mutex> guard(s_calibrationMutex, std::try_to_lock);
+    if (!guard.owns_lock())
+        return;
+    if (s_ullCalibrationNanoseconds == 0) {
+        s_ullCalibrationCounter = ullCounter;
+        s_ullCalibrationNanoseconds = ullNanoseconds;
+        return;
+    }
+    if (ullNanoseconds < s_ullCalibrationNanoseconds + CALIBRATION_SPAN_NS || ullCounter <= s_ullCalibrationCounter)
+        return;
+    const unsigned long long ullRate = (ullCounter - s_ullCalibrationCounter)
+                                       / ((ullNanoseconds - s_ullCalibrationNanoseconds) / 1000000ull);
+    s_ullCyclesPerMs.store(ullRate, std::memory_order_relaxed);
+}
+#endif
+
+} // namespace
+
+unsigned int getSystemTickCount()
+{
+#ifdef ECS_TICK_CACHE
+    const unsigned long long ullCounter = __rdtsc();
+    tagTickCache& cache = t_tickCache;
+    if (ullCounter - cache.ullCounter < cache.ullBudget)
+        return cache.uiTick;
+    const unsigned long long ullNanoseconds = readMonotonicNanoseconds();
+    const unsigned int uiTick = static_cast<unsigned int>(ullNanoseconds / 1000000ull);
+    const unsigned long long ullRate = s_ullCyclesPerMs.load(std::memory_order_relaxed);
+    if (ullRate == 0)
+        calibrate(ullCounter, ullNanoseconds, __rdtsc());
+    const unsigned long long ullLeftNs = 1000000ull - ullNanoseconds % 1000000ull;
+    cache.ullCounter = ullCounter;
+    cache.ullBudget = ullLeftNs * ullRate / 1000000ull * 3 / 4;
+    cache.uiTick = uiTick;
+    return uiTick;
+#else
+    return static_cast<unsigned int>(readMonotonicNanoseconds() / 1000000ull);
+#endif
 }
 
 void getLocalTime(tagLocalTime& time)
