@@ -386,38 +386,38 @@ int fixedDigits(const tagConversion& conv, char16_t kind, double value, char* ou
 void emitFloat(CFormatSink& sink, const tagConversion& conv, char16_t kind, bool isLong, long double longValue,
                double value)
 {
-    char spec[16];
+    char cFormat[16];
     unsigned int s = 0;
-    spec[s++] = '%';
+    cFormat[s++] = '%';
     if (conv.plus) {
-        spec[s++] = '+';
+        cFormat[s++] = '+';
     }
     if (conv.space) {
-        spec[s++] = ' ';
+        cFormat[s++] = ' ';
     }
     if (conv.alt) {
-        spec[s++] = '#';
+        cFormat[s++] = '#';
     }
     if (conv.precision >= 0) {
-        spec[s++] = '.';
-        spec[s++] = '*';
+        cFormat[s++] = '.';
+        cFormat[s++] = '*';
     }
     if (isLong) {
-        spec[s++] = 'L';
+        cFormat[s++] = 'L';
     }
-    spec[s++] = static_cast<char>(kind);
-    spec[s] = 0;
+    cFormat[s++] = static_cast<char>(kind);
+    cFormat[s] = 0;
 
     char local[128];
     char* text = local;
     int n = isLong ? -1 : fixedDigits(conv, kind, value, local);
     if (n < 0) {
         if (conv.precision >= 0) {
-            n = isLong ? std::snprintf(local, sizeof(local), spec, conv.precision, longValue)
-                       : std::snprintf(local, sizeof(local), spec, conv.precision, value);
+            n = isLong ? std::snprintf(local, sizeof(local), cFormat, conv.precision, longValue)
+                       : std::snprintf(local, sizeof(local), cFormat, conv.precision, value);
         } else {
-            n = isLong ? std::snprintf(local, sizeof(local), spec, longValue)
-                       : std::snprintf(local, sizeof(local), spec, value);
+            n = isLong ? std::snprintf(local, sizeof(local), cFormat, longValue)
+                       : std::snprintf(local, sizeof(local), cFormat, value);
         }
     }
     if (n < 0) {
@@ -431,11 +431,11 @@ void emitFloat(CFormatSink& sink, const tagConversion& conv, char16_t kind, bool
             return;
         }
         if (conv.precision >= 0) {
-            n = isLong ? std::snprintf(text, static_cast<std::size_t>(n) + 1, spec, conv.precision, longValue)
-                       : std::snprintf(text, static_cast<std::size_t>(n) + 1, spec, conv.precision, value);
+            n = isLong ? std::snprintf(text, static_cast<std::size_t>(n) + 1, cFormat, conv.precision, longValue)
+                       : std::snprintf(text, static_cast<std::size_t>(n) + 1, cFormat, conv.precision, value);
         } else {
-            n = isLong ? std::snprintf(text, static_cast<std::size_t>(n) + 1, spec, longValue)
-                       : std::snprintf(text, static_cast<std::size_t>(n) + 1, spec, value);
+            n = isLong ? std::snprintf(text, static_cast<std::size_t>(n) + 1, cFormat, longValue)
+                       : std::snprintf(text, static_cast<std::size_t>(n) + 1, cFormat, value);
         }
     }
 
