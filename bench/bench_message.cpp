@@ -164,7 +164,21 @@ void BM_MessageCenter(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(BM_PeerQueue)->Arg(1)->Arg(2)->ArgName("producers")->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_MessageCenter)->Arg(1)->Arg(2)->ArgName("producers")->UseRealTime()->Unit(benchmark::kMillisecond);
+// Real time gives the rate; the CPU column is the whole process's CPU time,
+// which a loaded machine disturbs less than the rate.
+BENCHMARK(BM_PeerQueue)
+    ->Arg(1)
+    ->Arg(2)
+    ->ArgName("producers")
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MessageCenter)
+    ->Arg(1)
+    ->Arg(2)
+    ->ArgName("producers")
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();

@@ -5,9 +5,6 @@
 #include <foundation/detail/CListCore.h>
 
 #include <cassert>
-#include <climits>
-#include <cstddef>
-#include <iterator>
 #include <utility>
 
 namespace Trell {
@@ -41,54 +38,31 @@ public:
         explicit tagNode(U&& value) : data(std::forward<U>(value)), pPrev(nullptr), pNext(nullptr) {}
     };
 
-    class iterator
+    class iterator : public ContainerDetail::CListIteratorBase<iterator, tagNode>
     {
         TRELL_DECLARE_ALLOCATOR(u"CDataList::iterator")
 
     public:
-        typedef std::forward_iterator_tag iterator_category;
         typedef T value_type;
-        typedef std::ptrdiff_t difference_type;
         typedef T* pointer;
         typedef T& reference;
-        explicit iterator(tagNode* node = nullptr) : m_pNode(node) {}
-        T& operator*() const { return m_pNode->data; }
-        T* operator->() const { return &m_pNode->data; }
-        iterator& operator++()
-        {
-            m_pNode = m_pNode->pNext;
-            return *this;
-        }
-        bool operator==(const iterator& other) const { return m_pNode == other.m_pNode; }
-        bool operator!=(const iterator& other) const { return m_pNode != other.m_pNode; }
-
-    private:
-        tagNode* m_pNode;
+        explicit iterator(tagNode* node = nullptr) : ContainerDetail::CListIteratorBase<iterator, tagNode>(node) {}
+        T& operator*() const { return this->m_pNode->data; }
+        T* operator->() const { return &this->m_pNode->data; }
     };
 
-    class const_iterator
+    class const_iterator : public ContainerDetail::CListIteratorBase<const_iterator, const tagNode>
     {
         TRELL_DECLARE_ALLOCATOR(u"CDataList::const_iterator")
 
     public:
-        typedef std::forward_iterator_tag iterator_category;
         typedef T value_type;
-        typedef std::ptrdiff_t difference_type;
         typedef const T* pointer;
         typedef const T& reference;
-        explicit const_iterator(const tagNode* node = nullptr) : m_pNode(node) {}
-        const T& operator*() const { return m_pNode->data; }
-        const T* operator->() const { return &m_pNode->data; }
-        const_iterator& operator++()
-        {
-            m_pNode = m_pNode->pNext;
-            return *this;
-        }
-        bool operator==(const const_iterator& other) const { return m_pNode == other.m_pNode; }
-        bool operator!=(const const_iterator& other) const { return m_pNode != other.m_pNode; }
-
-    private:
-        const tagNode* m_pNode;
+        explicit const_iterator(const tagNode* node = nullptr)
+            : ContainerDetail::CListIteratorBase<const_iterator, const tagNode>(node) {}
+        const T& operator*() const { return this->m_pNode->data; }
+        const T* operator->() const { return &this->m_pNode->data; }
     };
 
     CDataList() noexcept : CObject() {}

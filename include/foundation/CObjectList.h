@@ -4,9 +4,6 @@
 #include <foundation/CObject.h>
 #include <foundation/detail/CListCore.h>
 
-#include <climits>
-#include <cstddef>
-#include <iterator>
 #include <utility>
 
 namespace Trell {
@@ -33,28 +30,17 @@ public:
         tagNode* pNext;
     };
 
-    class const_iterator
+    class const_iterator : public ContainerDetail::CListIteratorBase<const_iterator, const tagNode>
     {
         TRELL_DECLARE_ALLOCATOR(u"CObjectList::const_iterator")
 
     public:
-        typedef std::forward_iterator_tag iterator_category;
         typedef T* value_type;
-        typedef std::ptrdiff_t difference_type;
         typedef T* const* pointer;
         typedef T* reference;
-        explicit const_iterator(const tagNode* node = nullptr) : m_pNode(node) {}
-        T* operator*() const { return m_pNode->pObject; }
-        const_iterator& operator++()
-        {
-            m_pNode = m_pNode->pNext;
-            return *this;
-        }
-        bool operator==(const const_iterator& other) const { return m_pNode == other.m_pNode; }
-        bool operator!=(const const_iterator& other) const { return m_pNode != other.m_pNode; }
-
-    private:
-        const tagNode* m_pNode;
+        explicit const_iterator(const tagNode* node = nullptr)
+            : ContainerDetail::CListIteratorBase<const_iterator, const tagNode>(node) {}
+        T* operator*() const { return this->m_pNode->pObject; }
     };
 
     explicit CObjectList(bool owning = false) noexcept : CObject(), m_bOwning(owning) {}

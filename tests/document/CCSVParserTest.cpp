@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "document/DocumentTestUtil.h"
 
 using namespace Trell;
@@ -61,45 +63,33 @@ TEST(CCSVParser, SavesTheExactFormat)
     EXPECT_EQ(str(out), u"\uFEFF");
 }
 
-TEST(CCSVParser, ReadsBackWhatItWrites)
+TEST(CCSVParser, ReadsBackWhatItWritesWithDeliberateLosses)
 {
+    const std::pair<const char16_t*, Rows> cases[] = {
+        {u"\uFEFF\"a\"\t\"b\"\n", {{u"a", u"b"}}},
+        {u"\uFEFF\"a\"\t\"b\"\r\n\"c\"\r\n", {{u"a", u"b"}, {u"c"}}},
+        // Unquoted cells, an empty cell and quotes kept inside a cell.
+        {u"\uFEFFa\t\t\"x\"y\"\n", {{u"a", u"", u"x\"y"}}},
+        // A last line without LF loses its last cell (the row itself stays).
+        {u"\uFEFF\"a\"\n\"b\"\t\"c\"", {{u"a"}, {u"b"}}},
+        // A TAB inside quotes still separates.
+        {u"\uFEFF\"x\ty\"\n", {{u"x", u"y"}}},
+        // No mark, no rows; the mark alone, no rows.
+        {u"\"a\"\n", {}},
+        {u"\uFEFF", {}},
+        // The swapped mark is accepted but nothing is swapped.
+        {u"\uFFFEa\n", {{u"a"}}},
+    };
+    for (const auto& [text, expected] : cases) {
+        SCOPED_TRACE(std::u16string(text).size());
+        CSV table;
+        table.parseFromString(text);
+        EXPECT_EQ(table.rows(), expected);
+    }
     CSV table;
-    ASSERT_TRUE(table.parseFromString(u"\uFEFF\"a\"\t\"b\"\n"));
-    EXPECT_EQ(table.rows(), (Rows{{u"a", u"b"}}));
-
-    CSV crlf;
-    crlf.parseFromString(u"\uFEFF\"a\"\t\"b\"\r\n\"c\"\r\n");
-    EXPECT_EQ(crlf.rows(), (Rows{{u"a", u"b"}, {u"c"}}));
-
-    // Unquoted cells, an empty cell and quotes kept inside a cell.
-    CSV plain;
-    plain.parseFromString(u"\uFEFFa\t\t\"x\"y\"\n");
-    EXPECT_EQ(plain.rows(), (Rows{{u"a", u"", u"x\"y"}}));
-}
-
-TEST(CCSVParser, DeliberateLosses)
-{
-    // A last line without LF loses its last cell (the row itself stays).
-    CSV lost;
-    lost.parseFromString(u"\uFEFF\"a\"\n\"b\"\t\"c\"");
-    EXPECT_EQ(lost.rows(), (Rows{{u"a"}, {u"b"}}));
-
-    // A TAB inside quotes still separates.
-    CSV split;
-    split.parseFromString(u"\uFEFF\"x\ty\"\n");
-    EXPECT_EQ(split.rows(), (Rows{{u"x", u"y"}}));
-
-    // No mark, no rows; the mark alone, no rows.
-    CSV none;
-    none.parseFromString(u"\"a\"\n");
-    none.parseFromString(u"\uFEFF");
-    none.parseData(nullptr);
-    EXPECT_EQ(none.getRowCount(), 0u);
-
-    // The swapped mark is accepted but nothing is swapped.
-    CSV swapped;
-    swapped.parseFromString(u"\uFFFEa\n");
-    EXPECT_EQ(swapped.rows(), (Rows{{u"a"}}));
+    EXPECT_TRUE(table.parseFromString(u"\uFEFF\"a\"\n"));
+    table.parseData(nullptr);
+    EXPECT_EQ(table.rows(), (Rows{{u"a"}}));
 }
 
 TEST(CCSVParser, RowsAccumulateAndEmptyRowsAreRefused)
@@ -135,14 +125,10 @@ TEST(CCSVParser, FilesRoundTripAndOddShapes)
     table.addItem(r1);
     table.addItem(r2);
     ASSERT_TRUE(table.saveToFile(folder.path("t.csv")));
-    std::vector<unsigned char> bytes = readBytes(folder.file("t.csv"));
+    std::vector<unsigned char> bytes = readBytes(folder.native("t.csv"));
     ASSERT_GE(bytes.size(), 4u);
-    EXPECT_EQ(bytes[0], 0xFF);
-    EXPECT_EQ(bytes[1], 0xFE);
-    EXPECT_EQ(bytes[2], '"');
-    EXPECT_EQ(bytes[3], 0);
-    EXPECT_EQ(bytes.back(), 0);
-    EXPECT_EQ(bytes[bytes.size() - 2], '\n');
+    EXPECT_EQ(std::vector<unsigned char>(bytes.begin(), bytes.begin() + 4), (std::vector<unsigned char>{0xFF, 0xFE, '"', 0}));
+    EXPECT_EQ(std::vector<unsigned char>(bytes.end() - 2, bytes.end()), (std::vector<unsigned char>{'\n', 0}));
 
     CSV back;
     ASSERT_TRUE(back.parseFromFile(folder.path("t.csv")));
@@ -151,16 +137,16 @@ TEST(CCSVParser, FilesRoundTripAndOddShapes)
     EXPECT_FALSE(back.parseFromFile(folder.path("missing.csv")));
 
     // No mark: read as empty, still a success.
-    writeBytes(folder.file("plain.csv"), bytesOf("a\tb\n"));
+    writeBytes(folder.native("plain.csv"), bytesOf("a\tb\n"));
     CSV plain;
     EXPECT_TRUE(plain.parseFromFile(folder.path("plain.csv")));
     EXPECT_EQ(plain.getRowCount(), 0u);
 
     // Odd length and empty files.
-    writeBytes(folder.file("odd.csv"), {0xFF, 0xFE, 'a', 0, '\n', 0, 'b'});
+    writeBytes(folder.native("odd.csv"), {0xFF, 0xFE, 'a', 0, '\n', 0, 'b'});
     CSV odd;
     EXPECT_TRUE(odd.parseFromFile(folder.path("odd.csv")));
     EXPECT_EQ(odd.rows(), (Rows{{u"a"}, {}}));
-    writeBytes(folder.file("empty.csv"), {});
+    writeBytes(folder.native("empty.csv"), {});
     EXPECT_TRUE(odd.parseFromFile(folder.path("empty.csv")));
 }

@@ -160,11 +160,8 @@ TEST(CXMLElementParse, ParseFromReplacesContentAndReportsErrors)
 
     EXPECT_FALSE(root->parseFrom(u"<n>\n<m></n>"));
     EXPECT_FALSE(root->hasChildren());
-    unsigned int line, column;
-    CString text;
-    parser.getErrorPos(line, column, text);
-    EXPECT_EQ(line, 2u);
-    EXPECT_EQ(column, 5u);
+    EXPECT_EQ(errorOf(parser).line, 2u);
+    EXPECT_EQ(errorOf(parser).column, 5u);
     EXPECT_FALSE(root->parseFrom(nullptr));
 }
 

@@ -134,10 +134,7 @@ TEST(CXMLHostile, NestingBoundIsAParseError)
     EXPECT_TRUE(parser.parseFromString(cs(nested(CXMLHelper::MAX_DEPTH))));
     EXPECT_FALSE(parser.parseFromString(cs(nested(CXMLHelper::MAX_DEPTH + 1))));
     EXPECT_FALSE(parser.hasRootElement());
-    unsigned int line, column;
-    CString text;
-    parser.getErrorPos(line, column, text);
-    EXPECT_EQ(column, 3u * CXMLHelper::MAX_DEPTH + 1);
+    EXPECT_EQ(errorOf(parser).column, 3u * CXMLHelper::MAX_DEPTH + 1);
 
     // Far deeper, and unterminated.
     std::u16string deep;
@@ -156,14 +153,10 @@ TEST(CXMLHostile, NameLengthBound)
     EXPECT_TRUE(parser.parseFromString(cs(u"<a " + longest + u"='v'/>")));
     EXPECT_TRUE(parser.parseFromString(cs(u"<a><" + longest + u"></" + longest + u"></a>")));
 
-    unsigned int line, column;
-    CString text;
     EXPECT_FALSE(parser.parseFromString(cs(u"<" + tooLong + u"/>")));
-    parser.getErrorPos(line, column, text);
-    EXPECT_EQ(column, 2u);
+    EXPECT_EQ(errorOf(parser).column, 2u);
     EXPECT_FALSE(parser.parseFromString(cs(u"<a " + tooLong + u"='v'/>")));
-    parser.getErrorPos(line, column, text);
-    EXPECT_EQ(column, 4u);
+    EXPECT_EQ(errorOf(parser).column, 4u);
     EXPECT_FALSE(parser.parseFromString(cs(u"<a " + std::u16string(100000, u'x'))));
 }
 
@@ -188,11 +181,8 @@ TEST(CXMLHostile, EveryTruncationFails)
     ASSERT_TRUE(parser.parseFromString(cs(doc)));
     for (size_t n = 0; n < doc.size(); ++n) {
         EXPECT_FALSE(parser.parseFromString(cs(doc.substr(0, n)))) << n;
-        unsigned int line, column;
-        CString text;
-        parser.getErrorPos(line, column, text);
-        EXPECT_GE(line, 1u);
-        EXPECT_GE(column, 1u);
+        EXPECT_GE(errorOf(parser).line, 1u);
+        EXPECT_GE(errorOf(parser).column, 1u);
     }
 }
 
@@ -228,10 +218,7 @@ TEST(CXMLHostile, FilesOfAnyShape)
         unsigned int length = rng() % 40;
         for (unsigned int i = 0; i < length; ++i)
             bytes.push_back(static_cast<unsigned char>(rng()));
-        writeBytes(folder.file("r.xml"), bytes);
+        writeBytes(folder.native("r.xml"), bytes);
         parser.parseFromFile(folder.path("r.xml"));
     }
-    // UTF-16 of odd length: the last byte is ignored.
-    writeBytes(folder.file("odd.xml"), {0xFF, 0xFE, '<', 0, 'a', 0, '/', 0, '>', 0, 0x41});
-    EXPECT_TRUE(parser.parseFromFile(folder.path("odd.xml")));
 }

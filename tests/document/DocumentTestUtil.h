@@ -3,9 +3,9 @@
 #include <document/CXMLParser.h>
 #include <text/CString.h>
 
+#include "system/TempFolder.h"
+
 #include <cstdio>
-#include <filesystem>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -37,32 +37,7 @@ inline tagErrorPos errorOf(const Trell::CXMLParser& parser)
     return pos;
 }
 
-// A folder of its own under the system's temporary folder, removed at the end.
-class TempFolder
-{
-public:
-    TempFolder()
-    {
-        std::random_device rd;
-        m_path = std::filesystem::temp_directory_path() /
-                 ("ecs_document_" + std::to_string(rd()) + "_" + std::to_string(rd()));
-        std::filesystem::create_directories(m_path);
-    }
-    ~TempFolder()
-    {
-        std::error_code ec;
-        std::filesystem::remove_all(m_path, ec);
-    }
-    std::string file(const std::string& name) const { return (m_path / name).string(); }
-    Trell::CString path(const std::string& name) const
-    {
-        std::string p = file(name);
-        return cs(std::u16string(p.begin(), p.end()));
-    }
-
-private:
-    std::filesystem::path m_path;
-};
+using TempFolder = CTempFolder;
 
 inline void writeBytes(const std::string& path, const std::vector<unsigned char>& bytes)
 {

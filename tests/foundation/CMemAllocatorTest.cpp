@@ -1,7 +1,7 @@
 #include <foundation/CMemAllocator.h>
 #include <foundation/CMemory.h>
 
-#include "foundation/MemTesting.h"
+#include "foundation/MemTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -25,27 +25,11 @@
 #endif
 
 using namespace Trell;
+using namespace MemTest;
 
 namespace {
 
 constexpr bool IS_64_BIT = sizeof(void*) == 8;
-
-// Everything the allocator prints goes to standard output.
-template <class F>
-std::string captureStdout(F&& f)
-{
-    testing::internal::CaptureStdout();
-    f();
-    return testing::internal::GetCapturedStdout();
-}
-
-std::size_t countOf(const std::string& text, const std::string& what)
-{
-    std::size_t count = 0;
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
-        ++count;
-    return count;
-}
 
 std::string invalidPointerWarning(const void* p)
 {
@@ -55,12 +39,6 @@ std::string invalidPointerWarning(const void* p)
                   reinterpret_cast<std::uintptr_t>(p));
     return line;
 }
-
-// Disarms the system-heap hook however a test ends.
-struct tagHookGuard
-{
-    ~tagHookGuard() { MemTesting::failSystemHeapAfter(-1); }
-};
 
 } // namespace
 
@@ -113,43 +91,9 @@ TEST(CMemAllocator, StridesOfBothModes)
     EXPECT_EQ(plain.getMaxPooledSize(), 512u);
 }
 
-TEST(CMemAllocator, RequestSizesAtTheEdges)
-{
-    CMemAllocator allocator;
-    void* zero = allocator.malloc(0);
-    ASSERT_NE(zero, nullptr);
-    EXPECT_EQ(allocator.getBlockClass(zero), 0) << "0 bytes come from the 8-byte class";
-
-    void* largest = allocator.malloc(512);
-    ASSERT_NE(largest, nullptr);
-    const int largestClass = allocator.getBlockClass(largest);
-    ASSERT_GE(largestClass, 0) << "512 bytes are pooled";
-    EXPECT_EQ(allocator.getUsableSize(static_cast<unsigned int>(largestClass)), 512u)
-        << "served by the last class's usable size";
-    EXPECT_EQ(allocator.findClass(512), largestClass);
-    if (!IS_64_BIT) {
-        EXPECT_EQ(largestClass, 63);
-    }
-    std::memset(largest, 0x5A, 512);
-
-    void* large = allocator.malloc(513);
-    ASSERT_NE(large, nullptr);
-    EXPECT_EQ(allocator.getBlockClass(large), -1) << "513 bytes go to the system heap";
-    EXPECT_EQ(allocator.findClass(513), -1);
-    std::memset(large, 0xA5, 513);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(large) % (IS_64_BIT ? 16 : 4), 0u) << "prefix keeps alignment";
-
-    const std::string out = captureStdout([&] {
-        allocator.free(zero);
-        allocator.free(largest);
-        allocator.free(large);
-        allocator.free(nullptr);
-    });
-    EXPECT_EQ(out, "");
-    EXPECT_EQ(allocator.getFreeSlotCount(0), 1u);
-    EXPECT_EQ(allocator.getFreeSlotCount(static_cast<unsigned int>(largestClass)), 1u);
-}
-
+// Every request up to 512 bytes (0 included) comes from the first class that
+// fits it, larger ones from the system heap; all keep their contents and
+// go back without a word.
 TEST(CMemAllocator, EveryBlockIsAlignedAndFitsItsRequest)
 {
     CMemAllocator allocator;
@@ -160,6 +104,7 @@ TEST(CMemAllocator, EveryBlockIsAlignedAndFitsItsRequest)
         ASSERT_NE(p, nullptr);
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % alignment, 0u) << "size " << size;
         const int cls = allocator.getBlockClass(p);
+        EXPECT_EQ(allocator.findClass(size), cls) << "size " << size;
         if (size <= 512) {
             ASSERT_GE(cls, 0) << "size " << size;
             EXPECT_GE(allocator.getUsableSize(static_cast<unsigned int>(cls)), size);
@@ -171,12 +116,19 @@ TEST(CMemAllocator, EveryBlockIsAlignedAndFitsItsRequest)
         std::memset(p, static_cast<int>(size & 0xFF), size);
         blocks.push_back(p);
     }
-    for (unsigned int size = 0; size <= 600; ++size) {
-        const unsigned char* bytes = static_cast<const unsigned char*>(blocks[size]);
-        for (unsigned int i = 0; i < size; ++i)
-            ASSERT_EQ(bytes[i], size & 0xFF) << "block of " << size << " overwritten at " << i;
-        allocator.free(blocks[size]);
-    }
+    EXPECT_EQ(allocator.getUsableSize(static_cast<unsigned int>(allocator.findClass(512))), 512u)
+        << "the largest request fits the last class exactly";
+    const std::string out = captureStdout([&] {
+        for (unsigned int size = 0; size <= 600; ++size) {
+            const unsigned char* bytes = static_cast<const unsigned char*>(blocks[size]);
+            for (unsigned int i = 0; i < size; ++i)
+                ASSERT_EQ(bytes[i], size & 0xFF) << "block of " << size << " overwritten at " << i;
+            allocator.free(blocks[size]);
+        }
+        allocator.free(nullptr);
+    });
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(allocator.getFreeSlotCount(0), allocator.getUsableSize(0) + 1) << "one block per size from 0";
 }
 
 TEST(CMemAllocator, FreedSlotsAreReusedLastInFirstOut)

@@ -4,34 +4,24 @@
 #include <foundation/CMemory.h>
 #include <text/CString.h>
 
+#include "foundation/MemTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <regex>
 #include <string>
-#include <thread>
 #include <vector>
 
 using namespace Trell;
+using MemTest::captureStdout;
 
 namespace {
-
-template <class F>
-std::string captureStdout(F&& f)
-{
-    testing::internal::CaptureStdout();
-    f();
-    return testing::internal::GetCapturedStdout();
-}
 
 std::string hexAddress(const void* p)
 {
@@ -77,7 +67,7 @@ std::vector<std::string> splitReports(const std::string& text)
     return reports;
 }
 
-// The report's body: everything after its first line.
+// The report's body (everything after its header line) and its number.
 std::string bodyOf(const std::string& report)
 {
     std::smatch match;
@@ -100,6 +90,17 @@ std::uintptr_t* wordsOf(void* p)
 std::string tempPath(const char* name)
 {
     return testing::TempDir() + "ecs_memchecker_" + std::to_string(getpid()) + "_" + name;
+}
+
+std::string freeWarning(const void* p, const char* className, const char* what)
+{
+    return "[Warning][TrellEngine] Free(0x" + hexAddress(p) + ")" + className + ": " + what + "\n";
+}
+
+// Sizes of the random traffic: mostly pooled, a quarter from the system heap.
+unsigned int trafficSize(std::mt19937& random)
+{
+    return random() % 4 == 0 ? 513 + random() % 2000 : random() % 513;
 }
 
 // A checker of its own, over an allocator of its own in checking layout, so
@@ -167,8 +168,7 @@ TEST_F(CMemCheckerTest, LiveBlocksAreLinkedNewestFirstBehindGuardedHeaders)
 
 TEST_F(CMemCheckerTest, OverflowByOneByteIsReportedAndTheBlockStillFreed)
 {
-    const unsigned int id = m_checker.registClassName(u"CWidget");
-    unsigned char* named = static_cast<unsigned char*>(m_checker.malloc(10, id));
+    unsigned char* named = static_cast<unsigned char*>(m_checker.malloc(10, m_checker.registClassName(u"CWidget")));
     unsigned char* anonymous = static_cast<unsigned char*>(m_checker.malloc(20, 0));
     const unsigned int freeBefore = slotsFreeFor(10);
     named[10] = 'x';
@@ -177,8 +177,8 @@ TEST_F(CMemCheckerTest, OverflowByOneByteIsReportedAndTheBlockStillFreed)
         m_checker.free(named);
         m_checker.free(anonymous);
     });
-    EXPECT_EQ(out, "[Warning][TrellEngine] Free(0x" + hexAddress(named) + ")<CWidget>: Block was overflow!\n" +
-                       "[Warning][TrellEngine] Free(0x" + hexAddress(anonymous) + "): Block was overflow!\n");
+    EXPECT_EQ(out, freeWarning(named, "<CWidget>", "Block was overflow!") +
+                       freeWarning(anonymous, "", "Block was overflow!"));
     EXPECT_EQ(m_checker.getLiveBlockCount(), 0u);
     EXPECT_EQ(slotsFreeFor(10), freeBefore + 1) << "the overflowed block went back to its pool";
     EXPECT_EQ(m_checker.getInvalidFreeCount(), 2u);
@@ -190,42 +190,32 @@ TEST_F(CMemCheckerTest, OverflowByOneByteIsReportedAndTheBlockStillFreed)
               "All objects have been freed.\n");
 }
 
-TEST_F(CMemCheckerTest, SecondFreeIsRefusedAndNamesTheClass)
+// A second free and a pointer the checker never gave out: warned, counted,
+// and nothing is freed or written.
+TEST_F(CMemCheckerTest, SecondFreeAndForeignPointersAreRefused)
 {
-    const unsigned int id = m_checker.registClassName(u"CGadget");
-    void* named = m_checker.malloc(16, id);
+    void* named = m_checker.malloc(16, m_checker.registClassName(u"CGadget"));
     void* anonymous = m_checker.malloc(16, 0);
     void* keep = m_checker.malloc(16, 0);
     m_checker.free(named);
     m_checker.free(anonymous);
     const unsigned int freeAfterFirst = slotsFreeFor(16);
+    std::vector<unsigned char> foreign(256, 0);
+    const std::vector<unsigned char> copy = foreign;
     const std::string out = captureStdout([&] {
         m_checker.free(named);
         m_checker.free(anonymous);
+        m_checker.free(foreign.data() + 128);
     });
-    EXPECT_EQ(out, "[Warning][TrellEngine] Free(0x" + hexAddress(named) +
-                       ")<CGadget>: Invalid Pointer. Block had been freed before!\n" +
-                       "[Warning][TrellEngine] Free(0x" + hexAddress(anonymous) +
-                       "): Invalid Pointer. Block had been freed before!\n");
+    const char* twice = "Invalid Pointer. Block had been freed before!";
+    EXPECT_EQ(out, freeWarning(named, "<CGadget>", twice) + freeWarning(anonymous, "", twice) +
+                       freeWarning(foreign.data() + 128, "", "Invalid Pointer. Maybe Block had been freed or crashed!"));
     EXPECT_EQ(slotsFreeFor(16), freeAfterFirst) << "nothing freed twice";
-    EXPECT_EQ(m_checker.getInvalidFreeCount(), 2u);
+    EXPECT_EQ(foreign, copy);
+    EXPECT_EQ(m_checker.getInvalidFreeCount(), 3u);
     EXPECT_EQ(m_checker.getLiveBlockCount(), 1u);
     EXPECT_EQ(m_checker.checkHeap(), CMemChecker::HEAP_CLEAN);
     m_checker.free(keep);
-}
-
-TEST_F(CMemCheckerTest, ForeignPointerIsCountedAndNothingFreed)
-{
-    std::vector<unsigned char> foreign(256, 0);
-    const std::vector<unsigned char> copy = foreign;
-    void* live = m_checker.malloc(8, 0);
-    const std::string out = captureStdout([&] { m_checker.free(foreign.data() + 128); });
-    EXPECT_EQ(out, "[Warning][TrellEngine] Free(0x" + hexAddress(foreign.data() + 128) +
-                       "): Invalid Pointer. Maybe Block had been freed or crashed!\n");
-    EXPECT_EQ(foreign, copy);
-    EXPECT_EQ(m_checker.getInvalidFreeCount(), 1u);
-    EXPECT_EQ(m_checker.getLiveBlockCount(), 1u);
-    m_checker.free(live);
 }
 
 TEST_F(CMemCheckerTest, ClassNamesAreNumberedInOrderOfFirstRegistration)
@@ -253,10 +243,7 @@ TEST_F(CMemCheckerTest, ClassNamesAreNumberedInOrderOfFirstRegistration)
 TEST_F(CMemCheckerTest, FirstReportTruncatesLaterOnesAppend)
 {
     useReportFile("numbering.txt");
-    {
-        std::ofstream junk(m_strReportPath, std::ios::binary);
-        junk << "left over from an earlier run";
-    }
+    std::ofstream(m_strReportPath, std::ios::binary) << "left over from an earlier run";
     m_checker.generateMemReportFile();
     const std::string raw = readFile(m_strReportPath);
     ASSERT_GE(raw.size(), 2u);
@@ -323,17 +310,18 @@ TEST_F(CMemCheckerTest, ReportGoesToTheConsoleWithoutAFile)
 
 TEST_F(CMemCheckerTest, ReportPathIsCopiedAndBounded)
 {
-    char16_t path[CMemChecker::REPORT_PATH_LENGTH];
-    m_checker.setMemReportFile(CString(u"/tmp/a.txt"));
-    m_checker.getMemReportFile(path);
-    EXPECT_EQ(std::u16string(path), u"/tmp/a.txt");
-    m_checker.setMemReportFile(CString());
-    m_checker.getMemReportFile(path);
-    EXPECT_EQ(std::u16string(path), u"");
     const std::u16string longPath(400, u'x');
-    m_checker.setMemReportFile(CString(longPath.c_str()));
-    m_checker.getMemReportFile(path);
-    EXPECT_EQ(std::u16string(path), longPath.substr(0, CMemChecker::REPORT_PATH_LENGTH - 1));
+    const std::u16string rows[][2] = {
+        {u"/tmp/a.txt", u"/tmp/a.txt"},
+        {u"", u""},
+        {longPath, longPath.substr(0, CMemChecker::REPORT_PATH_LENGTH - 1)},
+    };
+    for (const auto& row : rows) {
+        char16_t path[CMemChecker::REPORT_PATH_LENGTH];
+        m_checker.setMemReportFile(CString(row[0].c_str()));
+        m_checker.getMemReportFile(path);
+        EXPECT_EQ(std::u16string(path), row[1]) << "input of " << row[0].size() << " units";
+    }
 }
 
 TEST_F(CMemCheckerTest, HeapCheckVerdicts)
@@ -370,58 +358,29 @@ TEST_F(CMemCheckerTest, HeapCheckVerdicts)
     newest[5] ^= 1;
     EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_CRASHED);
     m_checker.generateMemReportFile();
-    EXPECT_EQ(bodyOf(splitReports(reportText()).back()).find(
-                  "[Warning][TrellEngine] Heap was crashed! Please check this issue ASAP.\n"),
+    EXPECT_EQ(bodyOf(splitReports(reportText()).back())
+                  .find("[Warning][TrellEngine] Heap was crashed! Please check this issue ASAP.\n"),
               0u);
 
     middle[5] = savedSelf;
     newest[5] = savedNewest;
     EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_CLEAN);
-    const std::string out = captureStdout([&] {
-        for (unsigned char* p : blocks)
-            m_checker.free(p);
-    });
-    EXPECT_EQ(out, "");
+    EXPECT_EQ(captureStdout([&] {
+                  for (unsigned char* p : blocks)
+                      m_checker.free(p);
+              }),
+              "");
     EXPECT_EQ(m_checker.getLiveBlockCount(), 0u);
 }
 
 TEST_F(CMemCheckerTest, TwoThreadsOfRandomTrafficEndWithACleanHeap)
 {
-    constexpr int OPERATIONS = 1000000;
     const unsigned int ids[] = {m_checker.registClassName(u"CFirst"), m_checker.registClassName(u"CSecond"), 0};
-    std::atomic<int> corrupted{0};
-    auto worker = [&](unsigned int seed) {
-        std::mt19937 random(seed);
-        std::vector<std::pair<unsigned char*, unsigned int>> live;
-        for (int i = 0; i < OPERATIONS; ++i) {
-            if (live.empty() || (live.size() < 1000 && random() % 2 == 0)) {
-                const unsigned int size = random() % 4 == 0 ? 513 + random() % 2000 : random() % 513;
-                unsigned char* p = static_cast<unsigned char*>(m_checker.malloc(size, ids[random() % 3]));
-                if (!p) {
-                    corrupted.fetch_add(1);
-                    continue;
-                }
-                if (size)
-                    p[0] = p[size - 1] = static_cast<unsigned char>(seed);
-                live.emplace_back(p, size);
-            } else {
-                const std::size_t at = random() % live.size();
-                auto [p, size] = live[at];
-                if (size && (p[0] != static_cast<unsigned char>(seed) || p[size - 1] != p[0]))
-                    corrupted.fetch_add(1);
-                m_checker.free(p);
-                live[at] = live.back();
-                live.pop_back();
-            }
-        }
-        for (auto [p, size] : live)
-            m_checker.free(p);
-    };
-    std::thread first(worker, 5u);
-    std::thread second(worker, 77u);
-    first.join();
-    second.join();
-    EXPECT_EQ(corrupted.load(), 0);
+    EXPECT_EQ(MemTest::twoThreadsOfTraffic(
+                  1000000, 1000, trafficSize,
+                  [&](unsigned int size, std::mt19937& random) { return m_checker.malloc(size, ids[random() % 3]); },
+                  [&](void* p) { m_checker.free(p); }, 5u, 77u),
+              0);
     unsigned int errors = 99;
     EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_CLEAN);
     EXPECT_EQ(errors, 0u);
@@ -440,8 +399,7 @@ TEST(CMemCheckerWithoutAllocator, UsesTheSystemHeap)
     ASSERT_NE(p, nullptr);
     std::memset(p, 1, 1000);
     p[1000] = 0;
-    const std::string out = captureStdout([&] { checker.free(p); });
-    EXPECT_NE(out.find("Block was overflow!"), std::string::npos);
+    EXPECT_NE(captureStdout([&] { checker.free(p); }).find("Block was overflow!"), std::string::npos);
     EXPECT_EQ(checker.getLiveBlockCount(), 0u);
 }
 
@@ -496,43 +454,13 @@ TEST(CMemCheckingMode, TwoThreadsOfRandomTrafficEndWithACleanHeap)
     const unsigned int liveBefore = checker->getLiveBlockCount();
     manager->generateMemReportFile();
 
-    constexpr int OPERATIONS = 1000000;
     const unsigned int ids[] = {CMemory::registClassName(u"CTrafficSmall"), CMemory::registClassName(u"CTrafficLarge"),
                                 0};
-    std::atomic<int> corrupted{0};
-    auto worker = [&](unsigned int seed) {
-        std::mt19937 random(seed);
-        std::vector<std::pair<unsigned char*, unsigned int>> live;
-        for (int i = 0; i < OPERATIONS; ++i) {
-            if (live.empty() || (live.size() < 1000 && random() % 2 == 0)) {
-                const unsigned int size = random() % 4 == 0 ? 513 + random() % 2000 : random() % 513;
-                unsigned char* p = static_cast<unsigned char*>(CMemory::malloc(size, ids[random() % 3]));
-                if (!p) {
-                    corrupted.fetch_add(1);
-                    continue;
-                }
-                if (size)
-                    p[0] = p[size - 1] = static_cast<unsigned char>(seed);
-                live.emplace_back(p, size);
-            } else {
-                const std::size_t at = random() % live.size();
-                auto [p, size] = live[at];
-                if (size && (p[0] != static_cast<unsigned char>(seed) || p[size - 1] != p[0]))
-                    corrupted.fetch_add(1);
-                CMemory::free(p);
-                live[at] = live.back();
-                live.pop_back();
-            }
-        }
-        for (auto [p, size] : live)
-            CMemory::free(p);
-    };
-    std::thread first(worker, 17u);
-    std::thread second(worker, 4711u);
-    first.join();
-    second.join();
-    EXPECT_EQ(corrupted.load(), 0);
-
+    EXPECT_EQ(MemTest::twoThreadsOfTraffic(
+                  1000000, 1000, trafficSize,
+                  [&](unsigned int size, std::mt19937& random) { return CMemory::malloc(size, ids[random() % 3]); },
+                  [](void* p) { CMemory::free(p); }, 17u, 4711u),
+              0);
     unsigned int errors = 99;
     EXPECT_EQ(checker->checkHeap(&errors), CMemChecker::HEAP_CLEAN);
     EXPECT_EQ(errors, 0u);

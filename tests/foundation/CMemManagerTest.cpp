@@ -5,20 +5,18 @@
 #include <foundation/CObject.h>
 #include <foundation/IMemManagerListener.h>
 
-#include "foundation/MemTesting.h"
+#include "foundation/MemTestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cstdint>
 #include <cstring>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 using namespace Trell;
+using namespace MemTest;
 
 namespace {
 
@@ -43,28 +41,8 @@ bool objectFromStaticInitIsPooled()
 }
 const bool s_bStaticObjectPooled = objectFromStaticInitIsPooled();
 
-template <class F>
-std::string captureStdout(F&& f)
-{
-    testing::internal::CaptureStdout();
-    f();
-    return testing::internal::GetCapturedStdout();
-}
-
-std::size_t countOf(const std::string& text, const std::string& what)
-{
-    std::size_t count = 0;
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
-        ++count;
-    return count;
-}
-
-struct tagHookGuard
-{
-    ~tagHookGuard() { MemTesting::failSystemHeapAfter(-1); }
-};
-
-// Listener whose reaction to a failure is chosen by the test.
+// Listener whose reaction to a failure is chosen by the test. It is
+// installed for its lifetime, and disarms the heap hook when it goes.
 class CTestListener : public IMemManagerListener
 {
 public:
@@ -75,16 +53,23 @@ public:
         REACT_ALLOCATE_AGAIN, // allocate from inside the callback (still failing)
     };
 
-    explicit CTestListener(EReaction reaction) : m_eReaction(reaction) {}
+    explicit CTestListener(EReaction reaction) : m_eReaction(reaction)
+    {
+        CMemManager::getInstance()->setListener(this);
+    }
+    ~CTestListener() override
+    {
+        MemTesting::failSystemHeapAfter(-1);
+        CMemManager::getInstance()->setListener(nullptr);
+    }
 
     void onAllocateFailed() override
     {
         ++calls;
-        if (m_eReaction == REACT_HEAL) {
+        if (m_eReaction == REACT_HEAL)
             MemTesting::failSystemHeapAfter(-1);
-        } else if (m_eReaction == REACT_ALLOCATE_AGAIN) {
+        else if (m_eReaction == REACT_ALLOCATE_AGAIN)
             innerResult = CMemory::malloc(4096, 0);
-        }
     }
 
     int calls = 0;
@@ -92,21 +77,6 @@ public:
 
 private:
     EReaction m_eReaction;
-};
-
-// Installs a listener for the scope of a test and disarms the heap hook.
-class CListenerScope
-{
-public:
-    explicit CListenerScope(IMemManagerListener* listener)
-    {
-        CMemManager::getInstance()->setListener(listener);
-    }
-    ~CListenerScope()
-    {
-        MemTesting::failSystemHeapAfter(-1);
-        CMemManager::getInstance()->setListener(nullptr);
-    }
 };
 
 } // namespace
@@ -174,7 +144,6 @@ TEST(CMemManager, FreeOfNullOrForeignPointersFreesNothing)
 TEST(CMemManager, ListenerIsCalledOnceAndTheRequestRetried)
 {
     CTestListener listener(CTestListener::REACT_HEAL);
-    CListenerScope scope(&listener);
     MemTesting::failSystemHeapAfter(0);
     void* p = CMemory::malloc(4096, 0);
     EXPECT_EQ(listener.calls, 1);
@@ -186,7 +155,6 @@ TEST(CMemManager, ListenerIsCalledOnceAndTheRequestRetried)
 TEST(CMemManager, RetryThatFailsAgainYieldsNull)
 {
     CTestListener listener(CTestListener::REACT_NOTHING);
-    CListenerScope scope(&listener);
     MemTesting::failSystemHeapAfter(0);
     EXPECT_EQ(CMemory::malloc(4096, 0), nullptr);
     EXPECT_EQ(listener.calls, 1);
@@ -198,7 +166,6 @@ TEST(CMemManager, RetryThatFailsAgainYieldsNull)
 TEST(CMemManager, FailureInsideTheCallbackDoesNotCallItAgain)
 {
     CTestListener listener(CTestListener::REACT_ALLOCATE_AGAIN);
-    CListenerScope scope(&listener);
     MemTesting::failSystemHeapAfter(0);
     EXPECT_EQ(CMemory::malloc(4096, 0), nullptr);
     EXPECT_EQ(listener.calls, 1);
@@ -237,8 +204,7 @@ TEST(CMemManager, PoolExhaustionReachesTheListener)
     CTestListener listener(CTestListener::REACT_HEAL);
     void* p = nullptr;
     {
-        CListenerScope scope(&listener);
-        MemTesting::failSystemHeapAfter(0);
+            MemTesting::failSystemHeapAfter(0);
         const std::string out = captureStdout([&] { p = CMemory::malloc(456, 0); });
         EXPECT_EQ(out.find("[Warning][TrellEngine] Allocate memory pool block failed (size = "), 0u) << out;
     }
@@ -252,40 +218,9 @@ TEST(CMemManager, PoolExhaustionReachesTheListener)
 
 TEST(CMemManager, TwoThreadsKeepTheirBlocksApart)
 {
-    constexpr int OPERATIONS = 200000;
-    std::atomic<int> corrupted{0};
-    auto worker = [&](unsigned int seed) {
-        std::mt19937 random(seed);
-        std::vector<std::pair<unsigned char*, unsigned int>> live;
-        for (int i = 0; i < OPERATIONS; ++i) {
-            if (live.empty() || (live.size() < 500 && random() % 2 == 0)) {
-                const unsigned int size = random() % 700;
-                unsigned char* p = static_cast<unsigned char*>(CMemory::malloc(size, 0));
-                if (!p) {
-                    corrupted.fetch_add(1);
-                    continue;
-                }
-                std::memset(p, static_cast<int>(seed + size), size);
-                live.emplace_back(p, size);
-            } else {
-                const std::size_t at = random() % live.size();
-                auto [p, size] = live[at];
-                for (unsigned int b = 0; b < size; ++b)
-                    if (p[b] != static_cast<unsigned char>(seed + size)) {
-                        corrupted.fetch_add(1);
-                        break;
-                    }
-                CMemory::free(p);
-                live[at] = live.back();
-                live.pop_back();
-            }
-        }
-        for (auto [p, size] : live)
-            CMemory::free(p);
-    };
-    std::thread first(worker, 3u);
-    std::thread second(worker, 101u);
-    first.join();
-    second.join();
-    EXPECT_EQ(corrupted.load(), 0);
+    EXPECT_EQ(twoThreadsOfTraffic(
+                  200000, 500, [](std::mt19937& random) { return static_cast<unsigned int>(random() % 700); },
+                  [](unsigned int size, std::mt19937&) { return CMemory::malloc(size, 0); },
+                  [](void* p) { CMemory::free(p); }, 3u, 101u),
+              0);
 }

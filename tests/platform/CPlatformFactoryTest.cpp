@@ -51,36 +51,27 @@ protected:
 
 } // namespace
 
-TEST_F(CPlatformFactoryTest, CreateSurfaceWithoutFactoryIsNull)
-{
-    ASSERT_NE(CPlatformFactory::getInstance(), nullptr);
-    EXPECT_EQ(CPlatformFactory::getInstance()->createSurface(fakeDescriptor()), nullptr);
-}
-
 TEST_F(CPlatformFactoryTest, RegisteredFactoryCreatesForTheGivenSurface)
 {
-    int destroyed = 0;
-    CFakeFactory factory(&destroyed);
-    CPlatformFactory::getInstance()->registerFactory(&factory);
-    EXPECT_EQ(CPlatformFactory::getInstance()->createSurface(fakeDescriptor()), &factory.surface);
-    EXPECT_EQ(factory.lastSurface, fakeDescriptor());
-
-    CPlatformFactory::getInstance()->registerFactory(nullptr);
-    EXPECT_EQ(CPlatformFactory::getInstance()->createSurface(fakeDescriptor()), nullptr);
-    EXPECT_EQ(destroyed, 0);
-}
-
-TEST_F(CPlatformFactoryTest, ReplacingAFactoryDoesNotDeleteTheOldOne)
-{
+    ASSERT_NE(CPlatformFactory::getInstance(), nullptr);
+    EXPECT_EQ(CPlatformFactory::getInstance()->createSurface(fakeDescriptor()), nullptr) << "no factory yet";
     int destroyedA = 0;
     int destroyedB = 0;
     CFakeFactory a(&destroyedA);
     CFakeFactory b(&destroyedB);
     CPlatformFactory::getInstance()->registerFactory(&a);
+    EXPECT_EQ(CPlatformFactory::getInstance()->createSurface(fakeDescriptor()), &a.surface);
+    EXPECT_EQ(a.lastSurface, fakeDescriptor());
+
+    // Replacing a factory, or clearing it, deletes nothing.
+    a.lastSurface = nullptr;
     CPlatformFactory::getInstance()->registerFactory(&b);
     EXPECT_EQ(CPlatformFactory::getInstance()->createSurface(fakeDescriptor()), &b.surface);
-    EXPECT_EQ(a.lastSurface, nullptr);
-    EXPECT_EQ(destroyedA, 0);
+    EXPECT_EQ(a.lastSurface, nullptr) << "the old factory was asked";
+    CPlatformFactory::getInstance()->registerFactory(nullptr);
+    EXPECT_EQ(CPlatformFactory::getInstance()->createSurface(fakeDescriptor()), nullptr);
+    EXPECT_EQ(b.lastSurface, fakeDescriptor());
+    EXPECT_EQ(destroyedA + destroyedB, 0);
 }
 
 TEST_F(CPlatformFactoryTest, DeleteInstanceKeepsFactoryAndNextInstanceStartsEmpty)

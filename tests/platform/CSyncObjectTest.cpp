@@ -11,32 +11,18 @@
 
 using namespace Trell;
 
-TEST(CSyncObject, OwningThreadMayLockAgain)
+// The owner may lock again (directly or through CAutoSync); another thread
+// gets the lock only once every lock is released.
+TEST(CSyncObject, LockIsReentrantAndExcludesOthersUntilFullyReleased)
 {
     CReaper reaper("re-entrant lock");
     CSyncObject sync;
+    std::atomic<bool> bTaken{false};
     sync.lock();
     sync.lock();
     {
         CAutoSync nested(sync);
     }
-    sync.unlock();
-    sync.unlock();
-
-    // Fully released: another thread can take it.
-    std::thread other([&] {
-        CAutoSync hold(sync);
-    });
-    other.join();
-}
-
-TEST(CSyncObject, OtherThreadWaitsUntilEveryLockIsReleased)
-{
-    CReaper reaper("lock exclusion");
-    CSyncObject sync;
-    std::atomic<bool> bTaken{false};
-    sync.lock();
-    sync.lock();
     std::thread other([&] {
         CAutoSync hold(sync);
         bTaken = true;

@@ -49,12 +49,6 @@ std::string uniqueName(const char* pszTag)
            std::to_string(++s_iCounter);
 }
 
-CString toCString(const std::string& text)
-{
-    std::u16string wide(text.begin(), text.end());
-    return CString(wide.c_str());
-}
-
 pid_t spawnHelper(const std::vector<std::string>& args)
 {
     std::vector<char*> argv;
@@ -105,52 +99,28 @@ bool isThreadSleeping(long tid)
 
 } // namespace
 
-TEST(CWaitObject, NotifyBeforeWaitIsRemembered)
+// Each row leaves an unnamed event unsignalled: a wait on it then lasts its
+// whole timeout. A wait that blocks for good is caught by the reaper.
+TEST(CWaitObject, ConsumedOrClearedSignalLeavesTheEventUnsignalled)
 {
-    CReaper reaper("notify before wait");
-    CWaitObject event(STRING_NULL);
-    event.notify();
-    event.wait(0); // returns at once; the reaper fails the test otherwise
-    EXPECT_TRUE(waitTimesOut(event, 50)) << "the wait did not reset the event";
-}
-
-TEST(CWaitObject, TwoNotifiesCountAsOne)
-{
-    CReaper reaper("two notifies");
-    CWaitObject event(STRING_NULL);
-    event.notify();
-    event.notify();
-    event.wait(0);
-    EXPECT_TRUE(waitTimesOut(event, 50));
-}
-
-TEST(CWaitObject, ForceWaitZeroPollsAndResets)
-{
-    CReaper reaper("force wait 0");
-    CWaitObject event(STRING_NULL);
-    event.forceWait(0); // nothing pending: must not block
-    event.notify();
-    event.forceWait(0); // consumes the pending signal
-    EXPECT_TRUE(waitTimesOut(event, 50));
-}
-
-TEST(CWaitObject, TimedWaitEndsAndLeavesEventClear)
-{
-    CReaper reaper("timed wait");
-    CWaitObject event(STRING_NULL);
-    EXPECT_TRUE(waitTimesOut(event, 30));
-    event.wait(30);
-    event.notify();
-    event.wait(1000);
-    EXPECT_TRUE(waitTimesOut(event, 30));
-}
-
-TEST(CWaitObject, ResetClearsAPendingSignal)
-{
-    CWaitObject event(STRING_NULL);
-    event.notify();
-    event.reset();
-    EXPECT_TRUE(waitTimesOut(event, 50));
+    CReaper reaper("pending signals");
+    struct
+    {
+        const char* pszWhat;
+        void (*steps)(CWaitObject&);
+    } const rows[] = {
+        {"a fresh event", [](CWaitObject&) {}},
+        {"a notify before the wait is remembered, two count as one",
+         [](CWaitObject& e) { e.notify(), e.notify(), e.wait(0); }},
+        {"forceWait(0) polls without blocking and consumes", [](CWaitObject& e) { e.forceWait(0), e.notify(), e.forceWait(0); }},
+        {"a timed wait ends; a signalled wait resets", [](CWaitObject& e) { e.wait(30), e.notify(), e.wait(1000); }},
+        {"reset clears a pending signal", [](CWaitObject& e) { e.notify(), e.reset(); }},
+    };
+    for (const auto& row : rows) {
+        CWaitObject event(STRING_NULL);
+        row.steps(event);
+        EXPECT_TRUE(waitTimesOut(event, 50)) << row.pszWhat;
+    }
 }
 
 TEST(CWaitObject, WaitZeroBlocksUntilNotified)
@@ -289,32 +259,26 @@ TEST(CWaitObject, ProcessesOpeningOneNameAtOnceShareOneEvent)
     EXPECT_FALSE(shmObjectExists(go));
 }
 
-TEST(CWaitObject, NamedEventSurvivesAnotherProcessClosingIt)
+// Another process opens the event, signals it and closes it: our handle
+// keeps the event and its signal. Remains of a creator that died (a shared
+// object created and sized but never initialised) are replaced.
+TEST(CWaitObject, NamedEventKeepsASignalFromAProcessThatClosedIt)
 {
     CReaper reaper("close by another process", std::chrono::seconds(120));
-    const std::string name = uniqueName("keep");
-    CWaitObject event(toCString(name));
-    // The helper opens, signals and closes; our handle keeps the event alive.
-    pid_t pid = spawnHelper({"signal", name});
-    ASSERT_GT(pid, 0);
-    EXPECT_EQ(exitCodeOf(pid), 0);
-    EXPECT_TRUE(shmObjectExists(name));
-    event.wait(0); // the remembered signal
-}
-
-TEST(CWaitObject, NamedEventReplacesTheRemainsOfACreatorThatDied)
-{
-    CReaper reaper("stale shared object", std::chrono::seconds(120));
-    const std::string name = uniqueName("stale");
-    // A shared object that was created and sized but never initialised.
-    int fd = shm_open(("/trell.evt." + name).c_str(), O_RDWR | O_CREAT | O_EXCL, 0666);
-    ASSERT_GE(fd, 0);
-    ASSERT_EQ(ftruncate(fd, 4096), 0);
-    close(fd);
-
-    CWaitObject event(toCString(name));
-    pid_t pid = spawnHelper({"signal", name});
-    ASSERT_GT(pid, 0);
-    EXPECT_EQ(exitCodeOf(pid), 0);
-    event.wait(0); // woken by the other process through a fresh shared object
+    for (const bool bStale : {false, true}) {
+        SCOPED_TRACE(bStale ? "over stale remains" : "fresh");
+        const std::string name = uniqueName(bStale ? "stale" : "keep");
+        if (bStale) {
+            int fd = shm_open(("/trell.evt." + name).c_str(), O_RDWR | O_CREAT | O_EXCL, 0666);
+            ASSERT_GE(fd, 0);
+            ASSERT_EQ(ftruncate(fd, 4096), 0);
+            close(fd);
+        }
+        CWaitObject event(toCString(name));
+        pid_t pid = spawnHelper({"signal", name});
+        ASSERT_GT(pid, 0);
+        EXPECT_EQ(exitCodeOf(pid), 0);
+        EXPECT_TRUE(shmObjectExists(name));
+        event.wait(0); // the remembered signal
+    }
 }

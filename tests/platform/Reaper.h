@@ -4,6 +4,8 @@
 // generous deadline, so that a wait that never returns fails instead of
 // hanging the run.
 
+#include <text/CString.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -59,4 +61,11 @@ bool waitUntil(TCondition condition, std::chrono::seconds deadline = std::chrono
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+// Library text of an ASCII string.
+inline Trell::CString toCString(const std::string& text)
+{
+    const std::u16string wide(text.begin(), text.end());
+    return Trell::CString(wide.c_str());
 }

@@ -18,14 +18,6 @@ using namespace Trell;
 
 namespace {
 
-std::string narrow(const CString& text)
-{
-    std::string out;
-    for (unsigned int i = 0; i < text.length(); ++i)
-        out += static_cast<char>(text.buffer()[i]);
-    return out;
-}
-
 // Found paths relative to the temporary folder, sorted (listing order is the
 // system's).
 std::vector<std::string> relative(const CTempFolder& temp, CDataList<CString>& found)

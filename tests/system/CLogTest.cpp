@@ -55,7 +55,9 @@ struct tagEntry
     std::u16string level;
     std::u16string category;
     std::u16string message;
+    bool operator==(const tagEntry&) const = default;
 };
+using Entries = std::vector<tagEntry>;
 
 class CRecordingOuter : public ILogOuter
 {
@@ -83,9 +85,7 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_temp.isValid());
-        CLog::unInitialize();
-        CLog::setLogOuter(nullptr);
-        CConfigParser::deleteInstance();
+        TearDown();
     }
     void TearDown() override
     {
@@ -131,10 +131,6 @@ TEST_F(LogTest, NewFileStartsWithMarkAndHoldsUtf16Lines)
                                        u"[Warning][TrellStudio] Caf\u00e9 \u4e2d\r\n"
                                        u"[Info][TrellBuild] built\r\n"
                                        u"[Info][Custom] free category\r\n"));
-}
-
-TEST_F(LogTest, CategoryConstants)
-{
     EXPECT_EQ(str(CLogEngine::STR_TRELL_ENGINE), u"TrellEngine");
     EXPECT_EQ(str(CLogStudio::STR_TRELL_STUDIO), u"TrellStudio");
     EXPECT_EQ(str(CLogBuild::STR_TRELL_BUILD), u"TrellBuild");
@@ -182,35 +178,35 @@ TEST_F(LogTest, LimitOf10240OrEmptyPathMeansNoFile)
         EXPECT_EQ(entry.path().filename(), "config.xml");
 }
 
-TEST_F(LogTest, LimitOf10241OpensTheFile)
+TEST_F(LogTest, ExistingFileIsKeptUpToTheLimitAndTruncatedOverIt)
 {
-    start(10241);
-    EXPECT_TRUE(CLogProbe::hasFile());
-    EXPECT_EQ(logFile(), BOM);
-}
-
-TEST_F(LogTest, FileOfExactlyTheLimitIsKeptAndAppended)
-{
-    const std::string old = BOM + std::string(10241 - 2, 'x');
-    m_temp.writeFile("log/test.log", old);
-    start(10241);
-    CLogEngine::error2(u"e");
-    EXPECT_EQ(logFile(), old + utf16le(u"[Error][TrellEngine] e\r\n"));
-}
-
-TEST_F(LogTest, FileOneByteOverTheLimitIsTruncatedAtStart)
-{
-    m_temp.writeFile("log/test.log", BOM + std::string(10242 - 2, 'x'));
-    start(10241);
-    CLogEngine::error2(u"e");
-    EXPECT_EQ(logFile(), BOM + utf16le(u"[Error][TrellEngine] e\r\n"));
-}
-
-TEST_F(LogTest, ExistingEmptyFileGetsTheMark)
-{
-    m_temp.writeFile("log/test.log", "");
-    start(20000);
-    EXPECT_EQ(logFile(), BOM);
+    struct tagCase
+    {
+        const char* name;
+        bool bExists;
+        std::string strOld;
+        unsigned int uiLimit;
+        std::string strKept;
+    };
+    const std::string atLimit = BOM + std::string(10241 - 2, 'x');
+    const tagCase cases[] = {
+        {"no file, limit 10241 opens it", false, "", 10241, BOM},
+        {"empty file gets the mark", true, "", 20000, BOM},
+        {"file of exactly the limit is appended", true, atLimit, 10241, atLimit},
+        {"file one byte over is truncated", true, atLimit + "x", 10241, BOM},
+    };
+    for (const tagCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        CLog::unInitialize();
+        fs::remove(m_temp.native("log/test.log"));
+        if (c.bExists)
+            m_temp.writeFile("log/test.log", c.strOld);
+        start(c.uiLimit);
+        EXPECT_TRUE(CLogProbe::hasFile());
+        EXPECT_EQ(logFile(), c.strKept);
+        CLogEngine::error2(u"e");
+        EXPECT_EQ(logFile(), c.strKept + utf16le(u"[Error][TrellEngine] e\r\n"));
+    }
 }
 
 TEST_F(LogTest, FileMayOutgrowTheLimitDuringARun)
@@ -234,13 +230,10 @@ TEST_F(LogTest, UnopenableFileDisablesTheFileButNotTheSink)
     start(20000);
     EXPECT_FALSE(CLogProbe::hasFile());
     // The failed open is itself reported, as every failed file open is.
-    ASSERT_EQ(outer.entries().size(), 1u);
-    EXPECT_EQ(outer.entries()[0].level, u"Warning");
-    EXPECT_EQ(outer.entries()[0].message,
-              u"Maybe administrator or root authority is required to run this program.");
     CLogEngine::error2(u"still delivered");
-    ASSERT_EQ(outer.entries().size(), 2u);
-    EXPECT_EQ(outer.entries()[1].message, u"still delivered");
+    EXPECT_EQ(outer.entries(),
+              (Entries{{u"Warning", u"TrellEngine", u"Maybe administrator or root authority is required to run this program."},
+                       {u"Error", u"TrellEngine", u"still delivered"}}));
 }
 
 TEST_F(LogTest, UnInitializeStopsTheFileButNotTheSink)
@@ -278,11 +271,9 @@ TEST_F(LogTest, DefaultLevelsWriteAllButDebug)
     CLogEngine::error2(u"e");
     CLogEngine::debug2(u"d");
     CLog::debug2(u"X", u"d");
-    const std::vector<tagEntry> entries = outer.entries();
-    ASSERT_EQ(entries.size(), 3u);
-    EXPECT_EQ(entries[0].level, u"Info");
-    EXPECT_EQ(entries[1].level, u"Warning");
-    EXPECT_EQ(entries[2].level, u"Error");
+    EXPECT_EQ(outer.entries(), (Entries{{u"Info", u"TrellEngine", u"i"},
+                                        {u"Warning", u"TrellEngine", u"w"},
+                                        {u"Error", u"TrellEngine", u"e"}}));
 }
 
 TEST_F(LogTest, SwitchedOffLevelsReachNoOutput)
@@ -361,20 +352,14 @@ TEST_F(LogTest, SinkReceivesEveryWrittenEntryAsSeparateTexts)
     start(20000);
     CLogStudio::info(CString(u"hello world"));
     CLogProbe::writeLog(u"Custom", u"Cat", u"m%d");
-    const std::vector<tagEntry> entries = outer.entries();
-    ASSERT_EQ(entries.size(), 3u);
-    EXPECT_EQ(entries[0].level, u"Error");
-    EXPECT_EQ(entries[0].category, u"TrellEngine");
-    EXPECT_EQ(entries[0].message, u"no file yet");
-    EXPECT_EQ(entries[1].level, u"Info");
-    EXPECT_EQ(entries[1].category, u"TrellStudio");
-    EXPECT_EQ(entries[1].message, u"hello world");
-    EXPECT_EQ(entries[2].level, u"Custom");
-    EXPECT_EQ(entries[2].message, u"m%d");
+    const Entries expected = {{u"Error", u"TrellEngine", u"no file yet"},
+                              {u"Info", u"TrellStudio", u"hello world"},
+                              {u"Custom", u"Cat", u"m%d"}};
+    EXPECT_EQ(outer.entries(), expected);
 
     CLog::setLogOuter(nullptr);
     CLogEngine::error2(u"unseen");
-    EXPECT_EQ(outer.entries().size(), 3u);
+    EXPECT_EQ(outer.entries(), expected);
 }
 
 namespace {

@@ -1,6 +1,8 @@
 #include <system/CPath.h>
 #include <text/CString.h>
 
+#include "TempFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -8,14 +10,6 @@
 using namespace Trell;
 
 namespace {
-
-std::string narrow(const CString& text)
-{
-    std::string out;
-    for (unsigned int i = 0; i < text.length(); ++i)
-        out += static_cast<char>(text.buffer()[i]);
-    return out;
-}
 
 struct tagCase
 {
@@ -80,34 +74,33 @@ TEST(CPath, StartIndexes)
     EXPECT_EQ(CPath::getFileExternStartIndex(CString(u"file")), 0u);
 }
 
+// Both take a path and a new part; the rows name which one.
 TEST(CPath, ChangeExtensionAndTitle)
 {
     struct
     {
+        CString (*rule)(const CString&, const CString&);
         const char16_t* path;
-        const char16_t* ext;
+        const char16_t* part;
         const char16_t* expected;
-    } const externs[] = {
-        {u"a/b.txt", u"", u"a/b"},       {u"a/b", u"xml", u"a/b.xml"},  {u"a/b.txt", u"xml", u"a/b.xml"},
-        {u"a.d/b", u"xml", u"a.d/b.xml"}, {u"a/b", u"", u"a/b"},         {u"", u"xml", u""},
-        {u"x.tar.gz", u"bz2", u"x.tar.bz2"},
+    } const rows[] = {
+        {&CPath::changeFileExtern, u"a/b.txt", u"", u"a/b"},
+        {&CPath::changeFileExtern, u"a/b", u"xml", u"a/b.xml"},
+        {&CPath::changeFileExtern, u"a/b.txt", u"xml", u"a/b.xml"},
+        {&CPath::changeFileExtern, u"a.d/b", u"xml", u"a.d/b.xml"},
+        {&CPath::changeFileExtern, u"a/b", u"", u"a/b"},
+        {&CPath::changeFileExtern, u"", u"xml", u""},
+        {&CPath::changeFileExtern, u"x.tar.gz", u"bz2", u"x.tar.bz2"},
+        {&CPath::changeFileTitle, u"a/b.txt", u"c", u"a/c.txt"},
+        {&CPath::changeFileTitle, u"a\\b", u"c", u"a\\c"},
+        {&CPath::changeFileTitle, u"b.tar.gz", u"x", u"x.gz"},
+        {&CPath::changeFileTitle, u"a.d/b", u"c", u"a.d/c"},
+        {&CPath::changeFileTitle, u"", u"c", u""},
     };
-    for (const auto& c : externs) {
-        EXPECT_TRUE(CPath::changeFileExtern(CString(c.path), CString(c.ext)) == c.expected)
-            << narrow(CString(c.path)) << " + " << narrow(CString(c.ext));
-    }
-    struct
-    {
-        const char16_t* path;
-        const char16_t* title;
-        const char16_t* expected;
-    } const titles[] = {
-        {u"a/b.txt", u"c", u"a/c.txt"}, {u"a\\b", u"c", u"a\\c"}, {u"b.tar.gz", u"x", u"x.gz"},
-        {u"a.d/b", u"c", u"a.d/c"},     {u"", u"c", u""},
-    };
-    for (const auto& c : titles) {
-        EXPECT_TRUE(CPath::changeFileTitle(CString(c.path), CString(c.title)) == c.expected)
-            << narrow(CString(c.path)) << " + " << narrow(CString(c.title));
+    for (const auto& row : rows) {
+        EXPECT_TRUE(row.rule(CString(row.path), CString(row.part)) == row.expected)
+            << (row.rule == &CPath::changeFileExtern ? "extern " : "title ") << narrow(CString(row.path)) << " + "
+            << narrow(CString(row.part));
     }
 }
 

@@ -79,3 +79,13 @@ public:
 private:
     std::string m_strPath;
 };
+
+// Library text as a byte string, one byte per unit (for messages and
+// comparisons of ASCII text).
+inline std::string narrow(const Trell::CString& text)
+{
+    std::string out;
+    for (unsigned int i = 0; i < text.length(); ++i)
+        out += static_cast<char>(text.buffer()[i]);
+    return out;
+}

@@ -152,128 +152,92 @@ TEST(CStringConverterFormat, MatchesSnprintfOnRandomNumericConversions)
 {
     std::mt19937_64 rng(0x5EED);
     auto pick = [&rng](int n) { return static_cast<int>(rng() % static_cast<unsigned long long>(n)); };
-    const char conversions[] = "diouxXceEfFgGaA%";
+    const std::string conversions = "diouxXceEfFgGaA%";
     int checked = 0;
     for (int round = 0; round < 12000; ++round) {
-        const char conv = conversions[pick(static_cast<int>(sizeof(conversions) - 1))];
+        const char conv = conversions[pick(int(conversions.size()))];
         const bool isInt = std::string("diouxX").find(conv) != std::string::npos;
         const bool isFloat = std::string("eEfFgGaA").find(conv) != std::string::npos;
         std::string spec = std::string(pick(3) == 0 ? "<" : "") + "%";
+        int stars = 0; // 1: width, 2: precision, 3: both
+        int widthArg = pick(41) - 20;
+        int precisionArg = pick(30) - 5;
         if (conv != '%') {
-            const int flagCount = pick(4);
-            for (int i = 0; i < flagCount; ++i) {
+            for (int i = pick(4); i > 0; --i) {
                 const char flag = "-+ #0"[pick(5)];
-                if (flag == '#' && !(isFloat || conv == 'o' || conv == 'x' || conv == 'X')) {
-                    continue;
-                }
-                if (flag == '0' && conv == 'c') {
-                    continue;
-                }
-                if ((flag == '+' || flag == ' ') && conv == 'c') {
-                    continue;
-                }
-                spec.push_back(flag);
+                // Only combinations whose meaning the C standard defines.
+                const bool undefined = (flag == '#' && !(isFloat || conv == 'o' || conv == 'x' || conv == 'X')) ||
+                                       (conv == 'c' && (flag == '0' || flag == '+' || flag == ' '));
+                if (!undefined)
+                    spec.push_back(flag);
             }
-        }
-        int stars = 0;
-        int widthArg = 0;
-        int precisionArg = 0;
-        if (conv != '%') {
             const int widthKind = pick(3);
-            if (widthKind == 1) {
+            if (widthKind == 1)
                 spec += std::to_string(pick(25));
-            } else if (widthKind == 2) {
-                spec += "*";
-                widthArg = pick(41) - 20;
-                ++stars;
-            }
-            if (conv != 'c') {
-                const int precisionKind = pick(4);
-                if (precisionKind == 1) {
-                    spec += ".";
-                } else if (precisionKind == 2) {
-                    spec += "." + std::to_string(pick(isFloat ? 30 : 25));
-                } else if (precisionKind == 3) {
-                    spec += ".*";
-                    precisionArg = pick(30) - 5;
-                    stars += 2; // 2: only precision, 3: both
-                }
-            }
+            else if (widthKind == 2)
+                spec += "*", stars += 1;
+            const int precisionKind = conv == 'c' ? 0 : pick(4);
+            if (precisionKind == 1)
+                spec += ".";
+            else if (precisionKind == 2)
+                spec += "." + std::to_string(pick(isFloat ? 30 : 25));
+            else if (precisionKind == 3)
+                spec += ".*", stars += 2;
         }
         // Length modifier and the matching argument.
-        int lengthKind = 0;
-        if (isInt) {
-            lengthKind = pick(8);
-            const char* modifiers[] = {"", "hh", "h", "l", "ll", "j", "z", "t"};
-            spec += modifiers[lengthKind];
-        } else if (isFloat) {
-            lengthKind = pick(3);
-            spec += lengthKind == 1 ? "l" : (lengthKind == 2 ? "L" : "");
-        }
+        const char* intModifiers[] = {"", "hh", "h", "l", "ll", "j", "z", "t"};
+        const char* floatModifiers[] = {"", "l", "L"};
+        const int lengthKind = isInt ? pick(8) : (isFloat ? pick(3) : 0);
+        spec += isInt ? intModifiers[lengthKind] : (isFloat ? floatModifiers[lengthKind] : "");
         spec.push_back(conv);
         spec += pick(2) ? ">" : "";
 
         auto run = [&](auto value) {
-            if (stars == 0) {
+            if (stars == 0)
                 expectSameAsSnprintf(spec, value);
-            } else if (stars == 1) {
+            else if (stars == 1)
                 expectSameAsSnprintf(spec, widthArg, value);
-            } else if (stars == 2) {
+            else if (stars == 2)
                 expectSameAsSnprintf(spec, precisionArg, value);
-            } else {
+            else
                 expectSameAsSnprintf(spec, widthArg, precisionArg, value);
-            }
         };
         const unsigned long long bits = rng();
-        const int magnitude = pick(4);
         // Small, medium and full-range values, so that zero, one digit and
         // the extremes all occur.
+        const int magnitude = pick(4);
         const unsigned long long raw = magnitude == 0 ? bits % 3 : (magnitude == 1 ? bits % 1000 : bits);
         const bool negative = pick(2) == 1;
+        const long long s = negative ? -static_cast<long long>(raw >> 1) : static_cast<long long>(raw >> 1);
         if (conv == '%') {
             expectSameAsSnprintf(spec);
         } else if (conv == 'c') {
             run(static_cast<int>(1 + bits % 255));
         } else if (isInt) {
-            const long long s = negative ? -static_cast<long long>(raw >> 1) : static_cast<long long>(raw >> 1);
             switch (lengthKind) {
-            case 0:
-            case 1:
-            case 2: run(static_cast<int>(s)); break;
             case 3: run(static_cast<long>(s)); break;
             case 4: run(static_cast<long long>(s)); break;
             case 5: run(static_cast<intmax_t>(s)); break;
             case 6: run(static_cast<std::size_t>(raw)); break;
-            default: run(static_cast<std::ptrdiff_t>(s)); break;
+            case 7: run(static_cast<std::ptrdiff_t>(s)); break;
+            default: run(static_cast<int>(s)); break;
             }
         } else {
-            double v;
             const int shape = pick(8);
-            if (shape == 0) {
-                v = 0.0;
-            } else if (shape == 1) {
-                v = static_cast<double>(bits % 100000) / 100.0; // round-ish decimals
-            } else if (shape == 2) {
-                v = std::ldexp(static_cast<double>(bits >> 11), pick(200) - 150);
-            } else if (shape == 3) {
-                v = pick(3) == 0 ? INFINITY : (pick(2) ? NAN : 0.5);
-            } else if (shape == 4) {
-                v = 0.5 + static_cast<double>(pick(20)); // ties
-            } else {
-                v = static_cast<double>(bits % 1000000) * std::pow(10.0, pick(30) - 15);
-            }
-            if (negative) {
-                v = -v;
-            }
-            if (lengthKind == 2) {
+            const double shapes[] = {0.0,
+                                     static_cast<double>(bits % 100000) / 100.0, // round-ish decimals
+                                     std::ldexp(static_cast<double>(bits >> 11), pick(200) - 150),
+                                     pick(3) == 0 ? INFINITY : (pick(2) ? NAN : 0.5),
+                                     0.5 + static_cast<double>(pick(20)), // ties
+                                     static_cast<double>(bits % 1000000) * std::pow(10.0, pick(30) - 15)};
+            const double v = (negative ? -1 : 1) * shapes[shape < 5 ? shape : 5];
+            if (lengthKind == 2)
                 run(static_cast<long double>(v));
-            } else {
+            else
                 run(v);
-            }
         }
-        if (testing::Test::HasFatalFailure()) {
+        if (testing::Test::HasFatalFailure())
             return;
-        }
         ++checked;
     }
     EXPECT_GE(checked, 10000);

@@ -172,28 +172,30 @@ TEST(CStringCore, CopyRoutinesHandleNullAndCounts)
     EXPECT_EQ(std::u16string(dst), u"abcd");
 }
 
-TEST(CStringCore, StrcmpNullEqualsEmpty)
+TEST(CStringCore, StrcmpOrdersNullPrefixesAndUnsignedUnits)
 {
-    EXPECT_EQ(CStringCore::strcmp(nullptr, nullptr), 0);
-    EXPECT_EQ(CStringCore::strcmp(nullptr, u""), 0);
-    EXPECT_EQ(CStringCore::strcmp(u"", nullptr), 0);
-    EXPECT_EQ(CStringCore::strcmp(nullptr, u"a"), -1);
-    EXPECT_EQ(CStringCore::strcmp(u"a", nullptr), 1);
-    EXPECT_EQ(CStringCore::strcmpIC(nullptr, u""), 0);
-    EXPECT_EQ(CStringCore::strcmpIC(u"A", nullptr), 1);
-    EXPECT_EQ(CStringCore::strcmpIC(nullptr, u"A"), -1);
-}
-
-TEST(CStringCore, StrcmpOrdersUnsignedUnitsAndPrefixes)
-{
-    EXPECT_EQ(CStringCore::strcmp(u"ab", u"abc"), -1);
-    EXPECT_EQ(CStringCore::strcmp(u"abc", u"ab"), 1);
-    EXPECT_EQ(CStringCore::strcmp(u"abc", u"abc"), 0);
-    EXPECT_EQ(CStringCore::strcmp(u"\xFFFF", u"a"), 1); // unsigned
-    EXPECT_EQ(CStringCore::strcmp(u"a", u"\x8000"), -1);
-    // Results are -1/0/1 even when the units are far apart.
-    EXPECT_EQ(CStringCore::strcmp(u"\xFFFF", u"\x0001"), 1);
-    EXPECT_EQ(CStringCore::strcmp(u"\x0001", u"\xFFFF"), -1);
+    struct tagCase
+    {
+        const char16_t* a;
+        const char16_t* b;
+        int exact;
+        int folded;
+    };
+    const tagCase cases[] = {
+        {nullptr, nullptr, 0, 0}, {nullptr, u"", 0, 0}, {u"", nullptr, 0, 0}, // null equals empty
+        {nullptr, u"a", -1, -1}, {u"a", nullptr, 1, 1}, {nullptr, u"A", -1, -1}, {u"A", nullptr, 1, 1},
+        {u"ab", u"abc", -1, -1}, {u"abc", u"ab", 1, 1}, {u"abc", u"abc", 0, 0},
+        {u"\xFFFF", u"a", 1, 1}, {u"a", u"\x8000", -1, -1}, // unsigned
+        {u"\xFFFF", u"\x0001", 1, 1}, {u"\x0001", u"\xFFFF", -1, -1}, // -1/0/1 even when far apart
+        {u"ABC", u"abc", -1, 0},
+        {u"A", u"_", -1, 1}, // 'A' folds to 'a' (0x61), which sorts after '_' (0x5F)
+    };
+    for (const tagCase& c : cases) {
+        SCOPED_TRACE(testing::Message() << (c.a ? std::u16string(c.a).size() : 99u) << " vs "
+                                        << (c.b ? std::u16string(c.b).size() : 99u));
+        EXPECT_EQ(CStringCore::strcmp(c.a, c.b), c.exact);
+        EXPECT_EQ(CStringCore::strcmpIC(c.a, c.b), c.folded);
+    }
 
     // Long texts that differ late, at every offset, so the block compare is
     // exercised across its boundaries.
@@ -221,11 +223,7 @@ TEST(CStringCore, StrcmpMatchesReferenceOnRandomTexts)
 
 TEST(CStringCore, CaseInsensitiveComparisonsFoldOnlyAsciiLetters)
 {
-    EXPECT_EQ(CStringCore::strcmpIC(u"ABC", u"abc"), 0);
     EXPECT_NE(CStringCore::strcmpIC(u"\x00C9", u"\x00E9"), 0); // É vs é
-    // 'A' folds to 'a' (0x61), which sorts after '_' (0x5F).
-    EXPECT_EQ(CStringCore::strcmp(u"A", u"_"), -1);
-    EXPECT_EQ(CStringCore::strcmpIC(u"A", u"_"), 1);
     // '@' and '[' sit next to the letters and are not folded.
     EXPECT_NE(CStringCore::strcmpIC(u"@", u"`"), 0);
     EXPECT_NE(CStringCore::strcmpIC(u"[", u"{"), 0);
@@ -233,9 +231,6 @@ TEST(CStringCore, CaseInsensitiveComparisonsFoldOnlyAsciiLetters)
     EXPECT_FALSE(CStringCore::strncmpIC(u"\x00C9", u"\x00E9", 1));
     EXPECT_EQ(CStringCore::strrcmpIC(u"xABC", 4, u"abc", 3), 1);
     EXPECT_EQ(CStringCore::strrcmpIC(u"ABC", 3, u"abc", 3), 0);
-    EXPECT_TRUE(CStringCore::strstartIC(u"Hello", u"hE"));
-    EXPECT_TRUE(CStringCore::strendIC(u"Hello", u"LLO"));
-    EXPECT_FALSE(CStringCore::strendIC(u"\x00C9", u"\x00E9"));
 }
 
 TEST(CStringCore, StrncmpComparesExactlyCountUnits)
@@ -287,20 +282,24 @@ TEST(CStringCore, StrrcmpMatchesReversedCompareOnRandomTexts)
 
 TEST(CStringCore, SearchesRejectNullEmptyAndLongPatterns)
 {
-    EXPECT_EQ(CStringCore::strstr(u"abc", u""), -1);
-    EXPECT_EQ(CStringCore::strstr(u"", u"a"), -1);
-    EXPECT_EQ(CStringCore::strstr(nullptr, u"a"), -1);
-    EXPECT_EQ(CStringCore::strstr(u"a", nullptr), -1);
-    EXPECT_EQ(CStringCore::strstr(u"ab", u"abc"), -1);
-    EXPECT_EQ(CStringCore::strstr_last(u"ab", u"abc"), -1);
-    EXPECT_EQ(CStringCore::strstr_last(u"abc", u""), -1);
-    EXPECT_EQ(CStringCore::strstr(u"abab", u"ab"), 0);
-    EXPECT_EQ(CStringCore::strstr(u"xabab", u"ab"), 1);
-    EXPECT_EQ(CStringCore::strstr(u"abc", u"c"), 2);
-    EXPECT_EQ(CStringCore::strstr(u"abc", u"abc"), 0);
-    EXPECT_EQ(CStringCore::strstr_last(u"abab", u"ab"), 2);
-    EXPECT_EQ(CStringCore::strstr_last(u"aaa", u"aa"), 1);
-    EXPECT_EQ(CStringCore::strstr_last(u"abc", u"a"), 0);
+    struct tagCase
+    {
+        const char16_t* text;
+        const char16_t* part;
+        int first;
+        int last;
+    };
+    const tagCase cases[] = {
+        {u"abc", u"", -1, -1}, {u"", u"a", -1, -1}, {nullptr, u"a", -1, -1}, {u"a", nullptr, -1, -1},
+        {u"ab", u"abc", -1, -1}, {u"abab", u"ab", 0, 2}, {u"xabab", u"ab", 1, 3}, {u"abc", u"c", 2, 2},
+        {u"abc", u"abc", 0, 0}, {u"aaa", u"aa", 0, 1}, {u"abc", u"a", 0, 0},
+    };
+    for (const tagCase& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.first << "/" << c.last << " row with part length "
+                                        << (c.part ? std::u16string(c.part).size() : 99u));
+        EXPECT_EQ(CStringCore::strstr(c.text, c.part), c.first);
+        EXPECT_EQ(CStringCore::strstr_last(c.text, c.part), c.last);
+    }
 }
 
 TEST(CStringCore, StrstrMatchesReferenceOnRandomTexts)
@@ -321,20 +320,28 @@ TEST(CStringCore, StrstrMatchesReferenceOnRandomTexts)
 
 TEST(CStringCore, PrefixAndSuffixTests)
 {
-    EXPECT_TRUE(CStringCore::strstart(u"abc", u"abc"));
-    EXPECT_TRUE(CStringCore::strstart(u"abc", u"ab"));
-    EXPECT_FALSE(CStringCore::strstart(u"ab", u"abc"));
-    EXPECT_FALSE(CStringCore::strstart(u"", u""));
-    EXPECT_FALSE(CStringCore::strstart(u"abc", u""));
-    EXPECT_FALSE(CStringCore::strstart(nullptr, u"a"));
-    EXPECT_FALSE(CStringCore::strstartIC(u"abc", nullptr));
-    EXPECT_TRUE(CStringCore::strend(u"abc", u"bc"));
-    EXPECT_TRUE(CStringCore::strend(u"abc", u"abc"));
-    EXPECT_FALSE(CStringCore::strend(u"bc", u"abc"));
-    EXPECT_FALSE(CStringCore::strend(u"abc", u"ab"));
-    EXPECT_FALSE(CStringCore::strend(u"abc", u""));
-    EXPECT_FALSE(CStringCore::strend(nullptr, u"c"));
-    EXPECT_FALSE(CStringCore::strendIC(u"", u""));
+    struct tagCase
+    {
+        const char16_t* text;
+        const char16_t* part;
+        bool start, end, startIC, endIC;
+    };
+    const tagCase cases[] = {
+        {u"abc", u"abc", true, true, true, true}, {u"abc", u"ab", true, false, true, false},
+        {u"abc", u"bc", false, true, false, true}, {u"ab", u"abc", false, false, false, false},
+        {u"bc", u"abc", false, false, false, false}, {u"", u"", false, false, false, false},
+        {u"abc", u"", false, false, false, false}, {nullptr, u"a", false, false, false, false},
+        {u"abc", nullptr, false, false, false, false}, {u"Hello", u"hE", false, false, true, false},
+        {u"Hello", u"LLO", false, false, false, true}, {u"\x00C9", u"\x00E9", false, false, false, false},
+    };
+    for (const tagCase& c : cases) {
+        SCOPED_TRACE(testing::Message() << (c.text ? std::u16string(c.text).size() : 99u) << " / "
+                                        << (c.part ? std::u16string(c.part).size() : 99u));
+        EXPECT_EQ(CStringCore::strstart(c.text, c.part), c.start);
+        EXPECT_EQ(CStringCore::strend(c.text, c.part), c.end);
+        EXPECT_EQ(CStringCore::strstartIC(c.text, c.part), c.startIC);
+        EXPECT_EQ(CStringCore::strendIC(c.text, c.part), c.endIC);
+    }
 }
 
 // --- counted routines ----------------------------------------------------------
@@ -471,62 +478,49 @@ std::vector<char16_t> allUnits()
 
 } // namespace
 
-TEST(CStringCore, UppercaseTableOverAllUnits)
+TEST(CStringCore, CaseTablesOverAllUnits)
 {
-    const std::vector<char16_t> expected = buildCaseTable({
-        {0x61, 0x7A, -0x20, Parity::All},
-        {0xE0, 0xF7, -0x20, Parity::All},
-        {0xF9, 0xFD, -0x20, Parity::All},
-        {0x433, 0x44F, -0x20, Parity::All},
-        {0x100, 0x137, -1, Parity::Odd},
-        {0x14A, 0x173, -1, Parity::Odd},
-        {0x218, 0x21B, -1, Parity::Odd},
-        {0x490, 0x4BF, -1, Parity::Odd},
-        {0x4D0, 0x4DF, -1, Parity::Odd},
-        {0x179, 0x17E, -1, Parity::Even},
-        {0x450, 0x45F, -0x50, Parity::All},
-        {0xFF, 0xFF, 0x178 - 0xFF, Parity::All},
-    });
-    std::vector<char16_t> units = allUnits();
-    CStringCore::toUppercase(units.data(), unsigned(units.size()));
-    for (unsigned int u = 0; u <= 0xFFFF; ++u)
-        ASSERT_EQ(units[u], expected[u]) << std::hex << "unit 0x" << u;
-
-    // The documented oddities, stated once more by value.
-    EXPECT_EQ(units[0xF7], 0xD7);
-    EXPECT_EQ(units[0xFF], 0x178);
-    EXPECT_EQ(units[0xF8], 0xF8);
-    EXPECT_EQ(units[0xFE], 0xFE);
-    EXPECT_EQ(units[0x430], 0x430);
-    EXPECT_EQ(units[0x432], 0x432);
-}
-
-TEST(CStringCore, LowercaseTableOverAllUnits)
-{
-    const std::vector<char16_t> expected = buildCaseTable({
-        {0x41, 0x5A, 0x20, Parity::All},
-        {0xC0, 0xD7, 0x20, Parity::All},
-        {0xD9, 0xDD, 0x20, Parity::All},
-        {0x413, 0x42F, 0x20, Parity::All},
-        {0x100, 0x137, 1, Parity::Even},
-        {0x14A, 0x173, 1, Parity::Even},
-        {0x218, 0x21B, 1, Parity::Even},
-        {0x490, 0x4BF, 1, Parity::Even},
-        {0x4D0, 0x4DF, 1, Parity::Even},
-        {0x179, 0x17E, 1, Parity::Odd},
-        {0x400, 0x40F, 0x50, Parity::All},
-        {0x178, 0x178, 0xFF - 0x178, Parity::All},
-    });
-    std::vector<char16_t> units = allUnits();
-    CStringCore::toLowercase(units.data(), unsigned(units.size()));
-    for (unsigned int u = 0; u <= 0xFFFF; ++u)
-        ASSERT_EQ(units[u], expected[u]) << std::hex << "unit 0x" << u;
-
-    EXPECT_EQ(units[0xD7], 0xF7);
-    EXPECT_EQ(units[0x178], 0xFF);
-    EXPECT_EQ(units[0xD8], 0xD8);
-    EXPECT_EQ(units[0xDE], 0xDE);
-    EXPECT_EQ(units[0x410], 0x410);
+    struct tagCase
+    {
+        const char* name;
+        void (*map)(char16_t*, unsigned int);
+        std::vector<CaseRange> ranges;
+    };
+    const tagCase cases[] = {
+        {"upper", CStringCore::toUppercase,
+         {{0x61, 0x7A, -0x20, Parity::All},
+          {0xE0, 0xF7, -0x20, Parity::All}, // deliberate: 0xF7 (division sign) maps to 0xD7
+          {0xF9, 0xFD, -0x20, Parity::All}, // 0xF8 and 0xFE stay
+          {0x433, 0x44F, -0x20, Parity::All}, // 0x430..0x432 stay
+          {0x100, 0x137, -1, Parity::Odd},
+          {0x14A, 0x173, -1, Parity::Odd},
+          {0x218, 0x21B, -1, Parity::Odd},
+          {0x490, 0x4BF, -1, Parity::Odd},
+          {0x4D0, 0x4DF, -1, Parity::Odd},
+          {0x179, 0x17E, -1, Parity::Even},
+          {0x450, 0x45F, -0x50, Parity::All},
+          {0xFF, 0xFF, 0x178 - 0xFF, Parity::All}}},
+        {"lower", CStringCore::toLowercase,
+         {{0x41, 0x5A, 0x20, Parity::All},
+          {0xC0, 0xD7, 0x20, Parity::All}, // 0xD7 maps to 0xF7, 0xD8 and 0xDE stay
+          {0xD9, 0xDD, 0x20, Parity::All},
+          {0x413, 0x42F, 0x20, Parity::All}, // 0x410..0x412 stay
+          {0x100, 0x137, 1, Parity::Even},
+          {0x14A, 0x173, 1, Parity::Even},
+          {0x218, 0x21B, 1, Parity::Even},
+          {0x490, 0x4BF, 1, Parity::Even},
+          {0x4D0, 0x4DF, 1, Parity::Even},
+          {0x179, 0x17E, 1, Parity::Odd},
+          {0x400, 0x40F, 0x50, Parity::All},
+          {0x178, 0x178, 0xFF - 0x178, Parity::All}}},
+    };
+    for (const tagCase& c : cases) {
+        const std::vector<char16_t> expected = buildCaseTable(c.ranges);
+        std::vector<char16_t> units = allUnits();
+        c.map(units.data(), unsigned(units.size()));
+        for (unsigned int u = 0; u <= 0xFFFF; ++u)
+            ASSERT_EQ(units[u], expected[u]) << c.name << std::hex << " unit 0x" << u;
+    }
 }
 
 TEST(CStringCore, CaseMappingRespectsLengthAndNull)

@@ -14,15 +14,15 @@ CMsgTimer* makeMessage(std::initializer_list<std::pair<CTimer*, unsigned int>> r
     return pMessage;
 }
 
-std::vector<std::pair<const CTimer*, unsigned int>> contents(const CMsgTimer& message)
+using Contents = std::vector<std::pair<const CTimer*, unsigned int>>;
+
+Contents contents(const CMsgTimer& message)
 {
-    std::vector<std::pair<const CTimer*, unsigned int>> result;
+    Contents result;
     for (unsigned int i = 0; i < message.getDataCount(); ++i)
         result.emplace_back(message.getDataAt(i)->getTimer(), message.getDataAt(i)->getCount());
     return result;
 }
-
-using Contents = std::vector<std::pair<const CTimer*, unsigned int>>;
 
 TEST(CMsgTimer, AddDataIgnoresNullAndKeepsOrder)
 {
@@ -93,9 +93,7 @@ TEST(CMsgTimer, RecordKeepsTheIDOfATimerThatIsGone)
     EXPECT_EQ(message.getDataCount(), 0u);
 }
 
-class CMsgTimerDelivery : public CTimerFixture
-{
-};
+using CMsgTimerDelivery = CTimerFixture;
 
 TEST_F(CMsgTimerDelivery, SkipsRemovedTimersThenForgetsTheRemovals)
 {
@@ -124,8 +122,7 @@ TEST_F(CMsgTimerDelivery, CompletionCallsTheListenerThenEndsTheTimer)
 {
     CRecordingListener listener;
     CTimer timer(100, 2);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(100);
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
     EXPECT_EQ(timer.getCurrentCount(), 1u);
@@ -140,12 +137,7 @@ TEST_F(CMsgTimerDelivery, CompletionCallsTheListenerThenEndsTheTimer)
     EXPECT_EQ(timer.getCurrentCount(), 0u);
 
     // Dropped at the next check, with nothing more delivered.
-    g_uiFakeNow.store(1000);
-    CTimer sentinel(0, 0);
-    sentinel.start();
-    ASSERT_TRUE(waitForChecks(3));
-    sentinel.stop();
-    pumpMessages();
+    ASSERT_TRUE(settleAt(1000));
     EXPECT_EQ(listener.m_events.size(), 2u);
 }
 

@@ -5,9 +5,7 @@ using namespace TimerTest;
 
 namespace {
 
-class CTimerManagerTest : public CTimerFixture
-{
-};
+using CTimerManagerTest = CTimerFixture;
 
 TEST_F(CTimerManagerTest, StartReturnsOnceTheNamedWorkerRuns)
 {
@@ -37,8 +35,7 @@ TEST_F(CTimerManagerTest, IdleWorkerDoesNotCheck)
 
     CRecordingListener listener;
     CTimer timer(10, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; })) << "addTimer did not wake the worker";
     timer.stop();
@@ -55,8 +52,7 @@ TEST_F(CTimerManagerTest, TimersStartedBeforeTheManagerRunAreCheckedOnceItRuns)
     CTimerManager::getInstance()->stop();
     CRecordingListener listener;
     CTimer timer(10, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(10);
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     pumpMessages();
@@ -70,8 +66,7 @@ TEST_F(CTimerManagerTest, StopWakesASleepingCheckAndKeepsTheTimers)
 {
     CRecordingListener listener;
     CTimer timer(10, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
 
@@ -86,15 +81,13 @@ TEST_F(CTimerManagerTest, AddTimerTwiceChecksItOnce)
 {
     CRecordingListener listener;
     CTimer timer(10, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     CTimerManager::getInstance()->addTimer(&timer);
     CTimerManager::getInstance()->addTimer(nullptr);
     CTimerManager::getInstance()->removeTimer(nullptr);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
-    ASSERT_TRUE(waitForChecks(3));
-    pumpMessages();
+    ASSERT_TRUE(settle());
     EXPECT_EQ(listener.counts(&timer), (std::vector<unsigned int>{1}));
 }
 
@@ -120,8 +113,7 @@ TEST_F(CTimerManagerTest, DeleteInstanceOfARunningManagerStopsItsWorker)
 {
     CRecordingListener listener;
     CTimer timer(10, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     timer.stop();

@@ -1,15 +1,12 @@
 #include "timer/TimerTestSupport.h"
 
-#include <memory>
-
 using namespace Trell;
 using namespace TimerTest;
 
 namespace {
 
-class CTimerTest : public CTimerFixture
-{
-};
+using CTimerTest = CTimerFixture;
+using Counts = std::vector<unsigned int>;
 
 // ---- counted timers ------------------------------------------------------
 
@@ -17,8 +14,7 @@ TEST_F(CTimerTest, RepeatCountOneOnlyCompletes)
 {
     CRecordingListener listener;
     CTimer timer(100, 1);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     EXPECT_TRUE(timer.isRunning());
 
     g_uiFakeNow.store(100);
@@ -27,14 +23,8 @@ TEST_F(CTimerTest, RepeatCountOneOnlyCompletes)
     EXPECT_FALSE(timer.isRunning());
     EXPECT_EQ(timer.getCurrentCount(), 0u);
 
-    // Far past further due times nothing else arrives (a sentinel keeps the
-    // worker checking).
-    CTimer sentinel(0, 0);
-    sentinel.start();
-    g_uiFakeNow.store(1000);
-    ASSERT_TRUE(waitForChecks(3));
-    sentinel.stop();
-    pumpMessages();
+    // Far past further due times nothing else arrives.
+    ASSERT_TRUE(settleAt(1000));
     EXPECT_EQ(listener.completeCount(), 1u);
     EXPECT_EQ(listener.pulseCount(), 0u);
 }
@@ -43,13 +33,11 @@ TEST_F(CTimerTest, RepeatCountThreeReportsCountsOneAndTwoThenCompletes)
 {
     CRecordingListener listener;
     CTimer timer(100, 3);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
 
     // Not due one millisecond early.
     g_uiFakeNow.store(99);
-    ASSERT_TRUE(waitForChecks(2));
-    pumpMessages();
+    ASSERT_TRUE(settle(2));
     EXPECT_TRUE(listener.m_events.empty());
 
     g_uiFakeNow.store(100);
@@ -60,11 +48,8 @@ TEST_F(CTimerTest, RepeatCountThreeReportsCountsOneAndTwoThenCompletes)
     g_uiFakeNow.store(300);
     ASSERT_TRUE(pumpUntil([&] { return listener.m_events.size() == 3; }));
 
+    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2}));
     ASSERT_EQ(listener.m_events.size(), 3u);
-    EXPECT_FALSE(listener.m_events[0].bComplete);
-    EXPECT_EQ(listener.m_events[0].uiCount, 1u);
-    EXPECT_FALSE(listener.m_events[1].bComplete);
-    EXPECT_EQ(listener.m_events[1].uiCount, 2u);
     EXPECT_TRUE(listener.m_events[2].bComplete);
     EXPECT_EQ(listener.m_events[2].pTimer, &timer);
     EXPECT_FALSE(timer.isRunning());
@@ -84,7 +69,7 @@ TEST_F(CTimerTest, RepeatCountThreeOnTheTickClockIsNeverEarly)
     ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; }));
 
     ASSERT_EQ(listener.m_events.size(), 3u);
-    EXPECT_EQ(listener.counts(&timer), (std::vector<unsigned int>{1, 2}));
+    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2}));
     for (unsigned int i = 0; i < 3; ++i) {
         // The tick clock counts whole milliseconds: allow one of rounding.
         const auto elapsed = listener.m_events[i].time - started;
@@ -109,8 +94,7 @@ TEST_F(CTimerTest, StartIsIgnoredWhileTheCompletionIsOnItsWay)
 {
     CRecordingListener listener;
     CTimer timer(10, 1);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     // Completing: out of the manager but still marked running, so start does nothing.
@@ -131,8 +115,7 @@ TEST_F(CTimerTest, SetRepeatCountOnACountedTimerCountsAgainToTheNewEnd)
 {
     CRecordingListener listener;
     CTimer timer(10, 5);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(30);
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 3; }));
     // The count restarts at 0 on the old schedule: count 1 is due at once,
@@ -140,7 +123,7 @@ TEST_F(CTimerTest, SetRepeatCountOnACountedTimerCountsAgainToTheNewEnd)
     timer.setRepeatCount(2);
     EXPECT_EQ(timer.getCurrentCount(), 0u);
     ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; }));
-    EXPECT_EQ(listener.counts(&timer), (std::vector<unsigned int>{1, 2, 3, 1}));
+    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2, 3, 1}));
     EXPECT_FALSE(timer.isRunning());
 }
 
@@ -150,14 +133,12 @@ TEST_F(CTimerTest, EndlessTimerCatchesUpOnePulsePerCheckAfterAStall)
 {
     CRecordingListener listener;
     CTimer timer(100, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
 
     // Ten pulses fall due at once, as after a stall of the timer thread.
     const unsigned int uiReadsBefore = g_uiClockReads.load();
     g_uiFakeNow.store(1000);
-    ASSERT_TRUE(waitForChecks(3));
-    pumpMessages();
+    ASSERT_TRUE(settle());
     const unsigned int uiChecksSoFar = g_uiClockReads.load() - uiReadsBefore;
     const unsigned int uiDelivered = listener.pulseCount();
     EXPECT_GE(uiDelivered, 3u);
@@ -165,12 +146,8 @@ TEST_F(CTimerTest, EndlessTimerCatchesUpOnePulsePerCheckAfterAStall)
 
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() >= 10; }));
     // Caught up: with the clock standing still nothing more is due.
-    ASSERT_TRUE(waitForChecks(3));
-    pumpMessages();
-    std::vector<unsigned int> expected;
-    for (unsigned int i = 1; i <= 10; ++i)
-        expected.push_back(i);
-    EXPECT_EQ(listener.counts(&timer), expected);
+    ASSERT_TRUE(settle());
+    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
     EXPECT_EQ(timer.getCurrentCount(), 10u);
 
     // Counts keep growing without bound.
@@ -184,8 +161,7 @@ TEST_F(CTimerTest, SetRepeatCountOnARunningTimerRestartsTheCountButNotTheSchedul
 {
     CRecordingListener listener;
     CTimer timer(100, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(300);
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 3; }));
 
@@ -193,24 +169,21 @@ TEST_F(CTimerTest, SetRepeatCountOnARunningTimerRestartsTheCountButNotTheSchedul
     EXPECT_EQ(timer.getCurrentCount(), 0u);
     // Counts 1..3 again at once (the start time stayed at 0), then nothing.
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 6; }));
-    ASSERT_TRUE(waitForChecks(3));
-    pumpMessages();
-    EXPECT_EQ(listener.counts(&timer), (std::vector<unsigned int>{1, 2, 3, 1, 2, 3}));
+    ASSERT_TRUE(settle());
+    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2, 3, 1, 2, 3}));
 }
 
 TEST_F(CTimerTest, NewDelayAppliesWithoutRestartingTheSchedule)
 {
     CRecordingListener listener;
     CTimer timer(100, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(100);
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
     // Pulse 2 of a 50 ms schedule that began at 0 is due at 100: at once.
     timer.setDelay(50);
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 2; }));
-    ASSERT_TRUE(waitForChecks(3));
-    pumpMessages();
+    ASSERT_TRUE(settle());
     EXPECT_EQ(listener.pulseCount(), 2u);
 }
 
@@ -220,8 +193,7 @@ TEST_F(CTimerTest, StartOnARunningTimerDoesNotRestartItsSchedule)
 {
     CRecordingListener listener;
     CTimer timer(100, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(60);
     timer.start();
     // Due at 100 from the first start (a restart would move it to 160).
@@ -234,8 +206,7 @@ TEST_F(CTimerTest, ResetRestartsTheScheduleOfARunningTimer)
 {
     CRecordingListener listener;
     CTimer timer(100, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(100);
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
 
@@ -245,8 +216,7 @@ TEST_F(CTimerTest, ResetRestartsTheScheduleOfARunningTimer)
     EXPECT_TRUE(timer.isRunning());
     // Pulse 2 of the old schedule (at 200) must not come...
     g_uiFakeNow.store(249);
-    ASSERT_TRUE(waitForChecks(3));
-    pumpMessages();
+    ASSERT_TRUE(settle());
     EXPECT_EQ(listener.pulseCount(), 1u);
     // ...pulse 1 of the new one comes at 250.
     g_uiFakeNow.store(250);
@@ -254,56 +224,40 @@ TEST_F(CTimerTest, ResetRestartsTheScheduleOfARunningTimer)
     EXPECT_EQ(listener.m_events.back().uiCount, 1u);
 }
 
-TEST_F(CTimerTest, StopBetweenCheckAndDeliveryDeliversNothing)
+// Two timers' records share one queued message: stopping one purges only its
+// record; stopping the last purges the emptied message too.
+TEST_F(CTimerTest, StopBetweenCheckAndDeliveryPurgesOnlyThatTimersRecords)
 {
     CRecordingListener listener;
     CTimer stopped(10, 0);
     CTimer kept(10, 0);
-    stopped.setListener(&listener);
-    kept.setListener(&listener);
-    stopped.start();
-    kept.start();
+    listenAndStart(stopped, listener);
+    listenAndStart(kept, listener);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
 
     stopped.stop();
     EXPECT_FALSE(stopped.isRunning());
     EXPECT_EQ(stopped.getCurrentCount(), 0u);
-    kept.stop();
-    // Both timers' records were purged, and the emptied message with them.
-    EXPECT_EQ(queuedTimerMessages(), 0u);
-    pumpMessages();
-    EXPECT_TRUE(listener.m_events.empty());
-}
-
-TEST_F(CTimerTest, StopOfOneTimerKeepsTheOthersRecords)
-{
-    CRecordingListener listener;
-    CTimer stopped(10, 0);
-    CTimer kept(10, 0);
-    stopped.setListener(&listener);
-    kept.setListener(&listener);
-    stopped.start();
-    kept.start();
-    g_uiFakeNow.store(10);
-    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
-    stopped.stop();
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount(&kept) == 1; }));
     EXPECT_EQ(listener.pulseCount(&stopped), 0u);
+
+    g_uiFakeNow.store(20);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     kept.stop();
+    EXPECT_EQ(queuedTimerMessages(), 0u);
+    pumpMessages();
+    EXPECT_EQ(listener.m_events.size(), 1u);
 }
 
 TEST_F(CTimerTest, StopAfterThePopDeliversNothingAndIsForgottenAfterwards)
 {
     CRecordingListener listener;
     CTimer timer(10, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(10);
-    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
-
     // The main loop has taken the message off the queue when the timer stops.
-    CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage();
+    CObjectPtr<CBaseMessage> pMessage = popQueuedTimerMessage();
     ASSERT_TRUE(pMessage);
     timer.stop();
     pMessage->handleMessage();
@@ -320,11 +274,9 @@ TEST_F(CTimerTest, StopAndRestartBeforeDeliveryIsDeliveredNormally)
 {
     CRecordingListener listener;
     CTimer timer(10, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(10);
-    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
-    CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage();
+    CObjectPtr<CBaseMessage> pMessage = popQueuedTimerMessage();
     ASSERT_TRUE(pMessage);
     timer.stop();
     timer.start();
@@ -341,14 +293,10 @@ TEST_F(CTimerTest, DeletedTimerIsNeverCalledBack)
     CRecordingListener listener;
     CTimer* pQueued = new CTimer(10, 0);
     CTimer* pPopped = new CTimer(10, 0);
-    pQueued->setListener(&listener);
-    pPopped->setListener(&listener);
-    pQueued->start();
-    pPopped->start();
+    listenAndStart(*pQueued, listener);
+    listenAndStart(*pPopped, listener);
     g_uiFakeNow.store(10);
-    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
-
-    CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage();
+    CObjectPtr<CBaseMessage> pMessage = popQueuedTimerMessage();
     ASSERT_TRUE(pMessage);
     g_uiFakeNow.store(20);
     // A second message with the queued timer's next record.
@@ -382,19 +330,12 @@ TEST_F(CTimerTest, DeletingATerminatedTimerTakesItOutOfTheManager)
 {
     CRecordingListener listener;
     CTimer* pTimer = new CTimer(100, 0);
-    pTimer->setListener(&listener);
-    pTimer->start();
+    listenAndStart(*pTimer, listener);
     CMsgTimer::CTimerData completion(pTimer, CTimer::TIMER_STATUS_COMPLETE, 1);
     completion.handleMessage();
     EXPECT_FALSE(pTimer->isRunning());
     delete pTimer;
-
-    CTimer sentinel(0, 0);
-    sentinel.start();
-    g_uiFakeNow.store(1000);
-    ASSERT_TRUE(waitForChecks(3));
-    sentinel.stop();
-    pumpMessages();
+    ASSERT_TRUE(settleAt(1000));
     EXPECT_EQ(listener.m_events.size(), 1u);
 }
 
@@ -412,8 +353,7 @@ TEST_F(CTimerTest, ListenerMayDeleteTheTimerOnCompletion)
         unsigned int uiCompletions = 0;
     } listener;
     CTimer* pTimer = new CTimer(10, 1);
-    pTimer->setListener(&listener);
-    pTimer->start();
+    listenAndStart(*pTimer, listener);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(pumpUntil([&] { return listener.uiCompletions == 1; }));
 }
@@ -434,11 +374,9 @@ TEST_F(CTimerTest, ListenerMayStopTheOtherTimerOfTheSameMessage)
     CRecordingListener otherListener;
     CTimer first(10, 0);
     CTimer second(10, 0);
-    first.setListener(&listener);
-    second.setListener(&otherListener);
     listener.pOther = &second;
-    first.start();
-    second.start();
+    listenAndStart(first, listener);
+    listenAndStart(second, otherListener);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
     first.stop();
@@ -453,13 +391,10 @@ TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
     CTimer first(100, 0);
     CTimer second(100, 0);
     CTimer third(100, 2);
-    first.setListener(&listener);
-    second.setListener(&listener);
-    third.setListener(&listener);
     // Added in the order second, third, first.
-    second.start();
-    third.start();
-    first.start();
+    listenAndStart(second, listener);
+    listenAndStart(third, listener);
+    listenAndStart(first, listener);
 
     g_uiFakeNow.store(100);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
@@ -468,31 +403,30 @@ TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
     CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage();
     ASSERT_TRUE(pMessage);
     ASSERT_EQ(pMessage->getType(), CBaseMessage::MESSAGE_TYPE_TIMER);
-    CMsgTimer* pTimerMessage = static_cast<CMsgTimer*>(pMessage.get());
-    ASSERT_EQ(pTimerMessage->getDataCount(), 3u);
-    EXPECT_EQ(pTimerMessage->getDataAt(0)->getTimer(), &second);
-    EXPECT_EQ(pTimerMessage->getDataAt(1)->getTimer(), &third);
-    EXPECT_EQ(pTimerMessage->getDataAt(2)->getTimer(), &first);
+    const CMsgTimer* pTimerMessage = static_cast<CMsgTimer*>(pMessage.get());
+    const std::vector<const CTimer*> expected = {&second, &third, &first};
+    std::vector<const CTimer*> inMessage, delivered;
+    for (unsigned int i = 0; i < pTimerMessage->getDataCount(); ++i)
+        inMessage.push_back(pTimerMessage->getDataAt(i)->getTimer());
+    EXPECT_EQ(inMessage, expected);
 
     pMessage->handleMessage();
-    ASSERT_EQ(listener.m_events.size(), 3u);
-    EXPECT_EQ(listener.m_events[0].pTimer, &second);
-    EXPECT_EQ(listener.m_events[1].pTimer, &third);
-    EXPECT_EQ(listener.m_events[2].pTimer, &first);
+    for (const tagEvent& event : listener.m_events)
+        delivered.push_back(event.pTimer);
+    EXPECT_EQ(delivered, expected);
 }
 
 TEST_F(CTimerTest, UnhandledChecksMergeIntoOneMessage)
 {
     CRecordingListener listener;
     CTimer timer(10, 0);
-    timer.setListener(&listener);
-    timer.start();
+    listenAndStart(timer, listener);
     g_uiFakeNow.store(50);
     // Five checks with nobody popping leave one message with counts 1..5.
     ASSERT_TRUE(waitUntil([&] { return timer.getCurrentCount() == 5; }));
     EXPECT_EQ(queuedTimerMessages(), 1u);
     EXPECT_EQ(pumpMessages(), 1u);
-    EXPECT_EQ(listener.counts(&timer), (std::vector<unsigned int>{1, 2, 3, 4, 5}));
+    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2, 3, 4, 5}));
 }
 
 } // namespace

@@ -55,18 +55,13 @@ public:
         m_events.push_back({pTimer, true, 0, std::chrono::steady_clock::now()});
     }
 
-    unsigned int pulseCount(const CTimer* pTimer = nullptr) const
+    unsigned int pulseCount(const CTimer* pTimer = nullptr) const { return countOf(false, pTimer); }
+    unsigned int completeCount(const CTimer* pTimer = nullptr) const { return countOf(true, pTimer); }
+    unsigned int countOf(bool bComplete, const CTimer* pTimer) const
     {
         unsigned int n = 0;
         for (const tagEvent& e : m_events)
-            n += (!e.bComplete && (!pTimer || e.pTimer == pTimer)) ? 1 : 0;
-        return n;
-    }
-    unsigned int completeCount(const CTimer* pTimer = nullptr) const
-    {
-        unsigned int n = 0;
-        for (const tagEvent& e : m_events)
-            n += (e.bComplete && (!pTimer || e.pTimer == pTimer)) ? 1 : 0;
+            n += (e.bComplete == bComplete && (!pTimer || e.pTimer == pTimer)) ? 1 : 0;
         return n;
     }
     // The counts of the pulses of one timer, in delivery order.
@@ -98,21 +93,6 @@ inline unsigned int pumpMessages()
 
 constexpr std::chrono::seconds DEADLINE{30};
 
-// Runs the main loop until the condition holds; false when the deadline passes.
-template <class TCondition>
-bool pumpUntil(TCondition condition, std::chrono::seconds deadline = DEADLINE)
-{
-    const auto end = std::chrono::steady_clock::now() + deadline;
-    for (;;) {
-        pumpMessages();
-        if (condition())
-            return true;
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-}
-
 // Waits (without pumping) until a condition holds; false at the deadline.
 template <class TCondition>
 bool waitUntil(TCondition condition, std::chrono::seconds deadline = DEADLINE)
@@ -124,6 +104,13 @@ bool waitUntil(TCondition condition, std::chrono::seconds deadline = DEADLINE)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+// Runs the main loop until the condition holds; false when the deadline passes.
+template <class TCondition>
+bool pumpUntil(TCondition condition, std::chrono::seconds deadline = DEADLINE)
+{
+    return waitUntil([&] { return pumpMessages(), condition(); }, deadline);
 }
 
 // Waits until the timer thread has completed at least uiChecks further
@@ -138,6 +125,43 @@ inline bool waitForChecks(unsigned int uiChecks)
 inline unsigned int queuedTimerMessages()
 {
     return CMessageCenter::getInstance()->getMessageCountByType(CBaseMessage::MESSAGE_TYPE_TIMER);
+}
+
+// Lets the timer thread run a few more checks, then delivers what they
+// queued; false when the checks did not happen.
+inline bool settle(unsigned int uiChecks = 3)
+{
+    const bool bChecked = waitForChecks(uiChecks);
+    pumpMessages();
+    return bChecked;
+}
+
+// Moves the clock to uiNow and lets a few checks run with a sentinel timer
+// keeping the worker checking, then delivers what they queued.
+inline bool settleAt(unsigned int uiNow)
+{
+    CTimer sentinel(0, 0);
+    sentinel.start();
+    g_uiFakeNow.store(uiNow);
+    const bool bChecked = waitForChecks(3);
+    sentinel.stop();
+    pumpMessages();
+    return bChecked;
+}
+
+inline void listenAndStart(CTimer& timer, ITimerListener& listener)
+{
+    timer.setListener(&listener);
+    timer.start();
+}
+
+// Waits until one timer message is queued and takes it off the queue, as
+// the main loop would; null when none came.
+inline CObjectPtr<CBaseMessage> popQueuedTimerMessage()
+{
+    if (!waitUntil([] { return queuedTimerMessages() == 1; }))
+        return CObjectPtr<CBaseMessage>();
+    return CMessageCenter::getInstance()->popMessage();
 }
 
 // Every test starts with an empty center, a fresh, running manager and the

@@ -19,8 +19,9 @@ namespace ContainerDetail {
 // and `iBalance` (left height minus right height; an empty subtree has
 // height 0). Heights are only maintained while balancing is on. Every walk is
 // iterative or bounded by the height of a balanced tree, because an
-// unbalanced tree can degenerate into a long chain. The core never allocates
-// or frees a node itself except in destroyAll/clear; the container decides
+// unbalanced tree can degenerate into a long chain. Nodes are made by the
+// container (through the callbacks of insert and copyFrom) and freed here
+// only by clear and by a copy that runs out of memory; the container decides
 // what a node holds and what dies with it.
 template <class Node, class K, class Compare>
 struct CAvlTreeCore

@@ -3,6 +3,8 @@
 #include <foundation/CMemory.h>
 
 #include <climits>
+#include <cstddef>
+#include <iterator>
 #include <utility>
 
 namespace Trell {
@@ -141,6 +143,31 @@ struct CListCore
         std::swap(pCursor, other.pCursor);
         std::swap(uiCount, other.uiCount);
     }
+};
+
+// Position and stepping of a list iterator along pNext; `Iterator` (the
+// derived iterator, CRTP) adds what it yields from `m_pNode`.
+template <class Iterator, class N>
+class CListIteratorBase
+{
+    TRELL_DECLARE_ALLOCATOR(u"CListIteratorBase")
+
+public:
+    typedef std::forward_iterator_tag iterator_category;
+    typedef std::ptrdiff_t difference_type;
+
+    Iterator& operator++()
+    {
+        m_pNode = m_pNode->pNext;
+        return static_cast<Iterator&>(*this);
+    }
+    friend bool operator==(const Iterator& a, const Iterator& b) { return a.m_pNode == b.m_pNode; }
+    friend bool operator!=(const Iterator& a, const Iterator& b) { return a.m_pNode != b.m_pNode; }
+
+protected:
+    explicit CListIteratorBase(N* node) : m_pNode(node) {}
+
+    N* m_pNode;
 };
 
 // The public members the two lists share, written once. `List` (the derived

@@ -1,0 +1,85 @@
+#pragma once
+
+// Pieces shared by the memory tests.
+
+#include "foundation/MemTesting.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <random>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace MemTest {
+
+// Everything the memory code prints goes to standard output.
+template <class F>
+std::string captureStdout(F&& f)
+{
+    testing::internal::CaptureStdout();
+    f();
+    return testing::internal::GetCapturedStdout();
+}
+
+inline std::size_t countOf(const std::string& text, const std::string& what)
+{
+    std::size_t count = 0;
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+        ++count;
+    return count;
+}
+
+// Disarms the system-heap hook however a test ends.
+struct tagHookGuard
+{
+    ~tagHookGuard() { Trell::MemTesting::failSystemHeapAfter(-1); }
+};
+
+// Two threads of random allocations and frees, each holding up to maxLive
+// blocks. Every block is filled with a pattern of its thread and size and
+// checked in full before it is freed. Returns the number of failed
+// allocations plus damaged blocks.
+template <class TSize, class TAlloc, class TFree>
+int twoThreadsOfTraffic(int operations, std::size_t maxLive, TSize sizeOf, TAlloc alloc, TFree release,
+                        unsigned int seedA, unsigned int seedB)
+{
+    std::atomic<int> bad{0};
+    auto worker = [&](unsigned int seed) {
+        std::mt19937 random(seed);
+        std::vector<std::pair<unsigned char*, unsigned int>> live;
+        for (int i = 0; i < operations; ++i) {
+            if (live.empty() || (live.size() < maxLive && random() % 2 == 0)) {
+                const unsigned int size = sizeOf(random);
+                unsigned char* p = static_cast<unsigned char*>(alloc(size, random));
+                if (!p) {
+                    bad.fetch_add(1);
+                    continue;
+                }
+                std::memset(p, static_cast<int>((seed + size) & 0xFF), size);
+                live.emplace_back(p, size);
+            } else {
+                const std::size_t at = random() % live.size();
+                auto [p, size] = live[at];
+                // All bytes equal the first, and the first is the pattern.
+                if (size && (p[0] != static_cast<unsigned char>(seed + size) || std::memcmp(p, p + 1, size - 1) != 0))
+                    bad.fetch_add(1);
+                release(p);
+                live[at] = live.back();
+                live.pop_back();
+            }
+        }
+        for (auto [p, size] : live)
+            release(p);
+    };
+    std::thread first(worker, seedA);
+    std::thread second(worker, seedB);
+    first.join();
+    second.join();
+    return bad.load();
+}
+
+} // namespace MemTest
