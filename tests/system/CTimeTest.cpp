@@ -6,6 +6,8 @@
 #include <chrono>
 #include <random>
 #include <string>
+#include <thread>
+#include <vector>
 
 using namespace Trell;
 namespace chr = std::chrono;
@@ -213,4 +215,35 @@ TEST(CTime, TickCountStartsAtZeroAndNeverGoesBack)
         EXPECT_GE(now, previous);
         previous = now;
     }
+}
+
+// The tick may be served from a per-thread cache between clock reads; it must
+// still always be a millisecond the monotonic clock showed during the call.
+TEST(CTime, TickCountStaysWithinTheMonotonicClockOnEveryThread)
+{
+    CTime::getTickCount(); // sets the base if no one has yet
+    const unsigned int base = CTime::s_ulStartTickCount.load();
+    auto clockMs = [] {
+        return static_cast<unsigned int>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                             std::chrono::steady_clock::now().time_since_epoch())
+                                             .count());
+    };
+    std::vector<unsigned int> outside(3, 0);
+    std::vector<std::thread> threads;
+    for (unsigned int t = 0; t < outside.size(); ++t) {
+        threads.emplace_back([&, t] {
+            const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+            while (std::chrono::steady_clock::now() < end) {
+                const unsigned int before = clockMs() - base;
+                const unsigned int tick = CTime::getTickCount();
+                const unsigned int after = clockMs() - base;
+                if (tick - before > after - before)
+                    ++outside[t];
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    for (unsigned int t = 0; t < outside.size(); ++t)
+        EXPECT_EQ(outside[t], 0u) << "thread " << t;
 }
