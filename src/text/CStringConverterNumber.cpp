@@ -208,10 +208,10 @@ unsigned int CStringConverter::toString(float value, char16_t* out, unsigned int
     }
     // The format is built from a template so that any precision works the
     // same way; the output limit is 32 units including the terminator.
-    char spec[24];
-    std::snprintf(spec, sizeof(spec), "%%.%df", static_cast<int>(precision));
+    char cFormat[24];
+    std::snprintf(cFormat, sizeof(cFormat), "%%.%df", static_cast<int>(precision));
     char narrow[32];
-    const int n = std::snprintf(narrow, sizeof(narrow), spec, static_cast<double>(value));
+    const int n = std::snprintf(narrow, sizeof(narrow), cFormat, static_cast<double>(value));
     if (n < 0) {
         out[0] = 0;
         return 0;

@@ -34,16 +34,16 @@ std::u16string widen(const std::string& s)
 // Formats the same conversion with snprintf and with the library, and
 // compares the texts unit for unit.
 template <typename... Args>
-void expectSameAsSnprintf(const std::string& spec, Args... args)
+void expectSameAsSnprintf(const std::string& cFormat, Args... args)
 {
-    const int n = std::snprintf(nullptr, 0, spec.c_str(), args...);
-    ASSERT_GE(n, 0) << spec;
+    const int n = std::snprintf(nullptr, 0, cFormat.c_str(), args...);
+    ASSERT_GE(n, 0) << cFormat;
     std::string expected(static_cast<std::size_t>(n) + 1, '\0');
-    std::snprintf(expected.data(), expected.size(), spec.c_str(), args...);
+    std::snprintf(expected.data(), expected.size(), cFormat.c_str(), args...);
     expected.resize(static_cast<std::size_t>(n));
-    const std::u16string wideSpec = widen(spec);
-    const CString got = CStringConverter::format(wideSpec.c_str(), args...);
-    ASSERT_EQ(str(got), widen(expected)) << "format \"" << spec << "\"";
+    const std::u16string wideFormat = widen(cFormat);
+    const CString got = CStringConverter::format(wideFormat.c_str(), args...);
+    ASSERT_EQ(str(got), widen(expected)) << "format \"" << cFormat << "\"";
     ASSERT_EQ(got.length(), static_cast<unsigned int>(n));
 }
 
@@ -158,7 +158,7 @@ TEST(CStringConverterFormat, MatchesSnprintfOnRandomNumericConversions)
         const char conv = conversions[pick(int(conversions.size()))];
         const bool isInt = std::string("diouxX").find(conv) != std::string::npos;
         const bool isFloat = std::string("eEfFgGaA").find(conv) != std::string::npos;
-        std::string spec = std::string(pick(3) == 0 ? "<" : "") + "%";
+        std::string cFormat = std::string(pick(3) == 0 ? "<" : "") + "%";
         int stars = 0; // 1: width, 2: precision, 3: both
         int widthArg = pick(41) - 20;
         int precisionArg = pick(30) - 5;
@@ -169,38 +169,38 @@ TEST(CStringConverterFormat, MatchesSnprintfOnRandomNumericConversions)
                 const bool undefined = (flag == '#' && !(isFloat || conv == 'o' || conv == 'x' || conv == 'X')) ||
                                        (conv == 'c' && (flag == '0' || flag == '+' || flag == ' '));
                 if (!undefined)
-                    spec.push_back(flag);
+                    cFormat.push_back(flag);
             }
             const int widthKind = pick(3);
             if (widthKind == 1)
-                spec += std::to_string(pick(25));
+                cFormat += std::to_string(pick(25));
             else if (widthKind == 2)
-                spec += "*", stars += 1;
+                cFormat += "*", stars += 1;
             const int precisionKind = conv == 'c' ? 0 : pick(4);
             if (precisionKind == 1)
-                spec += ".";
+                cFormat += ".";
             else if (precisionKind == 2)
-                spec += "." + std::to_string(pick(isFloat ? 30 : 25));
+                cFormat += "." + std::to_string(pick(isFloat ? 30 : 25));
             else if (precisionKind == 3)
-                spec += ".*", stars += 2;
+                cFormat += ".*", stars += 2;
         }
         // Length modifier and the matching argument.
         const char* intModifiers[] = {"", "hh", "h", "l", "ll", "j", "z", "t"};
         const char* floatModifiers[] = {"", "l", "L"};
         const int lengthKind = isInt ? pick(8) : (isFloat ? pick(3) : 0);
-        spec += isInt ? intModifiers[lengthKind] : (isFloat ? floatModifiers[lengthKind] : "");
-        spec.push_back(conv);
-        spec += pick(2) ? ">" : "";
+        cFormat += isInt ? intModifiers[lengthKind] : (isFloat ? floatModifiers[lengthKind] : "");
+        cFormat.push_back(conv);
+        cFormat += pick(2) ? ">" : "";
 
         auto run = [&](auto value) {
             if (stars == 0)
-                expectSameAsSnprintf(spec, value);
+                expectSameAsSnprintf(cFormat, value);
             else if (stars == 1)
-                expectSameAsSnprintf(spec, widthArg, value);
+                expectSameAsSnprintf(cFormat, widthArg, value);
             else if (stars == 2)
-                expectSameAsSnprintf(spec, precisionArg, value);
+                expectSameAsSnprintf(cFormat, precisionArg, value);
             else
-                expectSameAsSnprintf(spec, widthArg, precisionArg, value);
+                expectSameAsSnprintf(cFormat, widthArg, precisionArg, value);
         };
         const unsigned long long bits = rng();
         // Small, medium and full-range values, so that zero, one digit and
@@ -210,7 +210,7 @@ TEST(CStringConverterFormat, MatchesSnprintfOnRandomNumericConversions)
         const bool negative = pick(2) == 1;
         const long long s = negative ? -static_cast<long long>(raw >> 1) : static_cast<long long>(raw >> 1);
         if (conv == '%') {
-            expectSameAsSnprintf(spec);
+            expectSameAsSnprintf(cFormat);
         } else if (conv == 'c') {
             run(static_cast<int>(1 + bits % 255));
         } else if (isInt) {
