@@ -2,36 +2,27 @@
 
 #include <foundation/CMemory.h>
 #include <foundation/Export.h>
-#include <system/CLog.h>
+#include <system/CLogCategory.h>
 #include <text/CString.h>
 
 namespace Trell {
 
 // The log under the category of the build tool, "TrellBuild".
-// Same levels, switches and threading as CLog.
-class ECS_API CLogBuild : public CLog
+class ECS_API CLogBuild : public CLogCategory<CLogBuild>
 {
     TRELL_DECLARE_ALLOCATOR(u"CLogBuild")
 
 public:
-    // "TrellBuild". A static object: while static initialisers run it may still
-    // be null, so the functions below use their own constant text.
+    static constexpr const char16_t CATEGORY[] = u"TrellBuild";
+    // "TrellBuild" as a string. A static object: while static initialisers run it
+    // may still be null, which is why the functions use CATEGORY.
     static const CString STR_TRELL_BUILD;
 
-    static void info(const CString& message);
-    static void info(const char16_t* message);
-    static void warning2(const CString& message);
-    static void warning2(const char16_t* message);
-    static void error2(const CString& message);
-    static void error2(const char16_t* message);
-    static void debug2(const CString& message);
-    static void debug2(const char16_t* message);
-
 protected:
-    CLogBuild();
-    CLogBuild(const CLogBuild&);
-    CLogBuild& operator=(const CLogBuild&);
-    ~CLogBuild() override;
+    CLogBuild() = default;
+    CLogBuild(const CLogBuild& other) = default;
+    CLogBuild& operator=(const CLogBuild& other) = default;
+    ~CLogBuild() override = default;
 };
 
 } // namespace Trell

@@ -5,6 +5,7 @@
 #include <system/CFolder.h>
 #include <system/CLog.h>
 #include <system/CLogBuild.h>
+#include <system/CLogCategory.h>
 #include <system/CLogEngine.h>
 #include <system/CLogStudio.h>
 #include <system/CPath.h>

@@ -1,6 +1,7 @@
 list(APPEND ECS_HEADERS
     include/system/ILogOuter.h
     include/system/CLog.h
+    include/system/CLogCategory.h
     include/system/CLogEngine.h
     include/system/CLogStudio.h
     include/system/CLogBuild.h
