@@ -49,6 +49,20 @@ void makeTree(const CTempFolder& temp)
 
 typedef std::vector<std::string> Names;
 
+Names byExt(const CTempFolder& temp, const std::string& folder, const char16_t* ext, bool recursive)
+{
+    CDataList<CString> found;
+    CFolder::findFilesByExt(temp.path(folder), CString(ext), found, recursive);
+    return relative(temp, found);
+}
+
+Names byTitle(const CTempFolder& temp, const char16_t* title, bool matchCase, bool recursive)
+{
+    CDataList<CString> found;
+    CFolder::findFilesByFileTile(temp.path("tree"), CString(title), found, matchCase, recursive);
+    return relative(temp, found);
+}
+
 } // namespace
 
 TEST(CFolder, OpenListsVisibleEntriesWithFullPaths)
@@ -173,13 +187,9 @@ TEST(CFolder, FindFilesByExtIgnoresCaseAndTakesExtensionsWithoutDot)
 {
     CTempFolder temp;
     makeTree(temp);
-    CDataList<CString> flat;
-    CFolder::findFilesByExt(temp.path("tree"), CString(u"xml"), flat, false);
-    EXPECT_EQ(relative(temp, flat), (Names{"tree/B.XML", "tree/a.xml"}));
-
-    CDataList<CString> deep;
-    CFolder::findFilesByExt(temp.path("tree"), CString(u"XmL"), deep, true);
-    EXPECT_EQ(relative(temp, deep), (Names{"tree/B.XML", "tree/a.xml", "tree/sub/d.xml", "tree/sub/deeper/A.Xml"}));
+    EXPECT_EQ(byExt(temp, "tree", u"xml", false), (Names{"tree/B.XML", "tree/a.xml"}));
+    EXPECT_EQ(byExt(temp, "tree", u"XmL", true),
+              (Names{"tree/B.XML", "tree/a.xml", "tree/sub/d.xml", "tree/sub/deeper/A.Xml"}));
 
     CDataArray<CString> externs;
     externs.add(CString(u"png"));
@@ -193,8 +203,8 @@ TEST(CFolder, FindFilesByExtIgnoresCaseAndTakesExtensionsWithoutDot)
     CFolder::findFilesByExt(temp.path("tree/sub"), CString(u"txt"), several, false);
     EXPECT_EQ(several.getCount(), 4u);
 
+    EXPECT_TRUE(byExt(temp, "missing", u"xml", true).empty());
     CDataList<CString> none;
-    CFolder::findFilesByExt(temp.path("missing"), CString(u"xml"), none, true);
     CFolder::findFilesByExt(CString(), CString(u"xml"), none, true);
     EXPECT_EQ(none.getCount(), 0u);
 }
@@ -203,19 +213,8 @@ TEST(CFolder, FindFilesByFileTitle)
 {
     CTempFolder temp;
     makeTree(temp);
-    CDataList<CString> exact;
-    CFolder::findFilesByFileTile(temp.path("tree"), CString(u"a"), exact, true, true);
-    EXPECT_EQ(relative(temp, exact), (Names{"tree/a.xml", "tree/sub/a.txt"}));
-
-    CDataList<CString> anyCase;
-    CFolder::findFilesByFileTile(temp.path("tree"), CString(u"a"), anyCase, false, true);
-    EXPECT_EQ(relative(temp, anyCase), (Names{"tree/a.xml", "tree/sub/a.txt", "tree/sub/deeper/A.Xml"}));
-
-    CDataList<CString> flat;
-    CFolder::findFilesByFileTile(temp.path("tree"), CString(u"b"), flat, false, false);
-    EXPECT_EQ(relative(temp, flat), (Names{"tree/B.XML"}));
-
-    CDataList<CString> none;
-    CFolder::findFilesByFileTile(temp.path("tree"), CString(u"sub"), none, true, true);
-    EXPECT_EQ(none.getCount(), 0u) << "folders are not files";
+    EXPECT_EQ(byTitle(temp, u"a", true, true), (Names{"tree/a.xml", "tree/sub/a.txt"}));
+    EXPECT_EQ(byTitle(temp, u"a", false, true), (Names{"tree/a.xml", "tree/sub/a.txt", "tree/sub/deeper/A.Xml"}));
+    EXPECT_EQ(byTitle(temp, u"b", false, false), (Names{"tree/B.XML"}));
+    EXPECT_TRUE(byTitle(temp, u"sub", true, true).empty()) << "folders are not files";
 }

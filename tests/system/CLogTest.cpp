@@ -86,6 +86,7 @@ protected:
     {
         ASSERT_TRUE(m_temp.isValid());
         TearDown();
+        CLog::setLogOuter(&m_outer);
     }
     void TearDown() override
     {
@@ -111,6 +112,7 @@ protected:
     bool logExists() const { return m_temp.exists("log/test.log"); }
 
     CTempFolder m_temp;
+    CRecordingOuter m_outer; // every test's sink unless it installs another
 };
 
 } // namespace
@@ -131,9 +133,6 @@ TEST_F(LogTest, NewFileStartsWithMarkAndHoldsUtf16Lines)
                                        u"[Warning][TrellStudio] Caf\u00e9 \u4e2d\r\n"
                                        u"[Info][TrellBuild] built\r\n"
                                        u"[Info][Custom] free category\r\n"));
-    EXPECT_EQ(str(CLogEngine::STR_TRELL_ENGINE), u"TrellEngine");
-    EXPECT_EQ(str(CLogStudio::STR_TRELL_STUDIO), u"TrellStudio");
-    EXPECT_EQ(str(CLogBuild::STR_TRELL_BUILD), u"TrellBuild");
 }
 
 TEST_F(LogTest, NullTextsPrintAsEmpty)
@@ -225,28 +224,24 @@ TEST_F(LogTest, FileMayOutgrowTheLimitDuringARun)
 TEST_F(LogTest, UnopenableFileDisablesTheFileButNotTheSink)
 {
     fs::create_directories(m_temp.native("log/test.log")); // a folder in the file's place
-    CRecordingOuter outer;
-    CLog::setLogOuter(&outer);
     start(20000);
     EXPECT_FALSE(CLogProbe::hasFile());
     // The failed open is itself reported, as every failed file open is.
     CLogEngine::error2(u"still delivered");
-    EXPECT_EQ(outer.entries(),
+    EXPECT_EQ(m_outer.entries(),
               (Entries{{u"Warning", u"TrellEngine", u"Maybe administrator or root authority is required to run this program."},
                        {u"Error", u"TrellEngine", u"still delivered"}}));
 }
 
 TEST_F(LogTest, UnInitializeStopsTheFileButNotTheSink)
 {
-    CRecordingOuter outer;
-    CLog::setLogOuter(&outer);
     start(20000);
     CLogEngine::info(u"one");
     CLog::unInitialize();
     EXPECT_FALSE(CLogProbe::hasFile());
     CLogEngine::info(u"two");
     EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][TrellEngine] one\r\n"));
-    EXPECT_EQ(outer.entries().size(), 2u);
+    EXPECT_EQ(m_outer.entries().size(), 2u);
 }
 
 TEST_F(LogTest, SecondInitializeReplacesTheFile)
@@ -261,54 +256,55 @@ TEST_F(LogTest, SecondInitializeReplacesTheFile)
 
 // ---- Levels --------------------------------------------------------------------------------
 
-TEST_F(LogTest, DefaultLevelsWriteAllButDebug)
+// Every entry point against each level switch; an entry reaches the file,
+// the console and the sink, or none of them.
+TEST_F(LogTest, LevelSwitchesGateEveryOutput)
 {
-    CRecordingOuter outer;
-    CLog::setLogOuter(&outer);
-    start(20000);
-    CLogEngine::info(u"i");
-    CLogEngine::warning2(u"w");
-    CLogEngine::error2(u"e");
-    CLogEngine::debug2(u"d");
-    CLog::debug2(u"X", u"d");
-    EXPECT_EQ(outer.entries(), (Entries{{u"Info", u"TrellEngine", u"i"},
-                                        {u"Warning", u"TrellEngine", u"w"},
-                                        {u"Error", u"TrellEngine", u"e"}}));
-}
+    const struct
+    {
+        const char* levels;
+        std::string enabled; // Info, Warning, Error, Debug
+        Entries expected;
+    } rows[] = {
+        {"", "IWE",
+         {{u"Info", u"TrellEngine", u"i"}, {u"Warning", u"TrellStudio", u"w"}, {u"Error", u"TrellBuild", u"e"},
+          {u"Info", u"X", u"i"}}},
+        {"debug=\"true\" info=\"false\"", "WED",
+         {{u"Warning", u"TrellStudio", u"w"}, {u"Error", u"TrellBuild", u"e"}, {u"Debug", u"TrellEngine", u"d"},
+          {u"Debug", u"X", u"d"}, {u"Debug", u"X", u"d2"}}},
+        {"info=\"false\" warning=\"false\" error=\"false\" debug=\"false\"", "", {}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.levels);
+        CLog::unInitialize();
+        fs::remove(m_temp.native("log/test.log"));
+        const std::size_t before = m_outer.entries().size();
+        start(20000, row.levels, "log/test.log", "true");
+        EXPECT_EQ(std::string(CLog::isInfoEnabled() ? "I" : "") + (CLog::isWarningEnabled() ? "W" : "") +
+                      (CLog::isErrorEnabled() ? "E" : "") + (CLog::isDebugEnabled() ? "D" : ""),
+                  row.enabled);
+        testing::internal::CaptureStdout();
+        CLogEngine::info(u"i");
+        CLogStudio::warning2(CString(u"w"));
+        CLogBuild::error2(u"e");
+        CLogEngine::debug2(u"d");
+        CLog::debug2(u"X", u"d");
+        CLog::debug2(CString(u"X"), CString(u"d2"));
+        CLog::info(u"X", u"i");
+        const std::string console = testing::internal::GetCapturedStdout();
 
-TEST_F(LogTest, SwitchedOffLevelsReachNoOutput)
-{
-    CRecordingOuter outer;
-    CLog::setLogOuter(&outer);
-    start(20000, "info=\"false\" warning=\"false\" error=\"false\" debug=\"false\"", "log/test.log", "true");
-    testing::internal::CaptureStdout();
-    CLogEngine::info(u"i");
-    CLogStudio::warning2(CString(u"w"));
-    CLogBuild::error2(u"e");
-    CLog::debug2(CString(u"c"), CString(u"d"));
-    CLog::info(u"c", u"i");
-    const std::string console = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(console, "");
-    EXPECT_TRUE(outer.entries().empty());
-    EXPECT_EQ(logFile(), BOM);
-}
-
-TEST_F(LogTest, DebugSwitchedOnIsWritten)
-{
-    start(20000, "debug=\"true\" info=\"false\"");
-    EXPECT_TRUE(CLog::isDebugEnabled());
-    EXPECT_FALSE(CLog::isInfoEnabled());
-    EXPECT_TRUE(CLog::isWarningEnabled());
-    EXPECT_TRUE(CLog::isErrorEnabled());
-    CLogEngine::debug2(u"d");
-    CLogEngine::info(u"i");
-    EXPECT_EQ(logFile(), BOM + utf16le(u"[Debug][TrellEngine] d\r\n"));
+        const Entries all = m_outer.entries();
+        EXPECT_EQ(Entries(all.begin() + static_cast<std::ptrdiff_t>(before), all.end()), row.expected);
+        std::u16string lines;
+        for (const tagEntry& entry : row.expected)
+            lines += u"[" + entry.level + u"][" + entry.category + u"] " + entry.message + u"\r\n";
+        EXPECT_EQ(console, std::string(lines.begin(), lines.end()));
+        EXPECT_EQ(logFile(), BOM + utf16le(lines));
+    }
 }
 
 TEST_F(LogTest, WithoutConfigurationDefaultsApplyAndNoneIsCreated)
 {
-    CRecordingOuter outer;
-    CLog::setLogOuter(&outer);
     CLog::initialize(); // nothing to open
     EXPECT_FALSE(CLogProbe::hasFile());
     testing::internal::CaptureStdout();
@@ -318,7 +314,7 @@ TEST_F(LogTest, WithoutConfigurationDefaultsApplyAndNoneIsCreated)
     CLogEngine::error2(u"e");
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "[Info][TrellEngine] i\r\n[Warning][TrellEngine] w\r\n[Error][TrellEngine] e\r\n");
-    EXPECT_EQ(outer.entries().size(), 3u);
+    EXPECT_EQ(m_outer.entries().size(), 3u);
     EXPECT_TRUE(CLog::isInfoEnabled());
     EXPECT_FALSE(CLog::isDebugEnabled());
     // A log call on some thread must not create the unlocked singleton.
@@ -345,9 +341,7 @@ TEST_F(LogTest, TerminalPrintsTheLineAsUtf8)
 
 TEST_F(LogTest, SinkReceivesEveryWrittenEntryAsSeparateTexts)
 {
-    CRecordingOuter outer;
-    CLog::setLogOuter(&outer);
-    EXPECT_EQ(CLog::getLogOuter(), &outer);
+    EXPECT_EQ(CLog::getLogOuter(), &m_outer);
     CLogEngine::error2(u"no file yet"); // no initialize: still reaches the sink
     start(20000);
     CLogStudio::info(CString(u"hello world"));
@@ -355,11 +349,11 @@ TEST_F(LogTest, SinkReceivesEveryWrittenEntryAsSeparateTexts)
     const Entries expected = {{u"Error", u"TrellEngine", u"no file yet"},
                               {u"Info", u"TrellStudio", u"hello world"},
                               {u"Custom", u"Cat", u"m%d"}};
-    EXPECT_EQ(outer.entries(), expected);
+    EXPECT_EQ(m_outer.entries(), expected);
 
     CLog::setLogOuter(nullptr);
     CLogEngine::error2(u"unseen");
-    EXPECT_EQ(outer.entries(), expected);
+    EXPECT_EQ(m_outer.entries(), expected);
 }
 
 namespace {
@@ -413,40 +407,37 @@ TEST_F(LogTest, SinkIsCalledOutsideTheLock)
 
 TEST_F(LogTest, ConcurrentEntriesStayWhole)
 {
-    CRecordingOuter outer;
-    CLog::setLogOuter(&outer);
     start(1000000);
     const int THREADS = 4;
     const int LINES = 200;
+    // Each thread writes its own long text; a torn line matches none of them.
+    std::vector<std::u16string> texts;
+    std::vector<std::string> lines;
+    for (int t = 0; t < THREADS; ++t) {
+        texts.push_back(u"thread " + std::u16string(300, static_cast<char16_t>(u'a' + t)));
+        lines.push_back(utf16le(u"[Info][TrellEngine] " + texts[t] + u"\r\n"));
+    }
     std::vector<std::thread> threads;
     for (int t = 0; t < THREADS; ++t) {
-        threads.emplace_back([t] {
-            const std::u16string text = u"thread " + std::u16string(1, static_cast<char16_t>(u'A' + t)) +
-                                        std::u16string(300, static_cast<char16_t>(u'a' + t));
+        threads.emplace_back([&texts, t] {
             for (int i = 0; i < LINES; ++i)
-                CLogEngine::info(text.c_str());
+                CLogEngine::info(texts[t].c_str());
         });
     }
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(outer.entries().size(), static_cast<std::size_t>(THREADS * LINES));
+    EXPECT_EQ(m_outer.entries().size(), static_cast<std::size_t>(THREADS * LINES));
 
     const std::string content = logFile();
     ASSERT_EQ(content.compare(0, 2, BOM), 0);
     std::vector<int> counts(THREADS, 0);
-    std::size_t pos = 2;
-    const std::string prefix = utf16le(u"[Info][TrellEngine] thread ");
-    while (pos < content.size()) {
-        ASSERT_EQ(content.compare(pos, prefix.size(), prefix), 0) << "torn line at byte " << pos;
-        const int t = content[pos + prefix.size()] - 'A';
-        ASSERT_GE(t, 0);
-        ASSERT_LT(t, THREADS);
-        const std::string line =
-            prefix + utf16le(std::u16string(1, static_cast<char16_t>(u'A' + t)) +
-                             std::u16string(300, static_cast<char16_t>(u'a' + t)) + u"\r\n");
-        ASSERT_EQ(content.compare(pos, line.size(), line), 0) << "torn line at byte " << pos;
+    for (std::size_t pos = 2; pos < content.size();) {
+        int t = 0;
+        while (t < THREADS && content.compare(pos, lines[t].size(), lines[t]) != 0)
+            ++t;
+        ASSERT_LT(t, THREADS) << "torn line at byte " << pos;
         ++counts[t];
-        pos += line.size();
+        pos += lines[t].size();
     }
     for (int t = 0; t < THREADS; ++t)
         EXPECT_EQ(counts[t], LINES) << t;
@@ -465,10 +456,8 @@ public:
 
 } // namespace
 
-TEST_F(LogTest, ThreadStartAndExitAreLoggedWithIdAndName)
+TEST_F(LogTest, ThreadStartAndExitAreInfoLinesWithIdAndName)
 {
-    CRecordingOuter outer;
-    CLog::setLogOuter(&outer);
     start(20000);
     CNamedWorker worker;
     worker.setThreadName(CString(u"worker"));
@@ -476,27 +465,17 @@ TEST_F(LogTest, ThreadStartAndExitAreLoggedWithIdAndName)
     worker.waitForThreadStop();
     worker.stopThread();
 
-    const auto entries = outer.entries();
+    // Both lines carry the same id, and it is a real one.
+    const auto entries = m_outer.entries();
     ASSERT_EQ(entries.size(), 2u);
-    const std::u16string starts = entries[0].message;
-    const std::u16string exits = entries[1].message;
-    EXPECT_EQ(entries[0].level, u"Info");
-    EXPECT_EQ(entries[0].category, u"TrellEngine");
-    ASSERT_EQ(starts.rfind(u"Thread (ID: ", 0), 0u);
-    EXPECT_NE(starts.find(u", Name: worker) starts."), std::u16string::npos) << std::string(starts.begin(), starts.end());
-    // The same id appears in both lines, and it is a real one.
-    const std::u16string id = starts.substr(12, starts.find(u',') - 12);
+    const std::u16string id = entries[0].message.substr(12, entries[0].message.find(u',') - 12);
     EXPECT_NE(id, u"0");
-    EXPECT_EQ(exits, u"Thread (ID: " + id + u", Name: worker) exits.");
-}
+    EXPECT_EQ(entries, (Entries{{u"Info", u"TrellEngine", u"Thread (ID: " + id + u", Name: worker) starts."},
+                                {u"Info", u"TrellEngine", u"Thread (ID: " + id + u", Name: worker) exits."}}));
 
-TEST_F(LogTest, ThreadLinesFollowTheInfoSwitch)
-{
-    CRecordingOuter outer;
-    CLog::setLogOuter(&outer);
+    // They follow the info switch.
     start(20000, "info=\"false\"");
-    CNamedWorker worker;
     worker.startThread();
     worker.waitForThreadStop();
-    EXPECT_TRUE(outer.entries().empty());
+    EXPECT_EQ(m_outer.entries().size(), 2u);
 }

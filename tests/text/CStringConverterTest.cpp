@@ -320,7 +320,7 @@ TEST(CStringConverterLists, MergeStringJoinsWithOneSeparator)
     EXPECT_EQ(str(out), u"x|yz");
 }
 
-TEST(CStringConverterLists, MergeNumbersInDecimalRoundTrips)
+TEST(CStringConverterLists, MergeNumbersInDecimal)
 {
     CDataArray<unsigned int> numbers;
     numbers.add(0u);
@@ -329,11 +329,6 @@ TEST(CStringConverterLists, MergeNumbersInDecimalRoundTrips)
     CString out;
     CStringConverter::mergeString(numbers, u',', out);
     EXPECT_EQ(str(out), u"0,4294967295,42");
-
-    CDataArray<unsigned int> back;
-    CStringConverter::separateString(out, u',', back);
-    ASSERT_EQ(back.getCount(), 3u);
-    EXPECT_EQ(back[1], 4294967295u);
 }
 
 // ---- character escaping -----------------------------------------------------------

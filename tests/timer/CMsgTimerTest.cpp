@@ -32,10 +32,7 @@ TEST(CMsgTimer, AddDataIgnoresNullAndKeepsOrder)
     message.addData(new CMsgTimer::CTimerData(&a, CTimer::TIMER_STATUS_PULSE, 1));
     message.addData(new CMsgTimer::CTimerData(&b, CTimer::TIMER_STATUS_COMPLETE, 7));
     ASSERT_EQ(message.getDataCount(), 2u);
-    EXPECT_EQ(message.getDataAt(0)->getTimer(), &a);
-    EXPECT_EQ(message.getDataAt(0)->getID(), a.getID());
-    EXPECT_EQ(message.getDataAt(1)->getStatus(), CTimer::TIMER_STATUS_COMPLETE);
-    EXPECT_EQ(message.getDataAt(1)->getCount(), 7u);
+    EXPECT_EQ(contents(message), (Contents{{&a, 1}, {&b, 7}}));
     EXPECT_EQ(message.getDataAt(2), nullptr);
 }
 
@@ -97,10 +94,9 @@ using CMsgTimerDelivery = CTimerFixture;
 
 TEST_F(CMsgTimerDelivery, SkipsRemovedTimersThenForgetsTheRemovals)
 {
-    CRecordingListener listener;
     CTimer a, b;
-    a.setListener(&listener);
-    b.setListener(&listener);
+    a.setListener(&m_listener);
+    b.setListener(&m_listener);
     CTimerManager* pManager = CTimerManager::getInstance();
     pManager->removeTimer(&a);
     EXPECT_TRUE(pManager->checkIsDeletedTimer(a.getID()));
@@ -108,23 +104,22 @@ TEST_F(CMsgTimerDelivery, SkipsRemovedTimersThenForgetsTheRemovals)
 
     CMsgTimer* pMessage = makeMessage({{&a, 1}, {&b, 1}, {&a, 2}});
     pMessage->handleMessage();
-    ASSERT_EQ(listener.m_events.size(), 1u);
-    EXPECT_EQ(listener.m_events[0].pTimer, &b);
+    ASSERT_EQ(m_listener.m_events.size(), 1u);
+    EXPECT_EQ(m_listener.m_events[0].pTimer, &b);
     EXPECT_FALSE(pManager->checkIsDeletedTimer(a.getID()));
 
     // A second handling now delivers a's records.
     pMessage->handleMessage();
-    EXPECT_EQ(listener.counts(&a), (std::vector<unsigned int>{1, 2}));
+    EXPECT_EQ(m_listener.counts(&a), (std::vector<unsigned int>{1, 2}));
     delete pMessage;
 }
 
 TEST_F(CMsgTimerDelivery, CompletionCallsTheListenerThenEndsTheTimer)
 {
-    CRecordingListener listener;
     CTimer timer(100, 2);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(100);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
     EXPECT_EQ(timer.getCurrentCount(), 1u);
 
     // A completion record delivered by hand (the manager has the timer too,
@@ -132,13 +127,13 @@ TEST_F(CMsgTimerDelivery, CompletionCallsTheListenerThenEndsTheTimer)
     g_uiFakeNow.store(150);
     CMsgTimer::CTimerData record(&timer, CTimer::TIMER_STATUS_COMPLETE, 2);
     record.handleMessage();
-    EXPECT_EQ(listener.completeCount(), 1u);
+    EXPECT_EQ(m_listener.completeCount(), 1u);
     EXPECT_FALSE(timer.isRunning());
     EXPECT_EQ(timer.getCurrentCount(), 0u);
 
     // Dropped at the next check, with nothing more delivered.
     ASSERT_TRUE(settleAt(1000));
-    EXPECT_EQ(listener.m_events.size(), 2u);
+    EXPECT_EQ(m_listener.m_events.size(), 2u);
 }
 
 TEST_F(CMsgTimerDelivery, RecordWithoutTimerOrListenerDoesNothing)

@@ -33,11 +33,10 @@ TEST_F(CTimerManagerTest, IdleWorkerDoesNotCheck)
     std::this_thread::sleep_for(std::chrono::milliseconds(60));
     EXPECT_EQ(g_uiClockReads.load(), 0u);
 
-    CRecordingListener listener;
     CTimer timer(10, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(10);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; })) << "addTimer did not wake the worker";
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; })) << "addTimer did not wake the worker";
     timer.stop();
 
     // Once the last timer is gone the worker goes back to sleep.
@@ -50,45 +49,42 @@ TEST_F(CTimerManagerTest, IdleWorkerDoesNotCheck)
 TEST_F(CTimerManagerTest, TimersStartedBeforeTheManagerRunAreCheckedOnceItRuns)
 {
     CTimerManager::getInstance()->stop();
-    CRecordingListener listener;
     CTimer timer(10, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(10);
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     pumpMessages();
-    EXPECT_TRUE(listener.m_events.empty());
+    EXPECT_TRUE(m_listener.m_events.empty());
 
     CTimerManager::getInstance()->start();
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
 }
 
 TEST_F(CTimerManagerTest, StopWakesASleepingCheckAndKeepsTheTimers)
 {
-    CRecordingListener listener;
     CTimer timer(10, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(10);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
 
     CTimerManager::getInstance()->stop();
     g_uiFakeNow.store(20);
     CTimerManager::getInstance()->start();
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 2; }));
-    EXPECT_EQ(listener.counts(&timer), (std::vector<unsigned int>{1, 2}));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 2; }));
+    EXPECT_EQ(m_listener.counts(&timer), (std::vector<unsigned int>{1, 2}));
 }
 
 TEST_F(CTimerManagerTest, AddTimerTwiceChecksItOnce)
 {
-    CRecordingListener listener;
     CTimer timer(10, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     CTimerManager::getInstance()->addTimer(&timer);
     CTimerManager::getInstance()->addTimer(nullptr);
     CTimerManager::getInstance()->removeTimer(nullptr);
     g_uiFakeNow.store(10);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
     ASSERT_TRUE(settle());
-    EXPECT_EQ(listener.counts(&timer), (std::vector<unsigned int>{1}));
+    EXPECT_EQ(m_listener.counts(&timer), (std::vector<unsigned int>{1}));
 }
 
 TEST_F(CTimerManagerTest, DeletedListRecordsEachRemovalOnceUntilCleared)
@@ -111,9 +107,8 @@ TEST_F(CTimerManagerTest, DeletedListRecordsEachRemovalOnceUntilCleared)
 
 TEST_F(CTimerManagerTest, DeleteInstanceOfARunningManagerStopsItsWorker)
 {
-    CRecordingListener listener;
     CTimer timer(10, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     timer.stop();

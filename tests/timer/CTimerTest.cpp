@@ -12,46 +12,44 @@ using Counts = std::vector<unsigned int>;
 
 TEST_F(CTimerTest, RepeatCountOneOnlyCompletes)
 {
-    CRecordingListener listener;
     CTimer timer(100, 1);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     EXPECT_TRUE(timer.isRunning());
 
     g_uiFakeNow.store(100);
-    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; })) << "completion never arrived";
-    EXPECT_EQ(listener.pulseCount(), 0u);
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.completeCount() == 1; })) << "completion never arrived";
+    EXPECT_EQ(m_listener.pulseCount(), 0u);
     EXPECT_FALSE(timer.isRunning());
     EXPECT_EQ(timer.getCurrentCount(), 0u);
 
     // Far past further due times nothing else arrives.
     ASSERT_TRUE(settleAt(1000));
-    EXPECT_EQ(listener.completeCount(), 1u);
-    EXPECT_EQ(listener.pulseCount(), 0u);
+    EXPECT_EQ(m_listener.completeCount(), 1u);
+    EXPECT_EQ(m_listener.pulseCount(), 0u);
 }
 
 TEST_F(CTimerTest, RepeatCountThreeReportsCountsOneAndTwoThenCompletes)
 {
-    CRecordingListener listener;
     CTimer timer(100, 3);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
 
     // Not due one millisecond early.
     g_uiFakeNow.store(99);
     ASSERT_TRUE(settle(2));
-    EXPECT_TRUE(listener.m_events.empty());
+    EXPECT_TRUE(m_listener.m_events.empty());
 
     g_uiFakeNow.store(100);
-    ASSERT_TRUE(pumpUntil([&] { return listener.m_events.size() == 1; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.m_events.size() == 1; }));
     g_uiFakeNow.store(200);
-    ASSERT_TRUE(pumpUntil([&] { return listener.m_events.size() == 2; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.m_events.size() == 2; }));
     EXPECT_TRUE(timer.isRunning());
     g_uiFakeNow.store(300);
-    ASSERT_TRUE(pumpUntil([&] { return listener.m_events.size() == 3; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.m_events.size() == 3; }));
 
-    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2}));
-    ASSERT_EQ(listener.m_events.size(), 3u);
-    EXPECT_TRUE(listener.m_events[2].bComplete);
-    EXPECT_EQ(listener.m_events[2].pTimer, &timer);
+    EXPECT_EQ(m_listener.counts(&timer), (Counts{1, 2}));
+    ASSERT_EQ(m_listener.m_events.size(), 3u);
+    EXPECT_TRUE(m_listener.m_events[2].bComplete);
+    EXPECT_EQ(m_listener.m_events[2].pTimer, &timer);
     EXPECT_FALSE(timer.isRunning());
     EXPECT_EQ(timer.getCurrentCount(), 0u);
 }
@@ -61,18 +59,17 @@ TEST_F(CTimerTest, RepeatCountThreeReportsCountsOneAndTwoThenCompletes)
 TEST_F(CTimerTest, RepeatCountThreeOnTheTickClockIsNeverEarly)
 {
     useTickClock();
-    CRecordingListener listener;
     CTimer timer(100, 3);
-    timer.setListener(&listener);
+    timer.setListener(&m_listener);
     const auto started = std::chrono::steady_clock::now();
     timer.start();
-    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.completeCount() == 1; }));
 
-    ASSERT_EQ(listener.m_events.size(), 3u);
-    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2}));
+    ASSERT_EQ(m_listener.m_events.size(), 3u);
+    EXPECT_EQ(m_listener.counts(&timer), (Counts{1, 2}));
     for (unsigned int i = 0; i < 3; ++i) {
         // The tick clock counts whole milliseconds: allow one of rounding.
-        const auto elapsed = listener.m_events[i].time - started;
+        const auto elapsed = m_listener.m_events[i].time - started;
         EXPECT_GE(elapsed, std::chrono::milliseconds(100 * (i + 1) - 1)) << "event " << i << " came early";
     }
 }
@@ -92,9 +89,8 @@ TEST_F(CTimerTest, CompletionOfATimerWithoutListenerEndsItAtTheCheck)
 
 TEST_F(CTimerTest, StartIsIgnoredWhileTheCompletionIsOnItsWay)
 {
-    CRecordingListener listener;
     CTimer timer(10, 1);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     // Completing: out of the manager but still marked running, so start does nothing.
@@ -102,28 +98,27 @@ TEST_F(CTimerTest, StartIsIgnoredWhileTheCompletionIsOnItsWay)
     timer.start();
     // A start that took effect would have zeroed the count.
     EXPECT_EQ(timer.getCurrentCount(), 1u);
-    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.completeCount() == 1; }));
     EXPECT_FALSE(timer.isRunning());
 
     // After delivery it starts normally.
     timer.start();
     g_uiFakeNow.store(20);
-    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 2; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.completeCount() == 2; }));
 }
 
 TEST_F(CTimerTest, SetRepeatCountOnACountedTimerCountsAgainToTheNewEnd)
 {
-    CRecordingListener listener;
     CTimer timer(10, 5);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(30);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 3; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 3; }));
     // The count restarts at 0 on the old schedule: count 1 is due at once,
     // and count 2, now the last, completes.
     timer.setRepeatCount(2);
     EXPECT_EQ(timer.getCurrentCount(), 0u);
-    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; }));
-    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2, 3, 1}));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.completeCount() == 1; }));
+    EXPECT_EQ(m_listener.counts(&timer), (Counts{1, 2, 3, 1}));
     EXPECT_FALSE(timer.isRunning());
 }
 
@@ -131,84 +126,79 @@ TEST_F(CTimerTest, SetRepeatCountOnACountedTimerCountsAgainToTheNewEnd)
 
 TEST_F(CTimerTest, EndlessTimerCatchesUpOnePulsePerCheckAfterAStall)
 {
-    CRecordingListener listener;
     CTimer timer(100, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
 
     // Ten pulses fall due at once, as after a stall of the timer thread.
     const unsigned int uiReadsBefore = g_uiClockReads.load();
     g_uiFakeNow.store(1000);
     ASSERT_TRUE(settle());
     const unsigned int uiChecksSoFar = g_uiClockReads.load() - uiReadsBefore;
-    const unsigned int uiDelivered = listener.pulseCount();
+    const unsigned int uiDelivered = m_listener.pulseCount();
     EXPECT_GE(uiDelivered, 3u);
     EXPECT_LE(uiDelivered, uiChecksSoFar) << "more pulses than checks: several pulses in one check";
 
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() >= 10; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() >= 10; }));
     // Caught up: with the clock standing still nothing more is due.
     ASSERT_TRUE(settle());
-    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
+    EXPECT_EQ(m_listener.counts(&timer), (Counts{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
     EXPECT_EQ(timer.getCurrentCount(), 10u);
 
     // Counts keep growing without bound.
     g_uiFakeNow.store(1100);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 11; }));
-    EXPECT_EQ(listener.m_events.back().uiCount, 11u);
-    EXPECT_EQ(listener.completeCount(), 0u);
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 11; }));
+    EXPECT_EQ(m_listener.m_events.back().uiCount, 11u);
+    EXPECT_EQ(m_listener.completeCount(), 0u);
 }
 
 TEST_F(CTimerTest, SetRepeatCountOnARunningTimerRestartsTheCountButNotTheSchedule)
 {
-    CRecordingListener listener;
     CTimer timer(100, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(300);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 3; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 3; }));
 
     timer.setRepeatCount(0);
     EXPECT_EQ(timer.getCurrentCount(), 0u);
     // Counts 1..3 again at once (the start time stayed at 0), then nothing.
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 6; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 6; }));
     ASSERT_TRUE(settle());
-    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2, 3, 1, 2, 3}));
+    EXPECT_EQ(m_listener.counts(&timer), (Counts{1, 2, 3, 1, 2, 3}));
 }
 
 TEST_F(CTimerTest, NewDelayAppliesWithoutRestartingTheSchedule)
 {
-    CRecordingListener listener;
     CTimer timer(100, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(100);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
     // Pulse 2 of a 50 ms schedule that began at 0 is due at 100: at once.
     timer.setDelay(50);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 2; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 2; }));
     ASSERT_TRUE(settle());
-    EXPECT_EQ(listener.pulseCount(), 2u);
+    EXPECT_EQ(m_listener.pulseCount(), 2u);
 }
 
 // ---- start, reset, stop ------------------------------------------------------
 
 TEST_F(CTimerTest, StartOnARunningTimerDoesNotRestartItsSchedule)
 {
-    CRecordingListener listener;
     CTimer timer(100, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(60);
     timer.start();
     // Due at 100 from the first start (a restart would move it to 160).
     g_uiFakeNow.store(100);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; })) << "start restarted the schedule";
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; })) << "start restarted the schedule";
     EXPECT_EQ(timer.getCurrentCount(), 1u);
 }
 
 TEST_F(CTimerTest, ResetRestartsTheScheduleOfARunningTimer)
 {
-    CRecordingListener listener;
     CTimer timer(100, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(100);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
 
     g_uiFakeNow.store(150);
     timer.reset();
@@ -217,64 +207,61 @@ TEST_F(CTimerTest, ResetRestartsTheScheduleOfARunningTimer)
     // Pulse 2 of the old schedule (at 200) must not come...
     g_uiFakeNow.store(249);
     ASSERT_TRUE(settle());
-    EXPECT_EQ(listener.pulseCount(), 1u);
+    EXPECT_EQ(m_listener.pulseCount(), 1u);
     // ...pulse 1 of the new one comes at 250.
     g_uiFakeNow.store(250);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 2; }));
-    EXPECT_EQ(listener.m_events.back().uiCount, 1u);
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 2; }));
+    EXPECT_EQ(m_listener.m_events.back().uiCount, 1u);
 }
 
 // Two timers' records share one queued message: stopping one purges only its
 // record; stopping the last purges the emptied message too.
 TEST_F(CTimerTest, StopBetweenCheckAndDeliveryPurgesOnlyThatTimersRecords)
 {
-    CRecordingListener listener;
     CTimer stopped(10, 0);
     CTimer kept(10, 0);
-    listenAndStart(stopped, listener);
-    listenAndStart(kept, listener);
+    listenAndStart(stopped, m_listener);
+    listenAndStart(kept, m_listener);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
 
     stopped.stop();
     EXPECT_FALSE(stopped.isRunning());
     EXPECT_EQ(stopped.getCurrentCount(), 0u);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount(&kept) == 1; }));
-    EXPECT_EQ(listener.pulseCount(&stopped), 0u);
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount(&kept) == 1; }));
+    EXPECT_EQ(m_listener.pulseCount(&stopped), 0u);
 
     g_uiFakeNow.store(20);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     kept.stop();
     EXPECT_EQ(queuedTimerMessages(), 0u);
     pumpMessages();
-    EXPECT_EQ(listener.m_events.size(), 1u);
+    EXPECT_EQ(m_listener.m_events.size(), 1u);
 }
 
 TEST_F(CTimerTest, StopAfterThePopDeliversNothingAndIsForgottenAfterwards)
 {
-    CRecordingListener listener;
     CTimer timer(10, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(10);
     // The main loop has taken the message off the queue when the timer stops.
     CObjectPtr<CBaseMessage> pMessage = popQueuedTimerMessage();
     ASSERT_TRUE(pMessage);
     timer.stop();
     pMessage->handleMessage();
-    EXPECT_TRUE(listener.m_events.empty());
+    EXPECT_TRUE(m_listener.m_events.empty());
 
     // Handling forgot the stop: the restarted timer is delivered normally.
     EXPECT_FALSE(CTimerManager::getInstance()->checkIsDeletedTimer(timer.getID()));
     timer.start();
     g_uiFakeNow.store(20);
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 1; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
 }
 
 TEST_F(CTimerTest, StopAndRestartBeforeDeliveryIsDeliveredNormally)
 {
-    CRecordingListener listener;
     CTimer timer(10, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(10);
     CObjectPtr<CBaseMessage> pMessage = popQueuedTimerMessage();
     ASSERT_TRUE(pMessage);
@@ -282,19 +269,18 @@ TEST_F(CTimerTest, StopAndRestartBeforeDeliveryIsDeliveredNormally)
     timer.start();
     g_uiFakeNow.store(20);
     pMessage->handleMessage();
-    EXPECT_EQ(listener.pulseCount(), 1u) << "the restart did not lift the stop";
-    ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 2; }));
+    EXPECT_EQ(m_listener.pulseCount(), 1u) << "the restart did not lift the stop";
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 2; }));
 }
 
 // ---- deletion --------------------------------------------------------------
 
 TEST_F(CTimerTest, DeletedTimerIsNeverCalledBack)
 {
-    CRecordingListener listener;
     CTimer* pQueued = new CTimer(10, 0);
     CTimer* pPopped = new CTimer(10, 0);
-    listenAndStart(*pQueued, listener);
-    listenAndStart(*pPopped, listener);
+    listenAndStart(*pQueued, m_listener);
+    listenAndStart(*pPopped, m_listener);
     g_uiFakeNow.store(10);
     CObjectPtr<CBaseMessage> pMessage = popQueuedTimerMessage();
     ASSERT_TRUE(pMessage);
@@ -306,10 +292,10 @@ TEST_F(CTimerTest, DeletedTimerIsNeverCalledBack)
     EXPECT_EQ(queuedTimerMessages(), 0u);
     pMessage->handleMessage();
     pumpMessages();
-    EXPECT_TRUE(listener.m_events.empty());
+    EXPECT_TRUE(m_listener.m_events.empty());
 }
 
-// A counted timer without listener ends at its last check while its
+// A counted timer without m_listener ends at its last check while its
 // completion record is still queued; deleting it then must not leave the
 // record pointing at it.
 TEST_F(CTimerTest, DeletingAFinishedTimerWithoutListenerPurgesItsCompletion)
@@ -328,18 +314,17 @@ TEST_F(CTimerTest, DeletingAFinishedTimerWithoutListenerPurgesItsCompletion)
 // manager until the next check; deleting it in between must take it out.
 TEST_F(CTimerTest, DeletingATerminatedTimerTakesItOutOfTheManager)
 {
-    CRecordingListener listener;
     CTimer* pTimer = new CTimer(100, 0);
-    listenAndStart(*pTimer, listener);
+    listenAndStart(*pTimer, m_listener);
     CMsgTimer::CTimerData completion(pTimer, CTimer::TIMER_STATUS_COMPLETE, 1);
     completion.handleMessage();
     EXPECT_FALSE(pTimer->isRunning());
     delete pTimer;
     ASSERT_TRUE(settleAt(1000));
-    EXPECT_EQ(listener.m_events.size(), 1u);
+    EXPECT_EQ(m_listener.m_events.size(), 1u);
 }
 
-// The listener may delete the timer from its completion callback; the
+// The m_listener may delete the timer from its completion callback; the
 // delivery must not touch the timer afterwards.
 TEST_F(CTimerTest, ListenerMayDeleteTheTimerOnCompletion)
 {
@@ -387,14 +372,13 @@ TEST_F(CTimerTest, ListenerMayStopTheOtherTimerOfTheSameMessage)
 
 TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
 {
-    CRecordingListener listener;
     CTimer first(100, 0);
     CTimer second(100, 0);
     CTimer third(100, 2);
     // Added in the order second, third, first.
-    listenAndStart(second, listener);
-    listenAndStart(third, listener);
-    listenAndStart(first, listener);
+    listenAndStart(second, m_listener);
+    listenAndStart(third, m_listener);
+    listenAndStart(first, m_listener);
 
     g_uiFakeNow.store(100);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
@@ -411,22 +395,21 @@ TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
     EXPECT_EQ(inMessage, expected);
 
     pMessage->handleMessage();
-    for (const tagEvent& event : listener.m_events)
+    for (const tagEvent& event : m_listener.m_events)
         delivered.push_back(event.pTimer);
     EXPECT_EQ(delivered, expected);
 }
 
 TEST_F(CTimerTest, UnhandledChecksMergeIntoOneMessage)
 {
-    CRecordingListener listener;
     CTimer timer(10, 0);
-    listenAndStart(timer, listener);
+    listenAndStart(timer, m_listener);
     g_uiFakeNow.store(50);
     // Five checks with nobody popping leave one message with counts 1..5.
     ASSERT_TRUE(waitUntil([&] { return timer.getCurrentCount() == 5; }));
     EXPECT_EQ(queuedTimerMessages(), 1u);
     EXPECT_EQ(pumpMessages(), 1u);
-    EXPECT_EQ(listener.counts(&timer), (Counts{1, 2, 3, 4, 5}));
+    EXPECT_EQ(m_listener.counts(&timer), (Counts{1, 2, 3, 4, 5}));
 }
 
 } // namespace

@@ -190,6 +190,9 @@ protected:
     }
 
     static void useTickClock() { TimerClock::setSource(nullptr); }
+
+    // Outlives the test's timers, which the test body destroys first.
+    CRecordingListener m_listener;
 };
 
 } // namespace TimerTest
