@@ -7,6 +7,10 @@
 
 namespace Trell {
 
+namespace MemInternal {
+class CThreadCache;
+}
+
 // The pooled allocator behind CMemManager: 64 size classes for requests up to
 // 512 bytes, each carving fixed-size slots out of chunks taken from the system
 // heap and reusing freed slots last-in first-out through an intrusive free
@@ -40,7 +44,10 @@ namespace Trell {
 // spin lock on its own cache line, held only for the free-list pop/push or the
 // slot update (and, rarely, while a new chunk is taken from the system heap);
 // there is no lock across classes, so threads using different sizes do not
-// contend.
+// contend. The manager's allocator also keeps a per-thread cache of free
+// slots in front of each class, so that most requests take no lock at all;
+// slots in such a cache are not on the class's free list (getFreeSlotCount)
+// until the thread flushes them, which it does in batches and when it exits.
 class ECS_API CMemAllocator
 {
     TRELL_DECLARE_ALLOCATOR(u"CMemAllocator")
@@ -86,7 +93,9 @@ public:
     unsigned int getGrowthCount(unsigned int classIndex) const;
     // Slots of all chunks the class has taken so far.
     unsigned int getTotalSlots(unsigned int classIndex) const;
-    // Slots currently on the class's free list (walks it under the lock).
+    // Free slots the class holds: its free list and the full bins thread
+    // caches gave back (walked under the lock). Slots still in a thread's
+    // cache are not counted.
     unsigned int getFreeSlotCount(unsigned int classIndex) const;
     // Largest request the pools serve (0 once released).
     unsigned int getMaxPooledSize() const { return m_uiPoolLimit ? m_uiPoolLimit - 1 : 0; }
@@ -99,15 +108,17 @@ protected:
     CMemAllocator& operator=(const CMemAllocator&);
 
 private:
-    // The front-end takes the allocation path directly (see CMemory.cpp).
+    // The front-end takes the allocation path directly (see CMemory.cpp);
+    // the thread caches refill from and flush to the classes.
     friend class CMemory;
+    friend class MemInternal::CThreadCache;
 
     // The allocation path, defined in the library's sources and inlined into
     // malloc/free and the CMemory front-end.
     inline void* mallocInline(unsigned int size);
     inline void freeInline(void* p);
-    inline void* mallocFast(unsigned int size);
-    inline bool freeFast(void* p);
+    inline void* popCached(unsigned int size);
+    inline bool pushCached(void* p);
     void* allocateFromNewChunk(tagSizeClass& sizeClass, unsigned int size);
     void* allocateLarge(unsigned int size);
 
@@ -120,6 +131,9 @@ private:
     // search's answer for every request size, precomputed when the table is
     // built so that the hot path is one load.
     unsigned char* m_pLookup;
+    // Whether requests go through the calling thread's cache first (the
+    // manager's allocator outside Valgrind; off for every other allocator).
+    bool m_bThreadCache;
 };
 
 } // namespace Trell

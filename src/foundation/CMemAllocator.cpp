@@ -77,7 +77,7 @@ void warnInvalidPointer(const void* p)
 using namespace MemInternal;
 
 CMemAllocator::CMemAllocator(bool checkingMode)
-    : m_pClasses(nullptr), m_uiClassCount(0), m_uiPoolLimit(0), m_pLookup(nullptr)
+    : m_pClasses(nullptr), m_uiClassCount(0), m_uiPoolLimit(0), m_pLookup(nullptr), m_bThreadCache(false)
 {
 #if defined(ECS_MEM_VALGRIND)
     g_bUnderValgrind = RUNNING_ON_VALGRIND != 0;
@@ -115,7 +115,7 @@ CMemAllocator::CMemAllocator(bool checkingMode)
 }
 
 CMemAllocator::CMemAllocator(const CMemAllocator&)
-    : m_pClasses(nullptr), m_uiClassCount(0), m_uiPoolLimit(0), m_pLookup(nullptr)
+    : m_pClasses(nullptr), m_uiClassCount(0), m_uiPoolLimit(0), m_pLookup(nullptr), m_bThreadCache(false)
 {
 }
 
@@ -132,6 +132,11 @@ CMemAllocator::~CMemAllocator()
 void CMemAllocator::releaseAll()
 {
     m_uiPoolLimit = 0;
+    // No thread cache may hand out or flush into the chunks freed below.
+    if (m_bThreadCache) {
+        m_bThreadCache = false;
+        CThreadCache::detach(*this);
+    }
     if (m_pClasses) {
         for (unsigned int i = 0; i < m_uiClassCount; ++i) {
             tagChunk* chunk = static_cast<tagChunk*>(m_pClasses[i].pNewestChunk);
@@ -170,6 +175,12 @@ int CMemAllocator::findClass(unsigned int size) const
 
 void* CMemAllocator::malloc(unsigned int size)
 {
+    if (m_bThreadCache) {
+        if (void* p = popCached(size))
+            return p;
+        if (void* p = CThreadCache::take(*this, size))
+            return p;
+    }
     return mallocInline(size);
 }
 
@@ -215,6 +226,8 @@ void* CMemAllocator::allocateLarge(unsigned int size)
 
 void CMemAllocator::free(void* p)
 {
+    if (m_bThreadCache && (pushCached(p) || CThreadCache::put(*this, p)))
+        return;
     freeInline(p);
 }
 
@@ -280,6 +293,12 @@ unsigned int CMemAllocator::getFreeSlotCount(unsigned int classIndex) const
     for (const tagBlockHeader* header = static_cast<const tagBlockHeader*>(sizeClass.pFreeHead); header;
          header = reinterpret_cast<const tagBlockHeader*>(header->uGuard))
         ++count;
+    for (const tagBlockHeader* batch = static_cast<const tagBlockHeader*>(sizeClass.pBatchHead); batch;
+         batch = readBatchInfo(batch).pNextBatch) {
+        for (const tagBlockHeader* header = batch; header;
+             header = reinterpret_cast<const tagBlockHeader*>(header->uGuard))
+            ++count;
+    }
     sizeClass.lock.unlock();
     return count;
 }

@@ -5,6 +5,7 @@
 #include <foundation/IMemManagerListener.h>
 
 #include "MemInternal.h"
+#include "MemThreadCache.h"
 
 #include <cstdlib>
 
@@ -66,6 +67,8 @@ CMemManager::CMemManager()
 #else
     const bool direct = !m_pChecker;
 #endif
+    if (direct && m_pAllocator)
+        MemInternal::CThreadCache::enable(*m_pAllocator);
     MemInternal::g_pFastAllocator.store(direct ? m_pAllocator : nullptr, std::memory_order_release);
 }
 

@@ -20,16 +20,25 @@ CMemory::~CMemory() = default;
 namespace {
 
 // Out of line, so that the direct paths below stay leaf functions that need
-// no stack frame.
-__attribute__((noinline)) void* mallocSlow(unsigned int size, unsigned int classId)
+// no stack frame: a miss in the thread's cache (refill or flush under one
+// lock), then the manager's full path.
+__attribute__((noinline)) void* mallocMiss(unsigned int size, unsigned int classId)
 {
+    if (CMemAllocator* allocator = MemInternal::g_pFastAllocator.load(std::memory_order_relaxed)) {
+        if (void* p = MemInternal::CThreadCache::take(*allocator, size))
+            return p;
+    }
     if (!MemInternal::isActive())
         return std::malloc(size);
     return MemInternal::g_pManager->malloc(size, classId);
 }
 
-__attribute__((noinline)) void freeSlow(void* p)
+__attribute__((noinline)) void freeMiss(void* p)
 {
+    if (CMemAllocator* allocator = MemInternal::g_pFastAllocator.load(std::memory_order_relaxed)) {
+        if (MemInternal::CThreadCache::put(*allocator, p))
+            return;
+    }
     if (MemInternal::isActive())
         MemInternal::g_pManager->free(p);
     else
@@ -38,23 +47,23 @@ __attribute__((noinline)) void freeSlow(void* p)
 
 } // namespace
 
-// Without a checker the common case (a free pool slot, an uncontended lock)
-// is handled right here without further calls; everything else takes the
-// manager's full path.
+// Without a checker the common case (a slot in the calling thread's cache)
+// is handled right here without a lock; refills and flushes cost one lock
+// per batch, and everything else takes the manager's full path.
 void* CMemory::malloc(unsigned int size, unsigned int classId)
 {
     if (CMemAllocator* allocator = MemInternal::g_pFastAllocator.load(std::memory_order_relaxed)) {
-        if (void* p = allocator->mallocFast(size))
+        if (void* p = allocator->popCached(size))
             return p;
     }
-    return mallocSlow(size, classId);
+    return mallocMiss(size, classId);
 }
 
 void CMemory::free(void* p)
 {
     CMemAllocator* allocator = MemInternal::g_pFastAllocator.load(std::memory_order_relaxed);
-    if (!allocator || !allocator->freeFast(p))
-        freeSlow(p);
+    if (!allocator || !allocator->pushCached(p))
+        freeMiss(p);
 }
 
 unsigned int CMemory::registClassName(const char16_t* name)

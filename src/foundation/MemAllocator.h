@@ -8,6 +8,7 @@
 
 #include "MemInternal.h"
 #include "MemSpinLock.h"
+#include "MemThreadCache.h"
 
 #include <cinttypes>
 #include <cstddef>
@@ -30,6 +31,12 @@ struct alignas(64) CMemAllocator::tagSizeClass
     void* pNewestChunk;
     void* pFreeHead;              // block header of the most recently freed slot
     MemInternal::CMemSpinLock lock;
+    // Full bins that thread caches gave back, kept apart from the free list
+    // so that a cache takes one back whole without walking it: each batch is
+    // a null-terminated chain through word 1 of as many slots as a bin holds,
+    // whose first slot's body names its last slot and the next batch (see
+    // tagBatchInfo).
+    void* pBatchHead;
 };
 
 namespace MemInternal {
@@ -55,6 +62,33 @@ struct tagBlockHeader
 };
 static_assert(sizeof(tagBlockHeader) == CMemAllocator::HEADER_SIZE, "block header size");
 static_assert(offsetof(tagBlockHeader, uGuard) == sizeof(std::uintptr_t), "guard is the second word");
+
+// Kept in the body of a batch's first slot, which is free, so that taking a
+// batch touches no other slot. The body is poisoned for AddressSanitizer
+// like any free slot's, hence the unchecked accessors; Valgrind never sees
+// them (no thread caches under Valgrind).
+struct tagBatchInfo
+{
+    TRELL_DECLARE_ALLOCATOR(u"tagBatchInfo")
+
+    tagBlockHeader* pLast;
+    tagBlockHeader* pNextBatch;
+};
+// The smallest class's usable size is two words (8 bytes on 32-bit targets,
+// 16 on 64-bit).
+static_assert(sizeof(tagBatchInfo) <= 2 * sizeof(void*), "the smallest slot body holds a batch's description");
+
+ECS_MEM_NO_ASAN inline void writeBatchInfo(tagBlockHeader* first, tagBlockHeader* last, void* nextBatch)
+{
+    tagBatchInfo* info = reinterpret_cast<tagBatchInfo*>(first + 1);
+    info->pLast = last;
+    info->pNextBatch = static_cast<tagBlockHeader*>(nextBatch);
+}
+
+ECS_MEM_NO_ASAN inline tagBatchInfo readBatchInfo(const tagBlockHeader* first)
+{
+    return *reinterpret_cast<const tagBatchInfo*>(first + 1);
+}
 
 constexpr unsigned int GRANULE_SHIFT = CMemAllocator::ALIGN_MASK == 3 ? 2 : 4;
 static_assert((1u << GRANULE_SHIFT) == CMemAllocator::ALIGN_MASK + 1, "granule");
@@ -108,6 +142,11 @@ inline void* CMemAllocator::mallocInline(unsigned int size)
     tagBlockHeader* header = static_cast<tagBlockHeader*>(sizeClass.pFreeHead);
     if (header) {
         sizeClass.pFreeHead = reinterpret_cast<void*>(header->uGuard);
+    } else if (sizeClass.pBatchHead) {
+        // Free slots before new ones: the first batch becomes the free list.
+        header = static_cast<tagBlockHeader*>(sizeClass.pBatchHead);
+        sizeClass.pBatchHead = readBatchInfo(header).pNextBatch;
+        sizeClass.pFreeHead = reinterpret_cast<void*>(header->uGuard);
     } else {
         tagChunk* chunk = static_cast<tagChunk*>(sizeClass.pNewestChunk);
         if (!chunk || chunk->uiUsed == chunk->uiCapacity) {
@@ -126,24 +165,28 @@ inline void* CMemAllocator::mallocInline(unsigned int size)
     return header + 1;
 }
 
-// The common case only, with no call in it: a pooled request whose class has
-// a free slot and an uncontended lock. Null sends the caller to mallocInline.
-// Not used under Valgrind (see g_pFastAllocator).
-inline void* CMemAllocator::mallocFast(unsigned int size)
+// The common case only, with no call in it: a pooled request whose bin in
+// the calling thread's cache holds a slot. Null sends the caller to the
+// cache's slow path (CThreadCache::take), then to mallocInline.
+// Only for allocators with thread caches (never under Valgrind).
+inline void* CMemAllocator::popCached(unsigned int size)
 {
     using namespace MemInternal;
     if (size >= m_uiPoolLimit)
         return nullptr;
-    tagSizeClass& sizeClass = m_pClasses[m_pLookup[(size + ALIGN_MASK) >> GRANULE_SHIFT]];
-    if (!sizeClass.lock.tryLock())
+    CThreadCache* cache = t_pThreadCache;
+    if (!cache || cache->m_pAllocator.load(std::memory_order_relaxed) != this)
         return nullptr;
-    tagBlockHeader* header = static_cast<tagBlockHeader*>(sizeClass.pFreeHead);
-    if (!header) {
-        sizeClass.lock.unlock();
+    CThreadCache::tagBin& bin = cache->m_bins[m_pLookup[(size + ALIGN_MASK) >> GRANULE_SHIFT]];
+    tagBlockHeader* header = bin.pHead;
+    if (!header)
         return nullptr;
-    }
-    sizeClass.pFreeHead = reinterpret_cast<void*>(header->uGuard);
-    sizeClass.lock.unlock();
+    tagBlockHeader* next = reinterpret_cast<tagBlockHeader*>(header->uGuard);
+    // The next pop of this class reads that slot's header: start the load
+    // now, while the caller works with this block.
+    __builtin_prefetch(next);
+    bin.pHead = next;
+    --bin.uiCount;
     header->uGuard = guardOf(header);
 #if defined(ECS_MEM_ASAN)
     ASAN_UNPOISON_MEMORY_REGION(header + 1, size);
@@ -151,9 +194,11 @@ inline void* CMemAllocator::mallocFast(unsigned int size)
     return header + 1;
 }
 
-// Counterpart of mallocFast: false (nothing done) sends the caller to
-// freeInline.
-inline bool CMemAllocator::freeFast(void* p)
+// Counterpart of popCached: pushes a valid pooled block of this allocator
+// onto the calling thread's bin when it has room. False (nothing done) sends
+// the caller to CThreadCache::put, then to freeInline, which also judges and
+// refuses bad pointers.
+inline bool CMemAllocator::pushCached(void* p)
 {
     using namespace MemInternal;
     // Every block we hand out is aligned; anything else is judged (and
@@ -161,17 +206,28 @@ inline bool CMemAllocator::freeFast(void* p)
     if (!p || (reinterpret_cast<std::uintptr_t>(p) & ALIGN_MASK) != 0)
         return false;
     tagBlockHeader* header = headerOf(p);
-    if (!hasValidGuardFast(header) || header->uOwner == 0)
+    if (!hasValidGuardFast(header))
         return false;
-    tagSizeClass& sizeClass = *reinterpret_cast<tagSizeClass*>(header->uOwner);
-    if (!sizeClass.lock.tryLock())
+    // Large blocks (owner 0) and blocks of another allocator fall outside
+    // the table; they take the full path.
+    const std::uintptr_t offset = header->uOwner - reinterpret_cast<std::uintptr_t>(m_pClasses);
+    if (offset >= static_cast<std::uintptr_t>(sizeof(tagSizeClass)) * m_uiClassCount)
+        return false;
+    CThreadCache* cache = t_pThreadCache;
+    if (!cache || cache->m_pAllocator.load(std::memory_order_relaxed) != this)
+        return false;
+    const unsigned int index = static_cast<unsigned int>(offset / sizeof(tagSizeClass));
+    CThreadCache::tagBin& bin = cache->m_bins[index];
+    if (bin.uiCount >= bin.uiLimit)
         return false;
 #if defined(ECS_MEM_ASAN)
-    ASAN_POISON_MEMORY_REGION(p, sizeClass.uiUsable);
+    ASAN_POISON_MEMORY_REGION(p, m_pClasses[index].uiUsable);
 #endif
-    header->uGuard = reinterpret_cast<std::uintptr_t>(sizeClass.pFreeHead);
-    sizeClass.pFreeHead = header;
-    sizeClass.lock.unlock();
+    if (bin.uiCount == 0)
+        bin.pTail = header;
+    header->uGuard = reinterpret_cast<std::uintptr_t>(bin.pHead);
+    bin.pHead = header;
+    ++bin.uiCount;
     return true;
 }
 

@@ -19,7 +19,9 @@ class CMemSpinLock
     TRELL_DECLARE_ALLOCATOR(u"CMemSpinLock")
 
 public:
-    CMemSpinLock() noexcept : m_bLocked(false) {}
+    // Constant-initialised, so that a lock at namespace scope is usable
+    // before any constructor of the library has run.
+    constexpr CMemSpinLock() noexcept : m_bLocked(false) {}
     CMemSpinLock(const CMemSpinLock&) = delete;
     CMemSpinLock& operator=(const CMemSpinLock&) = delete;
 

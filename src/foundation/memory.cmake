@@ -17,12 +17,14 @@ set(ECS_MEMORY_SOURCES
     src/foundation/CMemManager.cpp
     src/foundation/CMemAllocator.cpp
     src/foundation/CMemChecker.cpp
+    src/foundation/MemThreadCache.cpp
 )
 list(APPEND ECS_SOURCES
     ${ECS_MEMORY_SOURCES}
     src/foundation/MemInternal.h
     src/foundation/MemSpinLock.h
     src/foundation/MemTesting.h
+    src/foundation/MemThreadCache.h
 )
 
 # The switch is private to these files: nothing outside the manager changes

@@ -1,0 +1,461 @@
+#include <foundation/CMemAllocator.h>
+#include <foundation/CMemManager.h>
+#include <foundation/CMemory.h>
+
+#include "foundation/MemTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cinttypes>
+#include <condition_variable>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <new>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace Trell;
+using namespace MemTest;
+
+namespace {
+
+std::string invalidPointerWarning(const void* p)
+{
+    char line[160];
+    std::snprintf(line, sizeof(line),
+                  "[Warning][TrellEngine] Free(0x%" PRIxPTR "): Invalid Pointer, Maybe it had been freed or crashed.\n",
+                  reinterpret_cast<std::uintptr_t>(p));
+    return line;
+}
+
+// Runs `f` on a thread of its own, which starts without a cache and gives
+// its cache back when it ends.
+template <class F>
+void onFreshThread(F&& f)
+{
+    std::thread thread(std::forward<F>(f));
+    thread.join();
+}
+
+// A stand-alone allocator with thread caches, as the manager runs its own.
+struct tagCachedAllocator
+{
+    tagCachedAllocator() { MemTesting::enableThreadCache(allocator); }
+
+    unsigned int classOf(unsigned int size) const { return static_cast<unsigned int>(allocator.findClass(size)); }
+    unsigned int cached(unsigned int cls) const { return MemTesting::getThreadCacheCount(allocator, cls); }
+    unsigned int limit(unsigned int cls) const { return MemTesting::getThreadCacheLimit(allocator, cls); }
+
+    CMemAllocator allocator;
+};
+
+// Takes every slot the class has, until it needs a new chunk: none may come
+// twice, and with nothing lost there are exactly as many as the class's
+// chunks hold. Returns false on a duplicate.
+bool drainClass(CMemAllocator& allocator, unsigned int size, std::set<void*>& seen)
+{
+    const unsigned int cls = static_cast<unsigned int>(allocator.findClass(size));
+    const unsigned int total = allocator.getTotalSlots(cls);
+    while (allocator.getTotalSlots(cls) == total) {
+        void* p = allocator.malloc(size);
+        if (allocator.getTotalSlots(cls) != total)
+            break;
+        if (!seen.insert(p).second)
+            return false;
+    }
+    return true;
+}
+
+// A hand-off queue between two threads.
+class CHandoff
+{
+public:
+    void push(void* p)
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_items.push_back(p);
+        }
+        m_ready.notify_one();
+    }
+
+    // Null once the producer has closed the queue and it is empty.
+    void* pop()
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_ready.wait(lock, [&] { return !m_items.empty() || m_bClosed; });
+        if (m_items.empty())
+            return nullptr;
+        void* p = m_items.front();
+        m_items.pop_front();
+        return p;
+    }
+
+    void close()
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_bClosed = true;
+        }
+        m_ready.notify_one();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_ready;
+    std::deque<void*> m_items;
+    bool m_bClosed = false;
+};
+
+// Each block carries its sequence number and a fill derived from it.
+constexpr unsigned int HANDOFF_SIZES[] = {24, 64, 200};
+
+unsigned int handoffSize(unsigned int i)
+{
+    return HANDOFF_SIZES[i % 3];
+}
+
+void fillBlock(unsigned char* p, unsigned int i, unsigned int size)
+{
+    std::memcpy(p, &i, sizeof(i));
+    std::memset(p + sizeof(i), static_cast<int>(i * 7 + 1) & 0xFF, size - sizeof(i));
+}
+
+bool blockIntact(const unsigned char* p, unsigned int i, unsigned int size)
+{
+    unsigned int stored;
+    std::memcpy(&stored, p, sizeof(stored));
+    if (stored != i)
+        return false;
+    for (unsigned int b = sizeof(i); b < size; ++b)
+        if (p[b] != static_cast<unsigned char>(i * 7 + 1))
+            return false;
+    return true;
+}
+
+// One thread allocates and fills, another checks and frees; returns the
+// number of damaged blocks or failed allocations.
+template <class TAlloc, class TFree>
+unsigned int handOffBlocks(unsigned int count, TAlloc alloc, TFree release)
+{
+    CHandoff queue;
+    unsigned int bad = 0;
+    std::thread consumer([&] {
+        for (unsigned int i = 0;; ++i) {
+            unsigned char* p = static_cast<unsigned char*>(queue.pop());
+            if (!p)
+                break;
+            if (!blockIntact(p, i, handoffSize(i)))
+                ++bad;
+            release(p);
+        }
+    });
+    std::thread producer([&] {
+        for (unsigned int i = 0; i < count; ++i) {
+            unsigned char* p = static_cast<unsigned char*>(alloc(handoffSize(i)));
+            if (!p)
+                break;
+            fillBlock(p, i, handoffSize(i));
+            queue.push(p);
+        }
+        queue.close();
+    });
+    producer.join();
+    consumer.join();
+    return bad;
+}
+
+} // namespace
+
+// A bin holds up to its limit without touching the class; the block over
+// the limit sends the whole bin to the class as one batch, which the next
+// refill takes back whole. Without a batch a refill takes half a bin from
+// the free list. Either way the most recently freed block comes first.
+TEST(CMemThreadCache, FullBinGoesBackAsOneBatchAndComesBackWhole)
+{
+    tagCachedAllocator cached;
+    CMemAllocator& allocator = cached.allocator;
+    const unsigned int cls = cached.classOf(64);
+    const unsigned int limit = cached.limit(cls);
+    ASSERT_GE(limit, 4u);
+    onFreshThread([&] {
+        std::vector<void*> blocks;
+        for (unsigned int i = 0; i <= limit; ++i)
+            blocks.push_back(allocator.malloc(64));
+        EXPECT_EQ(allocator.getTotalSlots(cls), allocator.getInitialCount(cls)) << "refills carve, never grow";
+        MemTesting::flushThreadCache();
+        ASSERT_EQ(cached.cached(cls), 0u);
+        const unsigned int leftover = allocator.getFreeSlotCount(cls);
+
+        for (unsigned int i = 0; i < limit; ++i)
+            allocator.free(blocks[i]);
+        EXPECT_EQ(cached.cached(cls), limit) << "exactly full";
+        EXPECT_EQ(allocator.getFreeSlotCount(cls), leftover) << "no flush at the limit";
+
+        allocator.free(blocks[limit]);
+        EXPECT_EQ(cached.cached(cls), 1u) << "one over: the bin went back, the new block stays";
+        EXPECT_EQ(allocator.getFreeSlotCount(cls), leftover + limit);
+
+        EXPECT_EQ(allocator.malloc(64), blocks[limit]) << "last in, first out";
+        EXPECT_EQ(allocator.malloc(64), blocks[limit - 1]) << "the batch is refilled first, newest block first";
+        EXPECT_EQ(cached.cached(cls), limit - 1);
+        EXPECT_EQ(allocator.getFreeSlotCount(cls), leftover);
+        EXPECT_EQ(allocator.malloc(64), blocks[limit - 2]);
+
+        // A partial bin goes to the free list; refills then take half a bin.
+        MemTesting::flushThreadCache();
+        EXPECT_EQ(allocator.getFreeSlotCount(cls), leftover + limit - 2);
+        EXPECT_EQ(allocator.malloc(64), blocks[limit - 3]);
+        EXPECT_EQ(cached.cached(cls), limit / 2 - 1);
+        EXPECT_EQ(allocator.getFreeSlotCount(cls), leftover + limit - 2 - limit / 2);
+    });
+}
+
+// What a thread frees or allocates after its cache went back at exit (from
+// a later thread_local destructor) takes the locked path, which hands out
+// the free list and then the batches before any new slot.
+TEST(CMemThreadCache, ThreadPastItsExitHookUsesTheLockedPath)
+{
+    struct tagLateUser
+    {
+        CMemAllocator* pAllocator = nullptr;
+        std::vector<void*>* pTaken = nullptr;
+        ~tagLateUser()
+        {
+            if (!pAllocator)
+                return;
+            for (int i = 0; i < 3; ++i)
+                pTaken->push_back(pAllocator->malloc(40));
+            pAllocator->free(pTaken->back());
+        }
+    };
+    tagCachedAllocator cached;
+    CMemAllocator& allocator = cached.allocator;
+    const unsigned int cls = cached.classOf(40);
+    const unsigned int limit = cached.limit(cls);
+    ASSERT_EQ(limit % 2, 0u) << "refills of half a bin add up to a full bin";
+    std::vector<void*> blocks;
+    std::vector<void*> taken;
+    onFreshThread([&] {
+        // Made before the cache, so destroyed after the cache's exit hook.
+        thread_local tagLateUser late;
+        late.pAllocator = &allocator;
+        late.pTaken = &taken;
+        // The first block comes with the chunk, then two refills of half a
+        // bin: nothing is left anywhere.
+        for (unsigned int i = 0; i <= limit; ++i)
+            blocks.push_back(allocator.malloc(40));
+        for (void* p : blocks)
+            allocator.free(p);
+    });
+    ASSERT_EQ(taken.size(), 3u);
+    EXPECT_EQ(taken[0], blocks[limit]) << "the bin the exit hook put on the free list";
+    EXPECT_EQ(taken[1], blocks[limit - 1]) << "then the batch";
+    EXPECT_EQ(taken[2], blocks[limit - 2]);
+    EXPECT_EQ(allocator.getFreeSlotCount(cls), limit - 2 + 1) << "the batch's rest and the block freed late";
+    EXPECT_EQ(allocator.getTotalSlots(cls), allocator.getInitialCount(cls));
+}
+
+// The cached block's word 1 links the bin, so a second free is refused as
+// for a block on the class's list, wherever the block sits in the bin.
+TEST(CMemThreadCache, SecondFreeOfACachedBlockWarnsOnceAndKeepsTheBin)
+{
+    tagCachedAllocator cached;
+    CMemAllocator& allocator = cached.allocator;
+    const unsigned int cls = cached.classOf(24);
+    onFreshThread([&] {
+        void* p = allocator.malloc(24);
+        void* q = allocator.malloc(24);
+        MemTesting::flushThreadCache();
+        const unsigned int onList = allocator.getFreeSlotCount(cls);
+        allocator.free(q);
+        allocator.free(p);
+        ASSERT_EQ(cached.cached(cls), 2u);
+        const std::string out = captureStdout([&] {
+            allocator.free(p);
+            allocator.free(q);
+        });
+        EXPECT_EQ(out, invalidPointerWarning(p) + invalidPointerWarning(q));
+        EXPECT_EQ(cached.cached(cls), 2u);
+        EXPECT_EQ(allocator.getFreeSlotCount(cls), onList);
+        EXPECT_EQ(allocator.malloc(24), p);
+        EXPECT_EQ(allocator.malloc(24), q) << "the bin behind it is intact";
+        allocator.free(p);
+        allocator.free(q);
+    });
+}
+
+// A thread that ends with a full bin gives it back; the next thread is
+// served from exactly those blocks, newest first.
+TEST(CMemThreadCache, ExitingThreadHandsItsBinToTheNextThread)
+{
+    tagCachedAllocator cached;
+    CMemAllocator& allocator = cached.allocator;
+    const unsigned int cls = cached.classOf(40);
+    const unsigned int limit = cached.limit(cls);
+    std::set<void*> freedByFirst;
+    unsigned int leftover = 0;
+    onFreshThread([&] {
+        std::vector<void*> blocks;
+        for (unsigned int i = 0; i < limit; ++i)
+            blocks.push_back(allocator.malloc(40));
+        MemTesting::flushThreadCache();
+        leftover = allocator.getFreeSlotCount(cls);
+        for (void* p : blocks)
+            allocator.free(p);
+        freedByFirst.insert(blocks.begin(), blocks.end());
+        EXPECT_EQ(cached.cached(cls), limit);
+        EXPECT_EQ(allocator.getFreeSlotCount(cls), leftover);
+    });
+    EXPECT_EQ(allocator.getFreeSlotCount(cls), leftover + limit) << "the bin went back at thread exit";
+    std::set<void*> takenBySecond;
+    onFreshThread([&] {
+        for (unsigned int i = 0; i < limit; ++i)
+            takenBySecond.insert(allocator.malloc(40));
+        EXPECT_EQ(cached.cached(cls), 0u);
+    });
+    EXPECT_EQ(takenBySecond, freedByFirst);
+    EXPECT_EQ(allocator.getFreeSlotCount(cls), leftover);
+}
+
+// Producer and consumer on two threads, through a cached allocator: the
+// consumer never allocates, so its cache only fills and flushes. Every block
+// arrives intact, and afterwards every slot of the classes is free exactly
+// once.
+TEST(CMemThreadCache, BlocksCrossingThreadsAreNeitherLostNorDuplicated)
+{
+    tagCachedAllocator cached;
+    CMemAllocator& allocator = cached.allocator;
+    EXPECT_EQ(handOffBlocks(
+                  30000, [&](unsigned int size) { return allocator.malloc(size); },
+                  [&](void* p) { allocator.free(p); }),
+              0u);
+    for (unsigned int size : HANDOFF_SIZES) {
+        std::set<void*> seen;
+        EXPECT_TRUE(drainClass(allocator, size, seen)) << "a slot was handed out twice, size " << size;
+        EXPECT_EQ(seen.size(), allocator.getTotalSlots(cached.classOf(size)) - allocator.getGrowthCount(cached.classOf(size)))
+            << "every slot came back, size " << size;
+    }
+}
+
+// The same traffic through the manager, as the message center makes it.
+TEST(CMemThreadCache, ManagerBlocksCrossThreadsIntact)
+{
+    std::string out = captureStdout([&] {
+        EXPECT_EQ(handOffBlocks(
+                      30000, [](unsigned int size) { return CMemory::malloc(size, 0); },
+                      [](void* p) { CMemory::free(p); }),
+                  0u);
+    });
+    EXPECT_EQ(out, "") << "no block was refused";
+}
+
+TEST(CMemThreadCache, ManagerServesEachThreadFromItsOwnCache)
+{
+    if (CMemManager::isCheckingMode())
+        GTEST_SKIP() << "the checker's blocks take the locked path";
+    CMemAllocator* allocator = CMemManager::getInstance()->getAllocator();
+    onFreshThread([&] {
+        const unsigned int cls = static_cast<unsigned int>(allocator->findClass(40));
+        void* p = CMemory::malloc(40, 0);
+        void* q = CMemory::malloc(40, 0);
+        const unsigned int before = MemTesting::getThreadCacheCount(*allocator, cls);
+        CMemory::free(q);
+        CMemory::free(p);
+        EXPECT_EQ(MemTesting::getThreadCacheCount(*allocator, cls), before + 2);
+        const std::string out = captureStdout([&] { CMemory::free(p); });
+        EXPECT_EQ(out, invalidPointerWarning(p));
+        EXPECT_EQ(CMemory::malloc(40, 0), p);
+        EXPECT_EQ(CMemory::malloc(40, 0), q);
+        CMemory::free(p);
+        CMemory::free(q);
+    });
+}
+
+// A thread turning to another allocator gives its slots back to the first.
+TEST(CMemThreadCache, CacheFollowsTheThreadToAnotherAllocator)
+{
+    tagCachedAllocator first;
+    tagCachedAllocator second;
+    const unsigned int cls = first.classOf(100);
+    onFreshThread([&] {
+        std::vector<void*> blocks;
+        for (int i = 0; i < 3; ++i)
+            blocks.push_back(first.allocator.malloc(100));
+        MemTesting::flushThreadCache();
+        const unsigned int onList = first.allocator.getFreeSlotCount(cls);
+        for (void* p : blocks)
+            first.allocator.free(p);
+        EXPECT_EQ(first.cached(cls), 3u);
+        void* other = second.allocator.malloc(100);
+        EXPECT_EQ(first.cached(cls), 0u);
+        EXPECT_EQ(first.allocator.getFreeSlotCount(cls), onList + 3);
+        EXPECT_EQ(second.allocator.getBlockClass(other), static_cast<int>(cls));
+        second.allocator.free(other);
+        EXPECT_EQ(second.cached(cls), 1u);
+    });
+}
+
+// Releasing the pools unbinds every cache: the slots they list lie in freed
+// chunks and must be neither handed out nor flushed into (AddressSanitizer
+// watches the freed chunks), also by a thread that ends afterwards and by an
+// allocator made later at the same address.
+TEST(CMemThreadCache, ReleasedPoolsAreNeverUsedThroughACache)
+{
+    alignas(CMemAllocator) unsigned char storage[sizeof(CMemAllocator)];
+    CMemAllocator* allocator = new (storage) CMemAllocator();
+    MemTesting::enableThreadCache(*allocator);
+    const unsigned int cls = static_cast<unsigned int>(allocator->findClass(64));
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    int stage = 0;
+    auto advanceTo = [&](int next) {
+        std::lock_guard<std::mutex> lock(mutex);
+        stage = next;
+        changed.notify_all();
+    };
+    auto waitFor = [&](int wanted) {
+        std::unique_lock<std::mutex> lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(30), [&] { return stage >= wanted; });
+    };
+    int lateBlockClass = -3;
+    std::thread holder([&] {
+        std::vector<void*> blocks;
+        for (int i = 0; i < 5; ++i)
+            blocks.push_back(allocator->malloc(64));
+        for (void* p : blocks)
+            allocator->free(p);
+        advanceTo(1);
+        if (!waitFor(2))
+            return;
+        // Released: requests become large blocks, and exiting flushes nothing.
+        void* late = allocator->malloc(64);
+        lateBlockClass = allocator->getBlockClass(late);
+        allocator->free(late);
+    });
+    ASSERT_TRUE(waitFor(1));
+    void* mine = allocator->malloc(64);
+    allocator->free(mine);
+    EXPECT_GE(MemTesting::getThreadCacheCount(*allocator, cls), 1u);
+    allocator->releaseAll();
+    advanceTo(2);
+    holder.join();
+    EXPECT_EQ(lateBlockClass, -1);
+    allocator->~CMemAllocator();
+
+    CMemAllocator* successor = new (storage) CMemAllocator();
+    MemTesting::enableThreadCache(*successor);
+    EXPECT_EQ(MemTesting::getThreadCacheCount(*successor, cls), 0u) << "the old slots are gone";
+    void* fresh = successor->malloc(64);
+    EXPECT_EQ(successor->getTotalSlots(cls), successor->getInitialCount(cls)) << "served from a new chunk";
+    EXPECT_EQ(successor->getBlockClass(fresh), static_cast<int>(cls));
+    successor->free(fresh);
+    successor->~CMemAllocator();
+}
