@@ -137,7 +137,8 @@ protected:
 
     // Reads this element and its descendants starting at `pos` (blanks
     // first). On success `pos` is the position after the element; on failure
-    // it is the offending position and the tree may be partly built.
+    // it is the offending position, no child is kept, and the element's own
+    // name, attributes and text may be partly set.
     bool parseData(const char16_t*& pos);
     // Reads the attribute list up to (not including) "/" or ">".
     bool parseAttribute(const char16_t*& pos);
@@ -146,7 +147,9 @@ protected:
     long long measure(bool formatted, unsigned int level) const;
     char16_t* write(char16_t* out, bool formatted, unsigned int level) const;
     bool appendChild(CXMLElement* child);
+    bool adoptChildren(CXMLElement* const* children, unsigned int count);
     void clearChildrenSilently();
+    void forgetChildren();
     template <class Sink>
     bool walk(Sink& sink, unsigned int level) const;
 

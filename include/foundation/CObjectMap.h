@@ -32,6 +32,10 @@ public:
         V* value;
 
         tagPair(const K& k, V* v) : key(k), value(v) {}
+        // The key built in place from `keyArgs`, so that a key made at its
+        // final size is never copied.
+        template <class... A>
+        tagPair(std::piecewise_construct_t, V* v, A&&... keyArgs) : key(std::forward<A>(keyArgs)...), value(v) {}
     };
 
     struct tagNode : public tagPair
@@ -48,6 +52,10 @@ public:
         tagNode(const K& k, V* v)
             : tagPair(k, v), pLeft(nullptr), pRight(nullptr), pParent(nullptr),
               iLeftHeight(0), iRightHeight(0), iBalance(0) {}
+        template <class... A>
+        tagNode(std::piecewise_construct_t, V* v, A&&... keyArgs)
+            : tagPair(std::piecewise_construct, v, std::forward<A>(keyArgs)...), pLeft(nullptr), pRight(nullptr),
+              pParent(nullptr), iLeftHeight(0), iRightHeight(0), iBalance(0) {}
     };
 
 private:
@@ -98,6 +106,34 @@ public:
         return m_tree.insert(key, m_bBalancing, [&] { return new tagNode(key, value); }) != nullptr;
     }
 
+    // Batch insertion for builders that collect a whole set of entries first.
+    // Takes every node (made with `new tagNode`); their keys must be in
+    // strictly ascending order. Into an empty map they are linked at once as
+    // one balanced tree; otherwise each is inserted as insert() would do it,
+    // and a node whose key is already present is destroyed (its object too
+    // when owning). Returns how many entries were added.
+    // `compare`, when given, must order every key exactly as Compare does (a
+    // cheaper equivalent the caller knows of).
+    template <class Cmp = Compare>
+    unsigned int adoptSorted(tagNode* const* nodes, unsigned int count, Cmp compare = Cmp())
+    {
+        assert(sortedStrictly(nodes, count) && "CObjectMap::adoptSorted needs strictly ascending keys");
+        if (m_tree.adoptSorted(nodes, count))
+            return count;
+        unsigned int added = 0;
+        for (unsigned int i = 0; i < count; ++i) {
+            tagNode* node = nodes[i];
+            if (m_tree.insert(node->key, m_bBalancing, [node] { return node; }, compare)) {
+                ++added;
+            } else {
+                if (m_bOwning)
+                    delete node->value;
+                delete node;
+            }
+        }
+        return added;
+    }
+
     // Removes the entry, deleting its object when owning.
     bool remove(const K& key)
     {
@@ -133,6 +169,14 @@ public:
         const tagNode* node = m_tree.findNode(key);
         return node ? node->value : nullptr;
     }
+    // The same with `compare`, which must order every key exactly as
+    // Compare does.
+    template <class Cmp>
+    V* findWith(const K& key, Cmp compare) const
+    {
+        const tagNode* node = Tree::find(m_tree.pRoot, key, compare);
+        return node ? node->value : nullptr;
+    }
 
     // Key at `index`; the index must be below getCount().
     const K& getKeyAt(unsigned int index) const
@@ -148,6 +192,16 @@ public:
     }
 
 private:
+    static bool sortedStrictly(tagNode* const* nodes, unsigned int count)
+    {
+        Compare compare;
+        for (unsigned int i = 1; i < count; ++i) {
+            if (compare(nodes[i - 1]->key, nodes[i]->key) >= 0)
+                return false;
+        }
+        return true;
+    }
+
     // Unlinks and frees the node, returning its object.
     V* unlink(tagNode* node)
     {

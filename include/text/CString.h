@@ -35,6 +35,19 @@ public:
     CString(const CString& other);
     // Takes the other's buffer and leaves it null.
     CString(CString&& other) noexcept;
+    // Marks the adopting constructor below.
+    struct tagAdopt
+    {
+        TRELL_DECLARE_ALLOCATOR(u"CString::tagAdopt")
+    };
+    // Takes ownership of `buffer` as it is: it must come from CMemory::malloc
+    // and hold exactly `length` units and a terminator. For readers that build
+    // a text at its final size; inline so that they pay no call for it. A null
+    // buffer gives a null string.
+    CString(char16_t* buffer, unsigned int length, tagAdopt) noexcept
+        : CObject(), m_buffer(buffer), m_length(buffer ? length : 0)
+    {
+    }
     // Decimal text of the value; bool gives "true" or "false".
     CString(int value);
     CString(unsigned int value);
@@ -75,7 +88,13 @@ public:
     // negative length means strlen(text).
     void attach(char16_t* text, int length);
     // Hands the buffer (possibly null) to the caller and leaves a null string.
-    char16_t* detach();
+    char16_t* detach()
+    {
+        char16_t* buffer = m_buffer;
+        m_buffer = nullptr;
+        m_length = 0;
+        return buffer;
+    }
     const char16_t* buffer() const { return m_buffer; }
     operator const char16_t*() const { return m_buffer; }
     unsigned int length() const { return m_length; }

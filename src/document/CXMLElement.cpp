@@ -15,6 +15,18 @@ using XMLScan::CBorrowedString;
 
 namespace {
 
+// Asks for the cache lines of an element to be loaded ahead of their use.
+inline void prefetchObject(const CXMLElement* element)
+{
+#if defined(__GNUC__) || defined(__clang__)
+    const char* p = reinterpret_cast<const char*>(element);
+    for (unsigned int offset = 0; offset < sizeof(CXMLElement); offset += 64)
+        __builtin_prefetch(p + offset);
+#else
+    (void)element;
+#endif
+}
+
 // Appends `n` tabs.
 inline char16_t* writeTabs(char16_t* out, unsigned int n)
 {
@@ -152,25 +164,47 @@ CXMLElement::~CXMLElement()
     clearChildrenSilently();
 }
 
-// Deletes the subtree bottom-up, always a childless element at a time, so the
-// destructors never nest however deep the tree is.
+// Deletes the subtree bottom-up, so the destructors never nest however deep
+// the tree is. Each element's cursor counts down its children still to go;
+// an element is deleted once they are gone, after its array has forgotten
+// them, and a childless one at once.
 void CXMLElement::clearChildrenSilently()
 {
+    if (m_aryChildren.getCount() == 0)
+        return;
     CXMLElement* current = this;
+    current->m_uiCursor = current->m_aryChildren.getCount();
     for (;;) {
-        unsigned int count = current->m_aryChildren.getCount();
-        if (count > 0) {
-            current = current->m_aryChildren[count - 1];
+        if (current->m_uiCursor > 0) {
+            const unsigned int index = --current->m_uiCursor;
+            CXMLElement* child = current->m_aryChildren[index];
+            // Large trees do not fit the caches: ask early for the siblings
+            // to be deleted next.
+            if (index >= 2)
+                prefetchObject(current->m_aryChildren[index - 2]);
+            if (child->m_aryChildren.getCount() > 0) {
+                child->m_uiCursor = child->m_aryChildren.getCount();
+                current = child;
+            } else {
+                delete child;
+            }
             continue;
         }
+        current->forgetChildren();
         if (current == this)
-            break;
+            return;
         CXMLElement* parent = current->m_pParent;
-        parent->m_aryChildren.takeLast();
         delete current;
         current = parent;
     }
+}
+
+// Empties the child array without deleting the children (already gone).
+void CXMLElement::forgetChildren()
+{
+    m_aryChildren.setOwning(false);
     m_aryChildren.clear();
+    m_aryChildren.setOwning(true);
 }
 
 bool CXMLElement::appendChild(CXMLElement* child)
@@ -299,19 +333,31 @@ void CXMLElement::setText(const CString& text)
 void CXMLElement::setAttribute(const char16_t* name, const char16_t* value)
 {
     CBorrowedString key(name);
-    // New names are the common case (building a tree), so insert first and
-    // search again only when the name is already there.
-    CString* stored = new CString(value);
-    if (stored && m_mapAttributes.insert(key.get(), stored)) {
+    CString* current = m_mapAttributes.findWith(key.get(), XMLScan::tagNameOrder());
+    if (current) {
+        if (*current == value)
+            return;
+        *current = value;
         notifyDataChange();
         return;
     }
-    delete stored;
-    CString* current = m_mapAttributes.find(key.get());
-    if (!current || *current == value)
+    // A null value is stored as a null string, as CString(value) would give.
+    CString* stored = new CString(value);
+    if (!stored)
         return;
-    *current = value;
-    notifyDataChange();
+    char16_t* keyBuffer = XMLScan::copyToBuffer(key.get().buffer(), key.get().length());
+    AttributeMap::tagNode* node =
+        keyBuffer ? new AttributeMap::tagNode(std::piecewise_construct, stored, keyBuffer, key.get().length(),
+                                              CString::tagAdopt())
+                  : nullptr;
+    if (!node) {
+        if (keyBuffer)
+            CMemory::free(keyBuffer);
+        delete stored;
+        return;
+    }
+    if (m_mapAttributes.adoptSorted(&node, 1, XMLScan::tagNameOrder()) == 1)
+        notifyDataChange();
 }
 
 void CXMLElement::setAttribute(const char16_t* name, const CString& value)
@@ -357,7 +403,7 @@ void CXMLElement::setAttribute(const char16_t* name, float value)
 const CString* CXMLElement::findAttribute(const char16_t* name) const
 {
     CBorrowedString key(name);
-    return m_mapAttributes.find(key.get());
+    return m_mapAttributes.findWith(key.get(), XMLScan::tagNameOrder());
 }
 
 CString CXMLElement::getAttributeString(const char16_t* name, const CString& defaultValue) const
@@ -569,44 +615,175 @@ inline const char16_t* skipBlankAndComment(const char16_t* p)
     return p;
 }
 
-// Scans to the next `stop` (or the end) and tells whether an '&' came first.
+// Text runs to the next '<', a value to the next quote of either kind.
 inline const char16_t* scanText(const char16_t* p, bool& hasAmpersand)
 {
-    bool amp = false;
-    for (;; ++p) {
-        char16_t c = *p;
-        if (c > u'<')
-            continue;
-        if (c == u'<' || c == 0)
-            break;
-        amp |= c == u'&';
-    }
-    hasAmpersand = amp;
-    return p;
+    return XMLScan::scanTo<u'<', u'<'>(p, hasAmpersand);
 }
 
 inline const char16_t* scanValue(const char16_t* p, bool& hasAmpersand)
 {
-    bool amp = false;
-    for (;; ++p) {
-        char16_t c = *p;
-        if (c > u'\'')
-            continue;
-        if (c == u'"' || c == u'\'' || c == 0)
-            break;
-        amp |= c == u'&';
-    }
-    hasAmpersand = amp;
-    return p;
+    return XMLScan::scanTo<u'"', u'\''>(p, hasAmpersand);
 }
+
+} // namespace
+
+namespace {
+
+// One attribute as read from the text, before anything is allocated for it.
+struct tagAttributeSpan
+{
+    TRELL_DECLARE_ALLOCATOR(u"CXMLElement::tagAttributeSpan")
+
+    const char16_t* pName;
+    const char16_t* pValue;
+    unsigned int uiNameLength;
+    // Raw length, entities not yet decoded.
+    unsigned int uiValueLength;
+    bool bHasAmpersand;
+};
+
+// Attributes are collected this many at a time and then entered into the map
+// together; an element with more enters them in several batches.
+constexpr unsigned int ATTRIBUTE_BATCH = 32;
+
+// Makes the map node of one attribute: key and value at their final sizes,
+// the value decoded straight into its buffer. Null when memory runs out.
+CXMLElement::AttributeMap::tagNode* makeAttributeNode(const tagAttributeSpan& span)
+{
+    typedef CXMLElement::AttributeMap::tagNode Node;
+    char16_t* key = XMLScan::copyToBuffer(span.pName, span.uiNameLength);
+    if (!key)
+        return nullptr;
+    unsigned int valueLength;
+    char16_t* valueBuffer =
+        XMLScan::decodeToBuffer(span.pValue, span.uiValueLength, span.bHasAmpersand, valueLength);
+    CString* value = valueBuffer ? new CString(valueBuffer, valueLength, CString::tagAdopt()) : nullptr;
+    Node* node = value ? new Node(std::piecewise_construct, value, key, span.uiNameLength, CString::tagAdopt())
+                       : nullptr;
+    if (!node) {
+        if (value)
+            delete value;
+        else if (valueBuffer)
+            CMemory::free(valueBuffer);
+        CMemory::free(key);
+    }
+    return node;
+}
+
+// Enters a batch of attributes (in document order) into `map`. They are
+// ordered by name with a stable insertion sort, so of a repeated name the
+// first comes first and the later ones are skipped; the map then links the
+// whole sorted batch at once. False when memory runs out, with `failedAt`
+// the value of the attribute that could not be made.
+bool commitAttributes(CXMLElement::AttributeMap& map, const tagAttributeSpan* spans, unsigned int count,
+                      const char16_t*& failedAt)
+{
+    typedef CXMLElement::AttributeMap::tagNode Node;
+    unsigned char order[ATTRIBUTE_BATCH];
+    for (unsigned int i = 0; i < count; ++i) {
+        const tagAttributeSpan& span = spans[i];
+        unsigned int j = i;
+        // Attributes often come already in order: one comparison each then.
+        while (j > 0) {
+            const tagAttributeSpan& before = spans[order[j - 1]];
+            if (XMLScan::compareNames(before.pName, before.uiNameLength, span.pName, span.uiNameLength) <= 0)
+                break;
+            order[j] = order[j - 1];
+            --j;
+        }
+        order[j] = static_cast<unsigned char>(i);
+    }
+    Node* nodes[ATTRIBUTE_BATCH];
+    unsigned int made = 0;
+    const tagAttributeSpan* previous = nullptr;
+    for (unsigned int i = 0; i < count; ++i) {
+        const tagAttributeSpan& span = spans[order[i]];
+        if (previous && XMLScan::compareNames(previous->pName, previous->uiNameLength, span.pName,
+                                              span.uiNameLength) == 0)
+            continue;
+        previous = &span;
+        Node* node = makeAttributeNode(span);
+        if (!node) {
+            while (made > 0) {
+                Node* done = nodes[--made];
+                delete done->value;
+                delete done;
+            }
+            failedAt = span.pValue;
+            return false;
+        }
+        nodes[made++] = node;
+    }
+    map.adoptSorted(nodes, made);
+    return true;
+}
+
+// Element reading keeps the children of every open element here until the
+// element's end tag, so that each child array is allocated once at its final
+// size. The elements held are owned by the list until they are handed over.
+class CPendingElements
+{
+    TRELL_DECLARE_ALLOCATOR(u"CXMLElement::CPendingElements")
+
+public:
+    CPendingElements() : m_ppItems(m_aInline), m_uiCount(0), m_uiCapacity(INLINE_CAPACITY) {}
+    ~CPendingElements()
+    {
+        if (m_ppItems != m_aInline)
+            CMemory::free(m_ppItems);
+    }
+    CPendingElements(const CPendingElements&) = delete;
+    CPendingElements& operator=(const CPendingElements&) = delete;
+
+    bool push(CXMLElement* element)
+    {
+        if (m_uiCount == m_uiCapacity && !grow())
+            return false;
+        m_ppItems[m_uiCount++] = element;
+        return true;
+    }
+    unsigned int getCount() const { return m_uiCount; }
+    CXMLElement* const* from(unsigned int index) const { return m_ppItems + index; }
+    void truncate(unsigned int count) { m_uiCount = count; }
+    // Deletes every element still held (each owns only what was handed to it).
+    void destroyAll()
+    {
+        while (m_uiCount > 0)
+            delete m_ppItems[--m_uiCount];
+    }
+
+private:
+    static constexpr unsigned int INLINE_CAPACITY = 64;
+
+    bool grow()
+    {
+        if (m_uiCapacity >= 0x10000000u)
+            return false;
+        const unsigned int capacity = m_uiCapacity * 2;
+        CXMLElement** items = static_cast<CXMLElement**>(CMemory::malloc(capacity * sizeof(CXMLElement*), 0));
+        if (!items)
+            return false;
+        std::memcpy(items, m_ppItems, m_uiCount * sizeof(CXMLElement*));
+        if (m_ppItems != m_aInline)
+            CMemory::free(m_ppItems);
+        m_ppItems = items;
+        m_uiCapacity = capacity;
+        return true;
+    }
+
+    CXMLElement* m_aInline[INLINE_CAPACITY];
+    CXMLElement** m_ppItems;
+    unsigned int m_uiCount;
+    unsigned int m_uiCapacity;
+};
 
 } // namespace
 
 bool CXMLElement::parseAttribute(const char16_t*& pos)
 {
-    // Names are at most MAX_NAME_LENGTH units, so one zero-terminated buffer
-    // serves every key lookup without an allocation.
-    char16_t name[CXMLHelper::MAX_NAME_LENGTH + 1];
+    tagAttributeSpan spans[ATTRIBUTE_BATCH];
+    unsigned int count = 0;
     const char16_t* p = pos;
     for (;;) {
         p = XMLScan::skipBlank(p);
@@ -614,8 +791,7 @@ bool CXMLElement::parseAttribute(const char16_t*& pos)
         if (c == u'/' || c == u'>')
             break;
         const char16_t* nameStart = p;
-        while (XMLScan::isName(*p))
-            ++p;
+        p = XMLScan::skipName(p);
         c = *p;
         if ((c != u'=' && c != u'/' && c != u'>') || p == nameStart) {
             pos = p;
@@ -639,61 +815,67 @@ bool CXMLElement::parseAttribute(const char16_t*& pos)
             pos = p;
             return false;
         }
-        XMLScan::copyUnits(name, nameStart, nameLength);
-        name[nameLength] = 0;
-        CBorrowedString key(name, int(nameLength));
-        // The first of a repeated name stays: the map refuses the second.
-        // Repeats are rare, so the value is built before the one search.
-        CString* value = new CString();
-        if (!value || !XMLScan::makeDecoded(valueStart, unsigned(p - valueStart), hasAmpersand, *value)) {
-            delete value;
-            pos = valueStart;
-            return false;
-        }
-        if (!m_mapAttributes.insert(key.get(), value)) {
-            delete value;
-            if (!m_mapAttributes.contains(key.get())) {
-                pos = valueStart;
+        if (count == ATTRIBUTE_BATCH) {
+            if (!commitAttributes(m_mapAttributes, spans, count, pos))
                 return false;
-            }
+            count = 0;
         }
+        spans[count++] = {nameStart, valueStart, nameLength, unsigned(p - valueStart), hasAmpersand};
         ++p;
     }
+    if (count > 0 && !commitAttributes(m_mapAttributes, spans, count, pos))
+        return false;
     pos = p;
     return true;
 }
 
+// Hands the last `count` pending elements to this element as its children,
+// in one array of exactly that size.
+bool CXMLElement::adoptChildren(CXMLElement* const* children, unsigned int count)
+{
+    if (count == 0)
+        return true;
+    if (!m_aryChildren.reserve(m_aryChildren.getCount() + count))
+        return false;
+    for (unsigned int i = 0; i < count; ++i)
+        m_aryChildren.add(children[i]);
+    return true;
+}
+
 // Reads without recursion: `current` walks down into each new child and back
-// up through the parent links as end tags close elements.
+// up through the parent links as end tags close elements. Each open
+// element's cursor holds where its children start in `pending`.
 bool CXMLElement::parseData(const char16_t*& pos)
 {
+    CPendingElements pending;
     const char16_t* p = pos;
     CXMLElement* current = this;
+    current->m_uiCursor = 0;
     unsigned int depth = 1;
+    const char16_t* failedAt;
     for (;;) {
         // Start tag of `current`.
         p = XMLScan::skipBlank(p);
         if (*p != u'<') {
-            pos = p;
-            return false;
+            failedAt = p;
+            break;
         }
         ++p;
         if (!XMLScan::isNameStart(*p)) {
-            pos = p;
-            return false;
+            failedAt = p;
+            break;
         }
         const char16_t* nameStart = p;
-        while (XMLScan::isName(*p))
-            ++p;
+        p = XMLScan::skipName(p + 1);
         unsigned int nameLength = unsigned(p - nameStart);
         if (nameLength > CXMLHelper::MAX_NAME_LENGTH ||
             !XMLScan::makeString(nameStart, nameLength, current->m_strName)) {
-            pos = nameStart;
-            return false;
+            failedAt = nameStart;
+            break;
         }
         if (*p == 0 || !current->parseAttribute(p)) {
-            pos = p;
-            return false;
+            failedAt = p;
+            break;
         }
         p = XMLScan::skipBlank(p);
         bool complete = false;
@@ -702,56 +884,65 @@ bool CXMLElement::parseData(const char16_t*& pos)
             complete = true;
         } else {
             if (*p != u'>') {
-                pos = p;
-                return false;
+                failedAt = p;
+                break;
             }
             p = skipBlankAndComment(p + 1);
             if (*p == 0) {
-                pos = p;
-                return false;
+                failedAt = p;
+                break;
             }
             if (*p != u'<') {
                 const char16_t* textStart = p;
                 bool hasAmpersand;
                 p = scanText(p, hasAmpersand);
                 if (!XMLScan::makeDecoded(textStart, unsigned(p - textStart), hasAmpersand, current->m_strText)) {
-                    pos = textStart;
-                    return false;
+                    failedAt = textStart;
+                    break;
                 }
             }
         }
 
         // Content of `current` after its text: children, a comment before
         // each, and the end tag; completed elements hand over to their parent.
+        bool descended = false;
+        failedAt = nullptr;
         for (;;) {
             if (!complete) {
                 p = skipBlankAndComment(p);
                 if (*p == 0) {
-                    pos = p;
-                    return false;
+                    failedAt = p;
+                    break;
                 }
                 const CString& name = current->m_strName;
                 const unsigned int length = name.length();
                 if (p[0] == u'<' && p[1] == u'/' && matchesName(p + 2, name.buffer(), length) &&
                     p[2 + length] == u'>') {
                     p += 3 + length;
-                    complete = true;
                 } else {
                     if (depth >= CXMLHelper::MAX_DEPTH) {
-                        pos = p;
-                        return false;
+                        failedAt = p;
+                        break;
                     }
                     CXMLElement* child = new CXMLElement(m_pParser, current);
-                    if (!child || !current->appendChild(child)) {
+                    if (!child || !pending.push(child)) {
                         delete child;
-                        pos = p;
-                        return false;
+                        failedAt = p;
+                        break;
                     }
+                    child->m_uiCursor = pending.getCount();
                     current = child;
                     ++depth;
+                    descended = true;
                     break;
                 }
             }
+            const unsigned int first = current->m_uiCursor;
+            if (!current->adoptChildren(pending.from(first), pending.getCount() - first)) {
+                failedAt = p;
+                break;
+            }
+            pending.truncate(first);
             if (current == this) {
                 pos = p;
                 return true;
@@ -760,7 +951,13 @@ bool CXMLElement::parseData(const char16_t*& pos)
             --depth;
             complete = false;
         }
+        if (!descended)
+            break;
     }
+    // Elements not yet handed to a parent die here; `this` keeps none.
+    pending.destroyAll();
+    pos = failedAt;
+    return false;
 }
 
 // ---------------------------------------------------------------------------

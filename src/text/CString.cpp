@@ -289,14 +289,6 @@ void CString::attach(char16_t* text, int length)
     m_length = !text ? 0u : (length < 0 ? textLength(text) : unsigned(length));
 }
 
-char16_t* CString::detach()
-{
-    char16_t* buffer = m_buffer;
-    m_buffer = nullptr;
-    m_length = 0;
-    return buffer;
-}
-
 // ---------------------------------------------------------------------------
 // Queries
 

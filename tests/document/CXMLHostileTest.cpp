@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <random>
 #include <string>
 
@@ -184,6 +187,44 @@ TEST(CXMLHostile, EveryTruncationFails)
         EXPECT_GE(errorOf(parser).line, 1u);
         EXPECT_GE(errorOf(parser).column, 1u);
     }
+}
+
+// The reader and the writer scan whole blocks of units where a block stays
+// within its page and go unit by unit near a page end. A document (and a
+// text to encode) ending at every position just before a page boundary must
+// read and encode exactly as anywhere else.
+TEST(CXMLHostile, TextsEndingNearAPageBoundary)
+{
+    const std::u16string doc = u"<root  a=\"x&amp;y\" bb='&lt;q'>\r\n\t text &gt; more\t<c d=\"e\"/>\n</root>";
+    const std::u16string plain = u"abc<def\"ghi&jkl\r\n";
+    const size_t page = 4096;
+    char* block = static_cast<char*>(std::aligned_alloc(page, 2 * page));
+    ASSERT_NE(block, nullptr);
+    std::memset(block, 0x7F, 2 * page);
+    for (size_t back = 1; back <= 48; ++back) {
+        // The terminator sits `back` units before the end of the first page.
+        char16_t* end = reinterpret_cast<char16_t*>(block + page) - back;
+        char16_t* text = end - doc.size();
+        std::memcpy(text, doc.c_str(), doc.size() * sizeof(char16_t));
+        *end = 0;
+        CXMLElement element;
+        ASSERT_TRUE(element.parseFrom(text)) << back;
+        EXPECT_EQ(str(element.getAttributeString(u"a")), u"x&y");
+        EXPECT_EQ(str(element.getAttributeString(u"bb")), u"<q");
+        EXPECT_EQ(str(element.getText()), u"text > more\t");
+        ASSERT_EQ(element.getChildCount(), 1u);
+        EXPECT_EQ(str(element.getChildByIndex(0)->getAttributeString(u"d")), u"e");
+
+        char16_t* source = reinterpret_cast<char16_t*>(block + page) - back;
+        const unsigned int length = unsigned(std::min(back, plain.size()));
+        std::memcpy(source, plain.c_str(), length * sizeof(char16_t));
+        CString encoded;
+        CXMLHelper::encodeSpecialChars(source, length, encoded);
+        CString expected;
+        CXMLHelper::encodeSpecialChars(plain.c_str(), length, expected);
+        EXPECT_EQ(str(encoded), str(expected)) << back;
+    }
+    std::free(block);
 }
 
 TEST(CXMLHostile, RandomBytesNeverCrash)

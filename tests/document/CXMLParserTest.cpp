@@ -5,8 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
+#include <random>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "document/DocumentTestUtil.h"
 
@@ -18,6 +22,12 @@ namespace {
 bool parse(CXMLParser& parser, const std::u16string& text)
 {
     return parser.parseFromString(cs(text));
+}
+
+std::u16string cs16(unsigned int value)
+{
+    std::string digits = std::to_string(value);
+    return std::u16string(digits.begin(), digits.end());
 }
 
 std::u16string saved(CXMLParser& parser, bool formatted)
@@ -110,6 +120,51 @@ TEST(CXMLParserElements, NamesNestingAndTrailingText)
     ASSERT_TRUE(parse(parser, u"<a></a>trailing text is ignored"));
 }
 
+// Children are collected while their parent is open and handed over in one
+// array at its end tag; lists longer than that collection's first block, and
+// nested lists growing it further, must keep every element, its order and
+// its parent. The formatted save of the result reproduces the source.
+TEST(CXMLParserElements, LongAndNestedChildListsKeepOrderAndParents)
+{
+    for (unsigned int width : {0u, 1u, 63u, 64u, 65u, 127u, 128u, 129u, 700u}) {
+        std::u16string text = u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<root>\n";
+        if (width == 0)
+            text = u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<root/>\n";
+        for (unsigned int i = 0; i < width; ++i) {
+            const std::u16string name = u"c" + cs16(i);
+            const unsigned int grandchildren = (i * 37) % 150;
+            if (grandchildren == 0) {
+                text += u"\t<" + name + u" i=\"" + cs16(i) + u"\"/>\n";
+                continue;
+            }
+            text += u"\t<" + name + u">\n";
+            for (unsigned int j = 0; j < grandchildren; ++j)
+                text += u"\t\t<g" + cs16(j) + u">" + cs16(i) + u"</g" + cs16(j) + u">\n";
+            text += u"\t</" + name + u">\n";
+        }
+        if (width > 0)
+            text += u"</root>\n";
+        CXMLParser parser;
+        ASSERT_TRUE(parse(parser, text)) << width;
+        CXMLElement* root = parser.getRootElement();
+        ASSERT_EQ(root->getChildCount(), width);
+        for (unsigned int i = 0; i < width; ++i) {
+            CXMLElement* child = root->getChildByIndex(i);
+            ASSERT_EQ(child->getParent(), root);
+            EXPECT_EQ(str(child->getName()), u"c" + cs16(i));
+            ASSERT_EQ(child->getChildCount(), (i * 37) % 150);
+            for (unsigned int j = 0; j < child->getChildCount(); ++j)
+                ASSERT_EQ(child->getChildByIndex(j)->getParent(), child);
+        }
+        EXPECT_EQ(saved(parser, true), text) << width;
+        // The same text cut before its last end tag fails as a whole.
+        if (width > 0) {
+            EXPECT_FALSE(parse(parser, text.substr(0, text.size() - 8))) << width;
+            EXPECT_FALSE(parser.hasRootElement());
+        }
+    }
+}
+
 TEST(CXMLParserElements, TextOnlyBeforeTheFirstChild)
 {
     CXMLParser parser;
@@ -147,6 +202,53 @@ TEST(CXMLParserAttributes, SortedFirstOfDuplicateKept)
     EXPECT_EQ(root->getAttributeInt(u"x", -1), 1);
     EXPECT_TRUE(root->hasAttribute(u"y"));
     EXPECT_EQ(str(root->getAttributeString(u"y", u"dflt")), u"");
+}
+
+// Attributes are entered into the map in batches; whatever the count, order
+// and repetition of names, the map holds the first value of every name, in
+// name order, and stays a valid balanced tree.
+TEST(CXMLParserAttributes, AnyCountAndOrderKeepsTheFirstOfEachName)
+{
+    // Prefixes of one another, upper case before lower, and a non-ASCII-free
+    // spread of lengths, so that the name order is exercised at every unit.
+    std::vector<std::u16string> pool = {u"a", u"ab", u"abc", u"abd", u"B", u"b", u"b_", u"b-", u"b.", u"b:"};
+    for (int i = 0; i < 60; ++i)
+        pool.push_back(u"n" + std::u16string(1, char16_t(u'a' + i % 26)) + std::u16string(size_t(i / 26), u'0'));
+    std::mt19937 rng(4711);
+    CXMLParser parser;
+    for (int round = 0; round < 400; ++round) {
+        const unsigned int count = rng() % 100;
+        const unsigned int spread = 1 + rng() % unsigned(pool.size());
+        std::vector<std::pair<std::u16string, std::u16string>> attributes;
+        for (unsigned int i = 0; i < count; ++i)
+            attributes.push_back({pool[rng() % spread], u"v" + std::u16string(1, char16_t(u'0' + i % 10)) +
+                                                            (i % 7 ? u"" : u"&amp;")});
+        if (round % 4 == 1)
+            std::stable_sort(attributes.begin(), attributes.end(),
+                             [](const auto& a, const auto& b) { return a.first < b.first; });
+        else if (round % 4 == 2)
+            std::stable_sort(attributes.begin(), attributes.end(),
+                             [](const auto& a, const auto& b) { return a.first > b.first; });
+        std::map<std::u16string, std::u16string> reference;
+        std::u16string text = u"<r";
+        for (const auto& a : attributes) {
+            reference.emplace(a.first, a.second);
+            text += u" " + a.first + u"=\"" + a.second + u"\"";
+        }
+        text += u"/>";
+        ASSERT_TRUE(parse(parser, text)) << "round " << round;
+        const CXMLElement* root = parser.getRootElement();
+        ASSERT_EQ(root->getAttributeCount(), reference.size()) << "round " << round;
+        EXPECT_TRUE(root->getAttributes().checkInvariants()) << "round " << round;
+        unsigned int index = 0;
+        for (const auto& entry : reference) {
+            EXPECT_EQ(str(root->getAttributeNameByIndex(index++)), entry.first) << "round " << round;
+            std::u16string decoded = entry.second;
+            if (decoded.size() > 2)
+                decoded = decoded.substr(0, 2) + u"&";
+            EXPECT_EQ(str(root->getAttributeString(entry.first.c_str())), decoded) << "round " << round;
+        }
+    }
 }
 
 TEST(CXMLParserAttributes, QuotesAndEquals)
@@ -390,6 +492,90 @@ TEST(CXMLParserListener, EditsNotifyParsingDoesNot)
 }
 
 // ---- Helper -------------------------------------------------------------------
+
+namespace {
+
+std::u16string referenceEncode(const std::u16string& plain)
+{
+    std::u16string out;
+    for (char16_t c : plain) {
+        switch (c) {
+        case u'&': out += u"&amp;"; break;
+        case u'<': out += u"&lt;"; break;
+        case u'>': out += u"&gt;"; break;
+        case u'"': out += u"&quot;"; break;
+        case u'\'': out += u"&apos;"; break;
+        case u'\r': out += u"&cr;"; break;
+        case u'\n': out += u"&lf;"; break;
+        default: out += c;
+        }
+    }
+    return out;
+}
+
+std::u16string referenceDecode(const std::u16string& text)
+{
+    static const std::pair<std::u16string, char16_t> entities[] = {
+        {u"&amp;", u'&'}, {u"&lt;", u'<'}, {u"&gt;", u'>'}, {u"&quot;", u'"'},
+        {u"&apos;", u'\''}, {u"&cr;", u'\r'}, {u"&lf;", u'\n'}};
+    std::u16string out;
+    for (size_t i = 0; i < text.size();) {
+        bool matched = false;
+        for (const auto& e : entities) {
+            if (text.compare(i, e.first.size(), e.first) == 0) {
+                out += e.second;
+                i += e.first.size();
+                matched = true;
+                break;
+            }
+        }
+        if (!matched)
+            out += text[i++];
+    }
+    return out;
+}
+
+} // namespace
+
+// Encoding and decoding scan blocks of units: a special character or an
+// entity at any offset of any length, and entities cut off by the end of
+// the text, give what a unit-by-unit reference gives, in both directions
+// and through the reader's values and texts.
+TEST(CXMLHelperTest, SpecialCharactersAtEveryOffset)
+{
+    const std::u16string specials = u"&<>\"'\r\n";
+    const std::u16string pieces[] = {u"&amp;", u"&lt;", u"&gt;", u"&quot;", u"&apos;", u"&cr;", u"&lf;",
+                                     u"&am", u"&l", u"&quo", u"&", u"&apos", u"&lf"};
+    CXMLParser parser;
+    CString out;
+    for (unsigned int length = 0; length <= 40; ++length) {
+        for (unsigned int at = 0; at <= length; ++at) {
+            for (char16_t special : specials) {
+                std::u16string plain(length, u'x');
+                if (at < length)
+                    plain[at] = special;
+                const std::u16string encoded = referenceEncode(plain);
+                CXMLHelper::encodeSpecialChars(plain.c_str(), length, out);
+                ASSERT_EQ(str(out), encoded) << length << " " << at;
+                ASSERT_EQ(CXMLHelper::getEncodedLength(plain.c_str(), length), encoded.size());
+                CXMLHelper::decodeSpecialChars(encoded.c_str(), unsigned(encoded.size()), out);
+                ASSERT_EQ(str(out), plain);
+            }
+            for (const std::u16string& piece : pieces) {
+                std::u16string text = std::u16string(at, u'y') + piece + std::u16string(length - at, u'z');
+                CXMLHelper::decodeSpecialChars(text.c_str(), unsigned(text.size()), out);
+                ASSERT_EQ(str(out), referenceDecode(text)) << length << " " << at;
+                // The value and the text end right after the piece too.
+                const std::u16string cut = std::u16string(at, u'y') + piece;
+                ASSERT_TRUE(parse(parser, u"<a v='" + text + u"' w=\"" + cut + u"\">" + cut + u"<b/></a>"));
+                const CXMLElement* root = parser.getRootElement();
+                ASSERT_EQ(str(root->getAttributeString(u"v")), referenceDecode(text));
+                ASSERT_EQ(str(root->getAttributeString(u"w")), referenceDecode(cut));
+                ASSERT_EQ(str(root->getText()), referenceDecode(cut));
+            }
+        }
+    }
+}
 
 TEST(CXMLHelperTest, ReadTag)
 {

@@ -379,6 +379,39 @@ TEST(CObjectMap, StaysBalancedUnderRandomOperations)
     EXPECT_EQ(CCountedObject::s_iLive, 0);
 }
 
+// The batch insertion: into an empty map the nodes form one balanced tree at
+// once; into a filled one each goes in like insert(), and a node whose key is
+// already present dies together with its object.
+TEST(CObjectMap, AdoptSortedBuildsBalancedTreesAndDropsPresentKeys)
+{
+    typedef CObjectMap<int, CCountedObject> Map;
+    CCountedObject::s_iLive = 0;
+    for (unsigned int count : {0u, 1u, 2u, 3u, 7u, 8u, 100u}) {
+        Map map(true);
+        std::vector<Map::tagNode*> nodes;
+        for (unsigned int i = 0; i < count; ++i)
+            nodes.push_back(new Map::tagNode(int(i) * 2, new CCountedObject(int(i))));
+        EXPECT_EQ(map.adoptSorted(nodes.data(), count), count);
+        EXPECT_EQ(map.getCount(), count);
+        EXPECT_TRUE(map.checkInvariants()) << count << " nodes";
+        if (count > 0) {
+            EXPECT_EQ(map.getKeyAt(count - 1), int(count - 1) * 2) << "the index cache sees the batch";
+            EXPECT_EQ(map.find(int(count - 1) * 2)->id(), int(count - 1));
+        }
+        // A second batch meets the first: odd keys are new, even ones present.
+        std::vector<Map::tagNode*> more;
+        for (int key : {-1, 0, 3, 4, 1001})
+            more.push_back(new Map::tagNode(key, new CCountedObject(1000 + key)));
+        const unsigned int present = (count >= 1 ? 1u : 0u) + (count >= 3 ? 1u : 0u);
+        EXPECT_EQ(map.adoptSorted(more.data(), 5), 5 - present);
+        EXPECT_TRUE(map.checkInvariants());
+        EXPECT_EQ(map.find(0)->id(), count > 0 ? 0 : 1000) << "the entry already present stays";
+        EXPECT_EQ(CCountedObject::s_iLive, int(map.getCount())) << "refused nodes took their objects along";
+        map.clear();
+        EXPECT_EQ(CCountedObject::s_iLive, 0);
+    }
+}
+
 TEST(CSet, KeepsUniqueValuesInOrder)
 {
     CSet<int> set;

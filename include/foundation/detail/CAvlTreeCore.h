@@ -85,9 +85,11 @@ struct CAvlTreeCore
     static Node* next(Node* node) { return neighbour<&Node::pRight, &Node::pLeft>(node); }
     static Node* prev(Node* node) { return neighbour<&Node::pLeft, &Node::pRight>(node); }
 
-    static Node* find(Node* root, const K& key)
+    // `compare` defaults to the tree's comparator; a caller may pass a
+    // cheaper one that orders every key exactly as Compare does.
+    template <class Cmp = Compare>
+    static Node* find(Node* root, const K& key, Cmp compare = Cmp())
     {
-        Compare compare;
         while (root) {
             int order = compare(key, root->key);
             if (order == 0)
@@ -99,9 +101,9 @@ struct CAvlTreeCore
 
     // Finds where `key` belongs: returns the node holding an equal key, or
     // null with `parent` and `left` naming the free slot for a new leaf.
-    static Node* findSlot(Node* root, const K& key, Node*& parent, bool& left)
+    template <class Cmp = Compare>
+    static Node* findSlot(Node* root, const K& key, Node*& parent, bool& left, Cmp compare = Cmp())
     {
-        Compare compare;
         parent = nullptr;
         left = false;
         while (root) {
@@ -223,6 +225,15 @@ struct CAvlTreeCore
             rebalanceUp(root, start);
     }
 
+    static void prefetch(const Node* node)
+    {
+#if defined(__GNUC__) || defined(__clang__)
+        __builtin_prefetch(node);
+#else
+        (void)node;
+#endif
+    }
+
     // Destroys every node bottom-up, calling `visit` on each first.
     template <class Visit>
     static void destroyAll(Node*& root, Visit visit)
@@ -230,6 +241,10 @@ struct CAvlTreeCore
         Node* node = root;
         while (node) {
             if (node->pLeft) {
+                // The right subtree comes next after the left one: start
+                // loading it now, as large trees rarely sit in the caches.
+                if (node->pRight)
+                    prefetch(node->pRight);
                 node = node->pLeft;
             } else if (node->pRight) {
                 node = node->pRight;
@@ -327,12 +342,12 @@ struct CAvlTreeCore
     // Links the node made by `make()` as a leaf; null (and `make` not called,
     // or its null passed on) when the key is present, the count is full or
     // the allocation fails.
-    template <class Make>
-    Node* insert(const K& key, bool balancing, Make make)
+    template <class Make, class Cmp = Compare>
+    Node* insert(const K& key, bool balancing, Make make, Cmp compare = Cmp())
     {
         Node* parent;
         bool left;
-        if (findSlot(pRoot, key, parent, left) || uiCount == UINT_MAX)
+        if (findSlot(pRoot, key, parent, left, compare) || uiCount == UINT_MAX)
             return nullptr;
         Node* node = make();
         if (!node)
@@ -391,6 +406,21 @@ struct CAvlTreeCore
         pRoot = linkBalanced(nodes, 0, other.uiCount, nullptr);
         uiCount = other.uiCount;
         freeIndex(nodes);
+        return true;
+    }
+
+    // Links `count` free nodes, whose keys are strictly ascending, into this
+    // empty tree as one balanced tree: the batch form of `count` insertions
+    // that needs neither searches nor rotations. False (nothing linked) when
+    // the tree is not empty.
+    bool adoptSorted(Node* const* nodes, unsigned int count)
+    {
+        if (uiCount != 0)
+            return false;
+        if (count == 0)
+            return true;
+        pRoot = linkBalanced(const_cast<Node**>(nodes), 0, count, nullptr);
+        structureChanged(int(count));
         return true;
     }
 
