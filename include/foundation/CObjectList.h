@@ -104,6 +104,27 @@ public:
 
     // Unlink without deleting; null when there is nothing to take.
     T* takeFirst() { return m_list.pHead ? unlink(m_list.pHead) : nullptr; }
+
+    // Node-level append and take, for owners that keep the allocator out of
+    // their critical sections: makeNode() before taking the lock, addNode()
+    // under it; takeFirstNode() under the lock, then read the node's object
+    // and freeNode() after releasing it. A node belongs to at most one list.
+    static tagNode* makeNode(T* object) { return new tagNode{object, nullptr, nullptr}; }
+    static void freeNode(tagNode* node) { delete node; }
+    // Appends a node from makeNode(); false (the node stays the caller's)
+    // when the list is full or the node is null.
+    bool addNode(tagNode* node)
+    {
+        return m_list.linkBefore(nullptr, [node] { return node; });
+    }
+    // Unlinks the head node without freeing it or its object; null when empty.
+    tagNode* takeFirstNode()
+    {
+        tagNode* node = m_list.pHead;
+        if (node)
+            m_list.unlink(node);
+        return node;
+    }
     T* takeLast() { return m_list.pTail ? unlink(m_list.pTail) : nullptr; }
     T* takeAt(unsigned int index) { return index < m_list.uiCount ? unlink(m_list.nodeAt(index)) : nullptr; }
 

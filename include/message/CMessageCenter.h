@@ -136,6 +136,8 @@ protected:
 
 private:
     CObjectList<CBaseMessage>& getPhaseList();
+    // Render and timer messages, which may coalesce or merge with what is queued.
+    void pushMergingMessage(CBaseMessage* pMessage);
     void deleteMatching(bool bByType, CBaseMessage::EMessageType eType, bool bByID, unsigned int uiID);
     void notifyMessageAvailable();
     // Hands a touch point to the cursor manager of its surface. The one place

@@ -3,10 +3,9 @@
 #include <foundation/CMemory.h>
 #include <foundation/CObject.h>
 #include <foundation/Export.h>
+#include <platform/CSyncObject.h>
 
 namespace Trell {
-
-class CSyncObject;
 
 // Holds a CSyncObject locked for the lifetime of the scope.
 class ECS_API CAutoSync : public CObject
@@ -14,8 +13,9 @@ class ECS_API CAutoSync : public CObject
     TRELL_DECLARE_ALLOCATOR(u"CAutoSync")
 
 public:
-    explicit CAutoSync(CSyncObject& syncObject);
-    ~CAutoSync() override;
+    // Inline, so that a scoped lock costs the lock and nothing around it.
+    explicit CAutoSync(CSyncObject& syncObject) : m_pSyncObject(&syncObject) { m_pSyncObject->lock(); }
+    ~CAutoSync() override { m_pSyncObject->unlock(); }
 
 protected:
     CAutoSync(const CAutoSync& other);

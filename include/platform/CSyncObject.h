@@ -3,10 +3,9 @@
 #include <foundation/CMemory.h>
 #include <foundation/CObject.h>
 #include <foundation/Export.h>
+#include <platform/ISyncObject.h>
 
 namespace Trell {
-
-class ISyncObject;
 
 // A lock that the thread holding it may take again (each lock needs its
 // unlock). Usually taken through a CAutoSync on the stack.
@@ -18,8 +17,9 @@ public:
     CSyncObject();
     ~CSyncObject() override;
 
-    void lock();
-    void unlock();
+    // Inline: every guarded operation of the library pays for this call.
+    void lock() { m_pSyncObject->lock(); }
+    void unlock() { m_pSyncObject->unlock(); }
 
 protected:
     CSyncObject(const CSyncObject& other);

@@ -169,51 +169,74 @@ void CMessageCenter::pushMessage(CBaseMessage* pMessage)
         notifyMessageAvailable();
         return;
     }
-    CBaseMessage* pRejected = nullptr;
+    // Most messages are plain appends: their list and phase follow from the
+    // type alone, so the node is made before the lock is taken and the
+    // critical section only links it. Render and timer messages look at
+    // what is queued and take the general path.
+    CObjectList<CBaseMessage>* pAppendList = nullptr;
+    unsigned int uiNewPhase = 0; // 0 keeps the phase
+    switch (pMessage->getType()) {
+    case CBaseMessage::MESSAGE_TYPE_SYSTEM:
+    case CBaseMessage::MESSAGE_TYPE_QUIT:
+        pAppendList = &m_listCommand;
+        break;
+    case CBaseMessage::MESSAGE_TYPE_TOUCH:
+    case CBaseMessage::MESSAGE_TYPE_GESTURE:
+    case CBaseMessage::MESSAGE_TYPE_HARDKEY:
+    case CBaseMessage::MESSAGE_TYPE_IME:
+    case CBaseMessage::MESSAGE_TYPE_LOGIC_EVENT:
+    case CBaseMessage::MESSAGE_TYPE_VOICE_CONTENT:
+        pAppendList = &m_listInput;
+        uiNewPhase = PHASE_INPUT;
+        break;
+    case CBaseMessage::MESSAGE_TYPE_DATA_CONTEXT:
+    case CBaseMessage::MESSAGE_TYPE_SHARE_MEMORY:
+    case CBaseMessage::MESSAGE_TYPE_DATA_TRANSFER:
+    case CBaseMessage::MESSAGE_TYPE_HTTP_CONNECTOR:
+    case CBaseMessage::MESSAGE_TYPE_WEB_BROWSER:
+        pAppendList = &m_listData;
+        uiNewPhase = PHASE_DATA;
+        break;
+    case CBaseMessage::MESSAGE_TYPE_USER:
+        pAppendList = &m_listCommand;
+        uiNewPhase = PHASE_USER;
+        break;
+    case CBaseMessage::MESSAGE_TYPE_RENDER:
+    case CBaseMessage::MESSAGE_TYPE_TIMER:
+        pushMergingMessage(pMessage);
+        notifyMessageAvailable();
+        return;
+    default:
+        delete pMessage;
+        notifyMessageAvailable();
+        return;
+    }
+
+    CObjectList<CBaseMessage>::tagNode* pNode = CObjectList<CBaseMessage>::makeNode(pMessage);
+    bool bAdded = false;
     {
         CAutoSync autoSync(m_syncObject);
-        switch (pMessage->getType()) {
-        case CBaseMessage::MESSAGE_TYPE_RENDER:
-            pushRenderMessage(getPhaseList(), pMessage, m_uiPhase == PHASE_INPUT);
-            break;
-        case CBaseMessage::MESSAGE_TYPE_SYSTEM:
-        case CBaseMessage::MESSAGE_TYPE_QUIT:
-            if (!m_listCommand.add(pMessage))
-                pRejected = pMessage;
-            break;
-        case CBaseMessage::MESSAGE_TYPE_TOUCH:
-        case CBaseMessage::MESSAGE_TYPE_GESTURE:
-        case CBaseMessage::MESSAGE_TYPE_HARDKEY:
-        case CBaseMessage::MESSAGE_TYPE_IME:
-        case CBaseMessage::MESSAGE_TYPE_LOGIC_EVENT:
-        case CBaseMessage::MESSAGE_TYPE_VOICE_CONTENT:
-            pushInputMessage(pMessage);
-            m_uiPhase = PHASE_INPUT;
-            break;
-        case CBaseMessage::MESSAGE_TYPE_DATA_CONTEXT:
-        case CBaseMessage::MESSAGE_TYPE_SHARE_MEMORY:
-        case CBaseMessage::MESSAGE_TYPE_DATA_TRANSFER:
-        case CBaseMessage::MESSAGE_TYPE_HTTP_CONNECTOR:
-        case CBaseMessage::MESSAGE_TYPE_WEB_BROWSER:
-            pushDataMessage(pMessage);
-            m_uiPhase = PHASE_DATA;
-            break;
-        case CBaseMessage::MESSAGE_TYPE_TIMER:
-            pushTimerMessage(pMessage);
-            m_uiPhase = PHASE_TIMER;
-            break;
-        case CBaseMessage::MESSAGE_TYPE_USER:
-            pushUserMessage(pMessage);
-            m_uiPhase = PHASE_USER;
-            break;
-        default:
-            pRejected = pMessage;
-            break;
-        }
+        bAdded = pNode && pAppendList->addNode(pNode);
+        if (uiNewPhase)
+            m_uiPhase = uiNewPhase;
     }
-    // Destroyed outside the lock: a payload's destructor may do anything.
-    delete pRejected;
+    if (!bAdded) {
+        // Destroyed outside the lock: a payload's destructor may do anything.
+        CObjectList<CBaseMessage>::freeNode(pNode);
+        delete pMessage;
+    }
     notifyMessageAvailable();
+}
+
+void CMessageCenter::pushMergingMessage(CBaseMessage* pMessage)
+{
+    CAutoSync autoSync(m_syncObject);
+    if (pMessage->getType() == CBaseMessage::MESSAGE_TYPE_RENDER) {
+        pushRenderMessage(getPhaseList(), pMessage, m_uiPhase == PHASE_INPUT);
+    } else {
+        pushTimerMessage(pMessage);
+        m_uiPhase = PHASE_TIMER;
+    }
 }
 
 void CMessageCenter::notifyMessageAvailable()
@@ -335,26 +358,36 @@ CObjectPtr<CBaseMessage> CMessageCenter::popMessage()
         }
     }
 
+    // The node is unlinked under the lock and freed after it is released.
+    CObjectList<CBaseMessage>::tagNode* pNode = nullptr;
     CBaseMessage* pMessage = nullptr;
+    bool bWeighted = false;
     {
         CAutoSync autoSync(m_syncObject);
-        if (CBaseMessage* pCommand = m_listCommand.takeFirst())
-            return CObjectPtr<CBaseMessage>(pCommand);
-        // The scheduled lists by list number.
-        CObjectList<CBaseMessage>* const apLists[5] = {nullptr, &m_listInput, &m_listData, &m_listTimer,
-                                                       &m_listRender};
-        for (unsigned int i = uiRows; i-- > 0;) {
-            const unsigned int uiList = rows[i].uiListNumber;
-            CObjectList<CBaseMessage>* pList = uiList < 5 ? apLists[uiList] : nullptr;
-            if (pList && !pList->isEmpty()) {
-                pMessage = pList->takeFirst();
-                rows[i].uiLastTime = uiNow;
-                break;
+        pNode = m_listCommand.takeFirstNode();
+        if (!pNode) {
+            // The scheduled lists by list number.
+            CObjectList<CBaseMessage>* const apLists[5] = {nullptr, &m_listInput, &m_listData, &m_listTimer,
+                                                           &m_listRender};
+            for (unsigned int i = uiRows; i-- > 0;) {
+                const unsigned int uiList = rows[i].uiListNumber;
+                CObjectList<CBaseMessage>* pList = uiList < 5 ? apLists[uiList] : nullptr;
+                if (pList && (pNode = pList->takeFirstNode()) != nullptr) {
+                    rows[i].uiLastTime = uiNow;
+                    break;
+                }
             }
+            bWeighted = true;
         }
     }
-    MessageClock::commitBase(uiTick);
-    std::memcpy(m_aryListInfo.getData(), rows, uiRows * sizeof(tagMessageListInfo));
+    if (bWeighted) {
+        MessageClock::commitBase(uiTick);
+        std::memcpy(m_aryListInfo.getData(), rows, uiRows * sizeof(tagMessageListInfo));
+    }
+    if (pNode) {
+        pMessage = pNode->pObject;
+        CObjectList<CBaseMessage>::freeNode(pNode);
+    }
     return CObjectPtr<CBaseMessage>(pMessage);
 }
 

@@ -4,11 +4,6 @@
 
 namespace Trell {
 
-CAutoSync::CAutoSync(CSyncObject& syncObject) : m_pSyncObject(&syncObject)
-{
-    m_pSyncObject->lock();
-}
-
 // A copy takes the same lock once more, so that each destructor has its own
 // lock to release.
 CAutoSync::CAutoSync(const CAutoSync& other) : CObject(other), m_pSyncObject(other.m_pSyncObject)
@@ -19,11 +14,6 @@ CAutoSync::CAutoSync(const CAutoSync& other) : CObject(other), m_pSyncObject(oth
 CAutoSync& CAutoSync::operator=(const CAutoSync&)
 {
     return *this;
-}
-
-CAutoSync::~CAutoSync()
-{
-    m_pSyncObject->unlock();
 }
 
 } // namespace Trell

@@ -1,6 +1,5 @@
 #include <platform/CSyncObject.h>
 
-#include <platform/ISyncObject.h>
 #include <platform/PlatformImp.h>
 
 namespace Trell {
@@ -22,16 +21,6 @@ CSyncObject::~CSyncObject()
 {
     delete m_pSyncObject;
     m_pSyncObject = nullptr;
-}
-
-void CSyncObject::lock()
-{
-    m_pSyncObject->lock();
-}
-
-void CSyncObject::unlock()
-{
-    m_pSyncObject->unlock();
 }
 
 } // namespace Trell

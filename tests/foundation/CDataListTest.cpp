@@ -269,3 +269,48 @@ TEST_F(CObjectListTest, OwnershipCanBeSwitched)
     list.clear();
     EXPECT_EQ(CCountedObject::s_iLive, 1);
 }
+
+// Nodes made and freed apart from the list (so that an owner can keep the
+// allocator out of its lock) link and unlink exactly like add and takeFirst.
+TEST_F(CObjectListTest, DetachedNodesLinkAndUnlinkLikeAddAndTakeFirst)
+{
+    typedef CObjectList<CCountedObject> List;
+    List list(true);
+    EXPECT_EQ(list.takeFirstNode(), nullptr);
+    EXPECT_FALSE(list.addNode(nullptr));
+    EXPECT_TRUE(list.isEmpty());
+
+    ASSERT_TRUE(list.addNode(List::makeNode(new CCountedObject(1))));
+    EXPECT_EQ(list.getCurrent()->id(), 1) << "the first element becomes the cursor";
+    list.add(new CCountedObject(2));
+    ASSERT_TRUE(list.addNode(List::makeNode(new CCountedObject(3))));
+    EXPECT_EQ(idsOf(list), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(list.getCount(), 3u);
+    EXPECT_EQ(list.getLast()->id(), 3);
+
+    // Taking the head node leaves its object alive even on an owning list,
+    // and moves a cursor that stood on it.
+    List::tagNode* node = list.takeFirstNode();
+    ASSERT_NE(node, nullptr);
+    EXPECT_EQ(node->pObject->id(), 1);
+    EXPECT_EQ(CCountedObject::s_iLive, 3);
+    EXPECT_EQ(list.getCurrent()->id(), 2);
+    EXPECT_EQ(list.getFirst()->id(), 2);
+    EXPECT_EQ(list.getCount(), 2u);
+
+    // The same node may join the list again, now at the tail.
+    ASSERT_TRUE(list.addNode(node));
+    EXPECT_EQ(idsOf(list), (std::vector<int>{2, 3, 1}));
+    EXPECT_TRUE(list.moveLast());
+    EXPECT_TRUE(list.movePrev());
+    EXPECT_EQ(list.getCurrent()->id(), 3) << "back links of a re-added node are rebuilt";
+
+    while (List::tagNode* taken = list.takeFirstNode()) {
+        delete taken->pObject;
+        List::freeNode(taken);
+    }
+    EXPECT_TRUE(list.isEmpty());
+    EXPECT_EQ(list.getFirst(), nullptr);
+    EXPECT_EQ(list.getLast(), nullptr);
+    EXPECT_EQ(CCountedObject::s_iLive, 0);
+}
