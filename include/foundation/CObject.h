@@ -19,7 +19,9 @@ class ECS_API CObject
 
 public:
     constexpr CObject() noexcept : m_iRef(0), m_pObjectPool(nullptr) {}
-    virtual ~CObject();
+    // Inline: every destruction in the library ends here, and an empty call
+    // across the library costs more than the destruction itself.
+    virtual ~CObject() = default;
 
     // Returns the object to its initial state; meant for derived classes and pools.
     virtual void reset();

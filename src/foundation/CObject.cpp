@@ -2,8 +2,6 @@
 
 namespace Trell {
 
-CObject::~CObject() = default;
-
 void CObject::reset() {}
 
 } // namespace Trell
