@@ -6,9 +6,9 @@
 
 namespace Trell {
 
-// A recursive pthread mutex: the owning thread may lock again, as the
-// library's lock contract requires.
-class CImpSyncObject : public ISyncObject
+// A recursive pthread mutex that spins briefly before sleeping: the owning
+// thread may lock again, as the library's lock contract requires.
+class CImpSyncObject final : public ISyncObject
 {
     TRELL_DECLARE_ALLOCATOR(u"CImpSyncObject")
 
