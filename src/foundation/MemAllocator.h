@@ -130,6 +130,15 @@ ECS_MEM_NO_ASAN inline bool hasValidGuardFast(const tagBlockHeader* header)
 
 void warnInvalidPointer(const void* p);
 
+inline void CThreadCache::tagBin::push(tagBlockHeader* header)
+{
+    if (uiCount == 0)
+        pTail = header;
+    header->uGuard = reinterpret_cast<std::uintptr_t>(pHead);
+    pHead = header;
+    ++uiCount;
+}
+
 } // namespace MemInternal
 
 inline void* CMemAllocator::mallocInline(unsigned int size)
@@ -223,11 +232,7 @@ inline bool CMemAllocator::pushCached(void* p)
 #if defined(ECS_MEM_ASAN)
     ASAN_POISON_MEMORY_REGION(p, m_pClasses[index].uiUsable);
 #endif
-    if (bin.uiCount == 0)
-        bin.pTail = header;
-    header->uGuard = reinterpret_cast<std::uintptr_t>(bin.pHead);
-    bin.pHead = header;
-    ++bin.uiCount;
+    bin.push(header);
     return true;
 }
 

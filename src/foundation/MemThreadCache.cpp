@@ -263,11 +263,7 @@ bool CThreadCache::put(CMemAllocator& allocator, void* p)
     if (bin.uiCount >= bin.uiLimit && bin.uiCount != 0)
         giveBatch(sizeClass, bin);
     retireBlock(header + 1, sizeClass.uiUsable);
-    if (bin.uiCount == 0)
-        bin.pTail = header;
-    header->uGuard = reinterpret_cast<std::uintptr_t>(bin.pHead);
-    bin.pHead = header;
-    ++bin.uiCount;
+    bin.push(header);
     return true;
 }
 

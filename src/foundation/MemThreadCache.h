@@ -59,6 +59,9 @@ public:
         tagBlockHeader* pTail = nullptr;  // valid while uiCount > 0
         unsigned int uiCount = 0;
         unsigned int uiLimit = 0;         // 0 until bound: every push takes the slow path
+
+        // Links a retired slot as the newest (word 1 = the old head).
+        inline void push(tagBlockHeader* header);
     };
 
     constexpr CThreadCache() = default;

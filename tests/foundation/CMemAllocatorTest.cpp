@@ -31,15 +31,6 @@ namespace {
 
 constexpr bool IS_64_BIT = sizeof(void*) == 8;
 
-std::string invalidPointerWarning(const void* p)
-{
-    char line[160];
-    std::snprintf(line, sizeof(line),
-                  "[Warning][TrellEngine] Free(0x%" PRIxPTR "): Invalid Pointer, Maybe it had been freed or crashed.\n",
-                  reinterpret_cast<std::uintptr_t>(p));
-    return line;
-}
-
 } // namespace
 
 TEST(CMemAllocator, SizeClassTableFollowsTheBands)

@@ -25,15 +25,6 @@ using namespace MemTest;
 
 namespace {
 
-std::string invalidPointerWarning(const void* p)
-{
-    char line[160];
-    std::snprintf(line, sizeof(line),
-                  "[Warning][TrellEngine] Free(0x%" PRIxPTR "): Invalid Pointer, Maybe it had been freed or crashed.\n",
-                  reinterpret_cast<std::uintptr_t>(p));
-    return line;
-}
-
 // Runs `f` on a thread of its own, which starts without a cache and gives
 // its cache back when it ends.
 template <class F>

@@ -7,6 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <random>
 #include <string>
@@ -80,6 +83,16 @@ int twoThreadsOfTraffic(int operations, std::size_t maxLive, TSize sizeOf, TAllo
     first.join();
     second.join();
     return bad.load();
+}
+
+// The allocator's warning for a pointer it refuses to free.
+inline std::string invalidPointerWarning(const void* p)
+{
+    char line[160];
+    std::snprintf(line, sizeof(line),
+                  "[Warning][TrellEngine] Free(0x%" PRIxPTR "): Invalid Pointer, Maybe it had been freed or crashed.\n",
+                  reinterpret_cast<std::uintptr_t>(p));
+    return line;
 }
 
 } // namespace MemTest
