@@ -25,20 +25,10 @@ CThread::CThread()
 }
 
 // A copy is a fresh, idle thread object with the same name and priority.
-CThread::CThread(const CThread& other)
-    : m_iThreadPriority(other.m_iThreadPriority),
-      m_strThreadName(other.m_strThreadName),
-      m_uiThreadID(0),
-      m_bRunning(false),
-      m_bPrepareStop(false),
-      m_bWorkerActive(false),
-      m_syncThread(),
-      m_waitWake(CString()),
-      m_waitSignal(CString()),
-      m_waitStopped(CString()),
-      m_pThread(nullptr)
+CThread::CThread(const CThread& other) : CThread()
 {
-    m_pThread = PlatformImp::createThread(this);
+    m_iThreadPriority = other.m_iThreadPriority;
+    m_strThreadName = other.m_strThreadName;
 }
 
 CThread& CThread::operator=(const CThread& other)

@@ -15,6 +15,16 @@ inline unsigned int unitValue(Unit u)
     return static_cast<unsigned int>(u);
 }
 
+// Folds the run of decimal digits at `text` into `value` (value * 10 + digit
+// in the value's own type, so integers wrap) and moves `text` past it.
+template <typename Unit, typename Value>
+inline Value accumulateDigits(const Unit*& text, Value value)
+{
+    for (unsigned int d; (d = unitValue(*text) - '0') <= 9; ++text)
+        value = value * Value(10) + Value(d);
+    return value;
+}
+
 template <typename Unit, typename Int>
 Int parseSigned(const Unit* text)
 {
@@ -28,15 +38,7 @@ Int parseSigned(const Unit* text)
         ++text;
     }
     // Accumulate unsigned so that overflow wraps instead of being undefined.
-    UInt value = 0;
-    for (;;) {
-        const unsigned int d = unitValue(*text) - '0';
-        if (d > 9) {
-            break;
-        }
-        value = value * 10u + d;
-        ++text;
-    }
+    UInt value = accumulateDigits(text, UInt(0));
     if (negative) {
         value = UInt(0) - value;
     }
@@ -69,15 +71,7 @@ unsigned int parseUnsigned(const Unit* text)
         }
         return value;
     }
-    for (;;) {
-        const unsigned int d = unitValue(*text) - '0';
-        if (d > 9) {
-            break;
-        }
-        value = value * 10u + d;
-        ++text;
-    }
-    return value;
+    return accumulateDigits(text, value);
 }
 
 template <typename Unit>
@@ -91,15 +85,7 @@ float parseFloat(const Unit* text)
         negative = true;
         ++text;
     }
-    double value = 0.0;
-    for (;;) {
-        const unsigned int d = unitValue(*text) - '0';
-        if (d > 9) {
-            break;
-        }
-        value = value * 10.0 + d;
-        ++text;
-    }
+    double value = accumulateDigits(text, 0.0);
     if (unitValue(*text) == '.') {
         ++text;
         double divisor = 10.0;
