@@ -41,26 +41,20 @@ CString bareExtern(const CString& strExtern)
     return strExtern;
 }
 
-void findByExt(const CString& strFolder, const CDataArray<CString>& aryExterns, CDataList<CString>& lstOut,
-               bool bRecursive)
+// Calls visit(entry) for every file of strFolder in listing order, and
+// descends into each sub-folder where it is listed when bRecursive is set.
+template <class Visit>
+void forEachFile(const CString& strFolder, bool bRecursive, const Visit& visit)
 {
     CObjectArray<IFolder::tagEntry> aryEntries(true);
     if (!listFolder(strFolder, aryEntries))
         return;
     for (unsigned int i = 0; i < aryEntries.getCount(); ++i) {
         const IFolder::tagEntry* pEntry = aryEntries[i];
-        if (pEntry->isFolder) {
-            if (bRecursive)
-                findByExt(pEntry->path, aryExterns, lstOut, true);
-            continue;
-        }
-        const CString strExtern = CPath::getFileExtern(pEntry->name);
-        for (unsigned int k = 0; k < aryExterns.getCount(); ++k) {
-            if (strExtern.compareIC(bareExtern(aryExterns[k])) == 0) {
-                lstOut.add(pEntry->path);
-                break;
-            }
-        }
+        if (!pEntry->isFolder)
+            visit(*pEntry);
+        else if (bRecursive)
+            forEachFile(pEntry->path, true, visit);
     }
 }
 
@@ -153,27 +147,26 @@ void CFolder::findFilesByExt(const CString& strFolder, const CString& strExtern,
 void CFolder::findFilesByExt(const CString& strFolder, const CDataArray<CString>& aryExterns,
                              CDataList<CString>& lstOut, bool bRecursive)
 {
-    findByExt(strFolder, aryExterns, lstOut, bRecursive);
+    forEachFile(strFolder, bRecursive, [&](const IFolder::tagEntry& entry) {
+        const CString strExtern = CPath::getFileExtern(entry.name);
+        for (unsigned int k = 0; k < aryExterns.getCount(); ++k) {
+            if (strExtern.compareIC(bareExtern(aryExterns[k])) == 0) {
+                lstOut.add(entry.path);
+                break;
+            }
+        }
+    });
 }
 
 void CFolder::findFilesByFileTile(const CString& strFolder, const CString& strTitle, CDataList<CString>& lstOut,
                                   bool bMatchCase, bool bRecursive)
 {
-    CObjectArray<IFolder::tagEntry> aryEntries(true);
-    if (!listFolder(strFolder, aryEntries))
-        return;
-    for (unsigned int i = 0; i < aryEntries.getCount(); ++i) {
-        const IFolder::tagEntry* pEntry = aryEntries[i];
-        if (pEntry->isFolder) {
-            if (bRecursive)
-                findFilesByFileTile(pEntry->path, strTitle, lstOut, bMatchCase, true);
-            continue;
-        }
-        const CString strFileTitle = CPath::getFileTitle(pEntry->name);
+    forEachFile(strFolder, bRecursive, [&](const IFolder::tagEntry& entry) {
+        const CString strFileTitle = CPath::getFileTitle(entry.name);
         const int iCompare = bMatchCase ? strFileTitle.compare(strTitle) : strFileTitle.compareIC(strTitle);
         if (iCompare == 0)
-            lstOut.add(pEntry->path);
-    }
+            lstOut.add(entry.path);
+    });
 }
 
 bool CFolder::open(const CString& strPath)
