@@ -1,10 +1,17 @@
 #pragma once
 
-// A failed property aborts, so that libFuzzer records the input as a finding.
+// Shared by the fuzz targets: the property check and the input taken as text.
 
+#include <text/CString.h>
+
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <vector>
 
+// A failed property aborts, so that libFuzzer records the input as a finding.
 #define FUZZ_CHECK(condition)                                                         \
     do {                                                                              \
         if (!(condition)) {                                                           \
@@ -13,3 +20,13 @@
             std::abort();                                                             \
         }                                                                             \
     } while (0)
+
+// The input's bytes as UTF-16 units (an odd last byte is dropped), embedded
+// zeros included in the count.
+inline Trell::CString fuzzInputAsText(const uint8_t* data, size_t size)
+{
+    std::vector<char16_t> units(size / 2 + 1, 0);
+    if (size >= 2)
+        std::memcpy(units.data(), data, size / 2 * 2);
+    return Trell::CString(units.data(), unsigned(size / 2));
+}

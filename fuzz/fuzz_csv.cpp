@@ -7,8 +7,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
-#include <vector>
 
 #include "FuzzCheck.h"
 
@@ -16,10 +14,7 @@ using namespace Trell;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    std::vector<char16_t> units(size / 2 + 1, 0);
-    if (size >= 2)
-        std::memcpy(units.data(), data, size / 2 * 2);
-    CString text(units.data(), unsigned(size / 2));
+    const CString text = fuzzInputAsText(data, size);
     CCSVParser table;
     table.parseFromString(text);
     CString saved;
