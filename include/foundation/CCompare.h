@@ -2,12 +2,12 @@
 
 #include <foundation/CMemory.h>
 #include <foundation/Export.h>
+#include <text/CString.h>
+#include <text/CStringCore.h>
 
 #include <functional>
 
 namespace Trell {
-
-class CString;
 
 // Three-way comparison records for the ordered containers. Each returns a
 // negative number, 0 or a positive number as `a` orders before, with or after `b`.
@@ -17,7 +17,8 @@ struct ECS_API tagStringCompare
 {
     TRELL_DECLARE_ALLOCATOR(u"tagStringCompare")
 
-    int operator()(const CString& a, const CString& b) const;
+    // Inline: maps keyed by text call it on every step of every lookup.
+    int operator()(const CString& a, const CString& b) const { return CStringCore::strcmp(a.buffer(), b.buffer()); }
 };
 
 // Ignores the case of 'A'..'Z' only.

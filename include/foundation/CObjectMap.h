@@ -112,10 +112,7 @@ public:
     // one balanced tree; otherwise each is inserted as insert() would do it,
     // and a node whose key is already present is destroyed (its object too
     // when owning). Returns how many entries were added.
-    // `compare`, when given, must order every key exactly as Compare does (a
-    // cheaper equivalent the caller knows of).
-    template <class Cmp = Compare>
-    unsigned int adoptSorted(tagNode* const* nodes, unsigned int count, Cmp compare = Cmp())
+    unsigned int adoptSorted(tagNode* const* nodes, unsigned int count)
     {
         assert(sortedStrictly(nodes, count) && "CObjectMap::adoptSorted needs strictly ascending keys");
         if (m_tree.adoptSorted(nodes, count))
@@ -123,7 +120,7 @@ public:
         unsigned int added = 0;
         for (unsigned int i = 0; i < count; ++i) {
             tagNode* node = nodes[i];
-            if (m_tree.insert(node->key, m_bBalancing, [node] { return node; }, compare)) {
+            if (m_tree.insert(node->key, m_bBalancing, [node] { return node; })) {
                 ++added;
             } else {
                 if (m_bOwning)
@@ -167,14 +164,6 @@ public:
     V* find(const K& key) const
     {
         const tagNode* node = m_tree.findNode(key);
-        return node ? node->value : nullptr;
-    }
-    // The same with `compare`, which must order every key exactly as
-    // Compare does.
-    template <class Cmp>
-    V* findWith(const K& key, Cmp compare) const
-    {
-        const tagNode* node = Tree::find(m_tree.pRoot, key, compare);
         return node ? node->value : nullptr;
     }
 

@@ -333,7 +333,7 @@ void CXMLElement::setText(const CString& text)
 void CXMLElement::setAttribute(const char16_t* name, const char16_t* value)
 {
     CBorrowedString key(name);
-    CString* current = m_mapAttributes.findWith(key.get(), XMLScan::tagNameOrder());
+    CString* current = m_mapAttributes.find(key.get());
     if (current) {
         if (*current == value)
             return;
@@ -356,7 +356,7 @@ void CXMLElement::setAttribute(const char16_t* name, const char16_t* value)
         delete stored;
         return;
     }
-    if (m_mapAttributes.adoptSorted(&node, 1, XMLScan::tagNameOrder()) == 1)
+    if (m_mapAttributes.adoptSorted(&node, 1) == 1)
         notifyDataChange();
 }
 
@@ -403,7 +403,7 @@ void CXMLElement::setAttribute(const char16_t* name, float value)
 const CString* CXMLElement::findAttribute(const char16_t* name) const
 {
     CBorrowedString key(name);
-    return m_mapAttributes.findWith(key.get(), XMLScan::tagNameOrder());
+    return m_mapAttributes.find(key.get());
 }
 
 CString CXMLElement::getAttributeString(const char16_t* name, const CString& defaultValue) const

@@ -400,29 +400,6 @@ inline char16_t* writeEncoded(char16_t* out, const char16_t* text, unsigned int 
     }
 }
 
-// Orders two zero-terminated texts exactly as CStringCore::strcmp does (a
-// null text is the empty one), without leaving the caller: the attribute
-// map's comparator, for lookups on the hot paths.
-inline int compareTexts(const char16_t* a, const char16_t* b)
-{
-    if (!a)
-        a = u"";
-    if (!b)
-        b = u"";
-    while (*a == *b && *a) {
-        ++a;
-        ++b;
-    }
-    return (*a > *b) - (*a < *b);
-}
-
-struct tagNameOrder
-{
-    TRELL_DECLARE_ALLOCATOR(u"XMLScan::tagNameOrder")
-
-    int operator()(const CString& a, const CString& b) const { return compareTexts(a.buffer(), b.buffer()); }
-};
-
 // A CString view of a zero-terminated text that the caller keeps alive, for
 // map lookups without copying; the buffer is handed back, never freed.
 class CBorrowedString

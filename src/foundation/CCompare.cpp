@@ -5,11 +5,6 @@
 
 namespace Trell {
 
-int tagStringCompare::operator()(const CString& a, const CString& b) const
-{
-    return CStringCore::strcmp(a.buffer(), b.buffer());
-}
-
 int tagStringCompareIC::operator()(const CString& a, const CString& b) const
 {
     return CStringCore::strcmpIC(a.buffer(), b.buffer());

@@ -85,11 +85,9 @@ struct CAvlTreeCore
     static Node* next(Node* node) { return neighbour<&Node::pRight, &Node::pLeft>(node); }
     static Node* prev(Node* node) { return neighbour<&Node::pLeft, &Node::pRight>(node); }
 
-    // `compare` defaults to the tree's comparator; a caller may pass a
-    // cheaper one that orders every key exactly as Compare does.
-    template <class Cmp = Compare>
-    static Node* find(Node* root, const K& key, Cmp compare = Cmp())
+    static Node* find(Node* root, const K& key)
     {
+        Compare compare;
         while (root) {
             int order = compare(key, root->key);
             if (order == 0)
@@ -101,9 +99,9 @@ struct CAvlTreeCore
 
     // Finds where `key` belongs: returns the node holding an equal key, or
     // null with `parent` and `left` naming the free slot for a new leaf.
-    template <class Cmp = Compare>
-    static Node* findSlot(Node* root, const K& key, Node*& parent, bool& left, Cmp compare = Cmp())
+    static Node* findSlot(Node* root, const K& key, Node*& parent, bool& left)
     {
+        Compare compare;
         parent = nullptr;
         left = false;
         while (root) {
@@ -342,12 +340,12 @@ struct CAvlTreeCore
     // Links the node made by `make()` as a leaf; null (and `make` not called,
     // or its null passed on) when the key is present, the count is full or
     // the allocation fails.
-    template <class Make, class Cmp = Compare>
-    Node* insert(const K& key, bool balancing, Make make, Cmp compare = Cmp())
+    template <class Make>
+    Node* insert(const K& key, bool balancing, Make make)
     {
         Node* parent;
         bool left;
-        if (findSlot(pRoot, key, parent, left, compare) || uiCount == UINT_MAX)
+        if (findSlot(pRoot, key, parent, left) || uiCount == UINT_MAX)
             return nullptr;
         Node* node = make();
         if (!node)
