@@ -6,6 +6,8 @@ list(APPEND ECS_SOURCES
     src/platform/posix/ReplaceFile.cpp
     src/platform/posix/CImpSyncObject.h
     src/platform/posix/CImpSyncObject.cpp
+    src/platform/posix/NamedObject.h
+    src/platform/posix/NamedObject.cpp
     src/platform/posix/CImpWaitObject.h
     src/platform/posix/CImpWaitObject.cpp
     src/platform/posix/CImpThread.h
