@@ -11,15 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include <cerrno>
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/mman.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
-
-extern char** environ;
 
 using namespace Trell;
 using Clock = std::chrono::steady_clock;
@@ -47,38 +40,6 @@ std::string uniqueName(const char* pszTag)
     static int s_iCounter = 0;
     return std::string("ecs_test_") + pszTag + "_" + std::to_string(getpid()) + "_" +
            std::to_string(++s_iCounter);
-}
-
-pid_t spawnHelper(const std::vector<std::string>& args)
-{
-    std::vector<char*> argv;
-    std::string program = ECS_TEST_WAIT_HELPER;
-    argv.push_back(program.data());
-    std::vector<std::string> copies = args;
-    for (std::string& arg : copies)
-        argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    pid_t pid = -1;
-    if (posix_spawn(&pid, program.c_str(), nullptr, nullptr, argv.data(), environ) != 0)
-        return -1;
-    return pid;
-}
-
-int exitCodeOf(pid_t pid)
-{
-    int status = 0;
-    if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status))
-        return -1;
-    return WEXITSTATUS(status);
-}
-
-bool shmObjectExists(const std::string& name)
-{
-    int fd = shm_open(("/trell.evt." + name).c_str(), O_RDONLY, 0);
-    if (fd < 0)
-        return false;
-    close(fd);
-    return true;
 }
 
 // Linux: whether a thread is asleep in the kernel (blocked in a wait).
@@ -192,93 +153,4 @@ TEST(CWaitObject, NamedEventIsSharedWithinTheProcess)
     a.notify();
     b.wait(0);
     EXPECT_TRUE(waitTimesOut(a, 30)) << "the wait on one handle did not reset the shared event";
-}
-
-TEST(CWaitObject, DistinctNamesAreDistinctEvents)
-{
-    CWaitObject a(toCString(uniqueName("one")));
-    CWaitObject b(toCString(uniqueName("two")));
-    const std::string base = uniqueName("slash");
-    CWaitObject c(toCString(base + "/x"));
-    CWaitObject d(toCString(base + "%2Fx"));
-    a.notify();
-    EXPECT_TRUE(waitTimesOut(b, 30));
-    c.notify();
-    EXPECT_TRUE(waitTimesOut(d, 30)) << "an escaped name met a name with a slash";
-    c.reset();
-}
-
-TEST(CWaitObject, NamedEventSignalledByAnotherProcessWakesThisOne)
-{
-    CReaper reaper("named event across processes", std::chrono::seconds(120));
-    const std::string ping = uniqueName("ping");
-    const std::string pong = uniqueName("pong");
-    CWaitObject pingEvent(toCString(ping));
-    CWaitObject pongEvent(toCString(pong));
-
-    pid_t pid = spawnHelper({"pingpong", ping, pong});
-    ASSERT_GT(pid, 0);
-    const auto start = Clock::now();
-    pingEvent.forceWait(60000);
-    EXPECT_LT(elapsedMs(start), 55000) << "the other process's notify did not arrive";
-    pongEvent.notify();
-    EXPECT_EQ(exitCodeOf(pid), 0) << "the other process was not woken by this one";
-}
-
-TEST(CWaitObject, ProcessesOpeningOneNameAtOnceShareOneEvent)
-{
-    CReaper reaper("concurrent open", std::chrono::seconds(120));
-    const std::string go = uniqueName("go");
-    const int CHILDREN = 4;
-    std::vector<pid_t> pids;
-    for (int i = 0; i < CHILDREN; ++i) {
-        pid_t pid = spawnHelper({"waitgo", go});
-        ASSERT_GT(pid, 0);
-        pids.push_back(pid);
-    }
-    {
-        CWaitObject goEvent(toCString(go));
-        // Keep signalling until every child has been released and exited.
-        int remaining = CHILDREN;
-        const auto start = Clock::now();
-        while (remaining > 0 && elapsedMs(start) < 90000) {
-            goEvent.notify();
-            for (pid_t& pid : pids) {
-                int status = 0;
-                if (pid > 0 && waitpid(pid, &status, WNOHANG) == pid) {
-                    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-                    pid = 0;
-                    --remaining;
-                }
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        EXPECT_EQ(remaining, 0);
-    }
-    // The last user to close removed the shared object.
-    EXPECT_FALSE(shmObjectExists(go));
-}
-
-// Another process opens the event, signals it and closes it: our handle
-// keeps the event and its signal. Remains of a creator that died (a shared
-// object created and sized but never initialised) are replaced.
-TEST(CWaitObject, NamedEventKeepsASignalFromAProcessThatClosedIt)
-{
-    CReaper reaper("close by another process", std::chrono::seconds(120));
-    for (const bool bStale : {false, true}) {
-        SCOPED_TRACE(bStale ? "over stale remains" : "fresh");
-        const std::string name = uniqueName(bStale ? "stale" : "keep");
-        if (bStale) {
-            int fd = shm_open(("/trell.evt." + name).c_str(), O_RDWR | O_CREAT | O_EXCL, 0666);
-            ASSERT_GE(fd, 0);
-            ASSERT_EQ(ftruncate(fd, 4096), 0);
-            close(fd);
-        }
-        CWaitObject event(toCString(name));
-        pid_t pid = spawnHelper({"signal", name});
-        ASSERT_GT(pid, 0);
-        EXPECT_EQ(exitCodeOf(pid), 0);
-        EXPECT_TRUE(shmObjectExists(name));
-        event.wait(0); // the remembered signal
-    }
 }

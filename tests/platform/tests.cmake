@@ -4,20 +4,45 @@ list(APPEND ECS_TESTS
     platform/CWaitObjectTest.cpp
     platform/CThreadTest.cpp
     platform/CImpLibraryLoaderTest.cpp
+    platform/NamedObjectTest.cpp
 )
 
-# Helpers for the platform tests: a second process that opens named events,
-# and two loadable modules, one exporting "getInstance" and one without it.
-add_executable(ecs_test_wait_helper ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp)
-target_link_libraries(ecs_test_wait_helper PRIVATE EngineCoreSystem)
-set_target_properties(ecs_test_wait_helper PROPERTIES CXX_STANDARD 20)
+# Helpers for the platform tests: a second process that opens named objects
+# (on the named-object layer alone, which needs only the C library), and two
+# loadable modules, one exporting "getInstance" and one without it.
+set(ECS_NAMED_SOURCES ${PROJECT_SOURCE_DIR}/src/platform/posix/NamedObject.cpp)
+add_executable(ecs_test_wait_helper ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp ${ECS_NAMED_SOURCES})
+target_include_directories(ecs_test_wait_helper PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+# The same helper in 32 bits, built with the bare compiler (no sanitizer
+# flags, which have no 32-bit runtime everywhere) when it can target -m32.
+set(ECS_HELPER32 ${CMAKE_CURRENT_BINARY_DIR}/ecs_test_wait_helper32)
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/m32probe.cpp "#include <atomic>\nint main() { return 0; }\n")
+execute_process(COMMAND ${CMAKE_CXX_COMPILER} -m32 m32probe.cpp -o m32probe
+    WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR} RESULT_VARIABLE ECS_M32_RESULT OUTPUT_QUIET ERROR_QUIET)
+if(ECS_M32_RESULT EQUAL 0)
+    add_custom_command(OUTPUT ${ECS_HELPER32}
+        COMMAND ${CMAKE_CXX_COMPILER} -m32 -std=c++17 -O2 -Wall -Wextra -D_FILE_OFFSET_BITS=64
+            -I${PROJECT_SOURCE_DIR}/include -I${PROJECT_SOURCE_DIR}/src
+            ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp ${ECS_NAMED_SOURCES} -o ${ECS_HELPER32}
+        DEPENDS ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp ${ECS_NAMED_SOURCES}
+            ${PROJECT_SOURCE_DIR}/src/platform/posix/NamedObject.h
+        COMMENT "Building the 32-bit named-object helper" VERBATIM)
+    add_custom_target(ecs_build_wait_helper32 DEPENDS ${ECS_HELPER32})
+    cmake_language(DEFER CALL add_dependencies tests_platform ecs_build_wait_helper32)
+    cmake_language(DEFER CALL target_compile_definitions tests_platform PRIVATE
+        "ECS_TEST_WAIT_HELPER32=\"${ECS_HELPER32}\"")
+else()
+    message(STATUS "No -m32 compiler (g++-multilib): the 32/64-bit named-object test will skip")
+endif()
 add_library(ecs_test_module MODULE ${CMAKE_CURRENT_LIST_DIR}/TestModule.cpp)
 add_library(ecs_test_module_noentry MODULE ${CMAKE_CURRENT_LIST_DIR}/TestModuleNoEntry.cpp)
 set_target_properties(ecs_test_module ecs_test_module_noentry PROPERTIES
     CXX_VISIBILITY_PRESET default PREFIX "")
 
 # The test program is created after this list is read, so its settings wait
-# until the end of the directory.
+# until the end of the directory. It compiles the named-object layer itself
+# to reach the named mutex, which the library keeps internal.
+cmake_language(DEFER CALL target_sources tests_platform PRIVATE ${ECS_NAMED_SOURCES})
 cmake_language(DEFER CALL target_compile_definitions tests_platform PRIVATE
     "ECS_TEST_WAIT_HELPER=\"$<TARGET_FILE:ecs_test_wait_helper>\""
     "ECS_TEST_MODULE=\"$<TARGET_FILE:ecs_test_module>\""
