@@ -7,7 +7,12 @@
 //                  CWaitObject unnamed and named beside std::mutex +
 //                  std::condition_variable;
 //   ProcPingPong - one round trip between two processes: named CWaitObject
-//                  beside a pair of pipes;
+//                  beside a pair of pipes, with the 50th and 99th percentile
+//                  of the round trip (two notify -> wake latencies);
+//   NamedMutex   - uncontended lock+unlock: the named mutex beside a
+//                  process-shared pthread mutex in shared memory;
+//   NamedOpen    - open+close of a named event beside shm_open, size, map,
+//                  unmap, close and unlink of a bare shared-memory object;
 //   ThreadCycle  - start and stop of a worker: CThread beside std::thread;
 //   Calendar     - date from total seconds and back: CTime beside
 //                  std::chrono's calendar types.
@@ -16,6 +21,7 @@
 #include <platform/CSyncObject.h>
 #include <platform/CThread.h>
 #include <platform/CWaitObject.h>
+#include <platform/posix/NamedObject.h>
 #include <system/CTime.h>
 #include <text/CString.h>
 
@@ -25,17 +31,25 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <algorithm>
 #include <new>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 using namespace Trell;
+
+namespace Trell {
+// The named mutex is internal to the library; this program compiles its layer.
+void logNamedObject(const char*) {}
+} // namespace Trell
 
 namespace {
 
@@ -160,6 +174,29 @@ BENCHMARK(BM_PingPong_StdConditionVariable)->UseRealTime();
 
 // --- PingPong between processes --------------------------------------------
 
+// Round-trip times of one run, reported as percentiles in microseconds.
+class CRoundTrips
+{
+public:
+    CRoundTrips() { m_times.reserve(1 << 20); }
+    void add(std::chrono::steady_clock::time_point start)
+    {
+        if (m_times.size() < m_times.capacity())
+            m_times.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+    }
+    void report(benchmark::State& state)
+    {
+        if (m_times.empty())
+            return;
+        std::sort(m_times.begin(), m_times.end());
+        state.counters["p50_us"] = m_times[m_times.size() / 2];
+        state.counters["p99_us"] = m_times[m_times.size() * 99 / 100];
+    }
+
+private:
+    std::vector<double> m_times;
+};
+
 void BM_ProcPingPong_CWaitObjectNamed(benchmark::State& state)
 {
     const CString pingName = eventName("pping");
@@ -190,10 +227,14 @@ void BM_ProcPingPong_CWaitObjectNamed(benchmark::State& state)
         _exit(0);
     }
     pong.wait(0); // the child is ready
+    CRoundTrips trips;
     for (auto _ : state) {
+        const auto start = std::chrono::steady_clock::now();
         ping.notify();
         pong.wait(0);
+        trips.add(start);
     }
+    trips.report(state);
     pStop->store(true);
     ping.notify();
     waitpid(pid, nullptr, 0);
@@ -223,17 +264,92 @@ void BM_ProcPingPong_Pipe(benchmark::State& state)
     close(toChild[0]);
     close(toParent[1]);
     char c = 'x';
+    CRoundTrips trips;
     for (auto _ : state) {
+        const auto start = std::chrono::steady_clock::now();
         if (write(toChild[1], &c, 1) != 1 || read(toParent[0], &c, 1) != 1) {
             state.SkipWithError("pipe io");
             break;
         }
+        trips.add(start);
     }
+    trips.report(state);
     close(toChild[1]);
     waitpid(pid, nullptr, 0);
     close(toParent[0]);
 }
 BENCHMARK(BM_ProcPingPong_Pipe)->UseRealTime();
+
+// --- Named mutex -------------------------------------------------------------
+
+void BM_NamedMutex_CNamedMutex(benchmark::State& state)
+{
+    const CString name = eventName("mutex");
+    CNamedMutex mutex;
+    mutex.open(name.buffer(), name.length());
+    for (auto _ : state) {
+        mutex.lock(0, true);
+        mutex.unlock();
+        benchmark::ClobberMemory();
+    }
+    mutex.close();
+}
+BENCHMARK(BM_NamedMutex_CNamedMutex);
+
+void BM_NamedMutex_PthreadShared(benchmark::State& state)
+{
+    void* pShared = mmap(nullptr, sizeof(pthread_mutex_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (pShared == MAP_FAILED) {
+        state.SkipWithError("mmap");
+        return;
+    }
+    pthread_mutex_t* pMutex = static_cast<pthread_mutex_t*>(pShared);
+    pthread_mutexattr_t attr;
+    pthread_mutexattr_init(&attr);
+    pthread_mutexattr_setpshared(&attr, PTHREAD_PROCESS_SHARED);
+    pthread_mutex_init(pMutex, &attr);
+    pthread_mutexattr_destroy(&attr);
+    for (auto _ : state) {
+        pthread_mutex_lock(pMutex);
+        pthread_mutex_unlock(pMutex);
+        benchmark::ClobberMemory();
+    }
+    pthread_mutex_destroy(pMutex);
+    munmap(pShared, sizeof(pthread_mutex_t));
+}
+BENCHMARK(BM_NamedMutex_PthreadShared);
+
+// --- Open and close of a named object -----------------------------------------
+
+void BM_NamedOpen_CWaitObject(benchmark::State& state)
+{
+    const CString name = eventName("open");
+    for (auto _ : state) {
+        CWaitObject event(name);
+        benchmark::DoNotOptimize(&event);
+    }
+    state.counters["per_s"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+BENCHMARK(BM_NamedOpen_CWaitObject)->UseRealTime();
+
+void BM_NamedOpen_ShmOpen(benchmark::State& state)
+{
+    const std::string name = "/ecs_bench_shm_" + std::to_string(getpid());
+    for (auto _ : state) {
+        const int fd = shm_open(name.c_str(), O_RDWR | O_CREAT, 0600);
+        if (fd < 0 || ftruncate(fd, 48) != 0) {
+            state.SkipWithError("shm_open");
+            break;
+        }
+        void* pView = mmap(nullptr, 48, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+        benchmark::DoNotOptimize(pView);
+        munmap(pView, 48);
+        close(fd);
+        shm_unlink(name.c_str());
+    }
+    state.counters["per_s"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+BENCHMARK(BM_NamedOpen_ShmOpen)->UseRealTime();
 
 // --- Thread start and stop ---------------------------------------------------
 

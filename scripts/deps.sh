@@ -4,10 +4,12 @@
 set -euo pipefail
 # valgrind ships <valgrind/valgrind.h> and <valgrind/memcheck.h>, with which
 # the memory manager announces its pool blocks; mimalloc and jemalloc are
-# peers in the memory benchmark.
+# peers in the memory benchmark. g++-multilib builds the 32-bit helper with
+# which the tests share named objects between 32- and 64-bit processes.
 packages=(cmake ninja-build g++ clang pkg-config libgtest-dev libgmock-dev
           libbenchmark-dev libicu-dev valgrind libmimalloc-dev libjemalloc-dev
           libpugixml-dev libtinyxml2-dev libclang-rt-14-dev)
+[ "$(dpkg --print-architecture)" = amd64 ] && packages+=(g++-multilib)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
