@@ -1,5 +1,6 @@
-// Second process for the named-object tests. It uses the named-object layer
-// alone (no library), so that it builds for 32 and for 64 bits alike.
+// Second process for the named-object tests. Its events are the library's
+// CWaitObject; the 32-bit build (ECS_HELPER_BARE) has no library and uses the
+// named-object layer directly, which needs only the C library.
 //
 //   signal <event>                 opens, notifies, closes
 //   pingpong <ping> <pong>         notifies <ping>, waits up to 60 s on <pong>
@@ -14,6 +15,10 @@
 // Exit codes: 0 done, 1 a wait timed out or an open failed, 2 bad usage,
 // 3 the mutex came abandoned.
 #include <platform/posix/NamedObject.h>
+#ifndef ECS_HELPER_BARE
+#include <platform/CWaitObject.h>
+#include <text/CString.h>
+#endif
 
 #include <cstdio>
 #include <cstdlib>
@@ -39,6 +44,7 @@ std::u16string toName(const char* pszName)
     return std::u16string(pszName, pszName + std::strlen(pszName));
 }
 
+#ifdef ECS_HELPER_BARE
 struct tagEvent
 {
     CNamedObject object;
@@ -54,15 +60,23 @@ struct tagEvent
             std::exit(1);
     }
     void notify() { pWords->notify(true); }
-    bool waitedLessThanDeadline()
-    {
-        timespec start, end;
-        clock_gettime(CLOCK_MONOTONIC, &start);
-        pWords->waitAndReset(true, 60000, false);
-        clock_gettime(CLOCK_MONOTONIC, &end);
-        return end.tv_sec - start.tv_sec < 55;
-    }
+    void wait(unsigned int uiMilliseconds) { pWords->waitAndReset(true, uiMilliseconds, uiMilliseconds == 0); }
 };
+#else
+struct tagEvent : CWaitObject
+{
+    explicit tagEvent(const char* pszName) : CWaitObject(CString(toName(pszName).c_str())) {}
+};
+#endif
+
+bool waitedLessThanDeadline(tagEvent& event)
+{
+    timespec start, end;
+    clock_gettime(CLOCK_MONOTONIC, &start);
+    event.wait(60000);
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    return end.tv_sec - start.tv_sec < 55;
+}
 
 struct tagMutex : CNamedMutex
 {
@@ -99,14 +113,16 @@ int main(int argc, char** argv)
         tagEvent ping(argv[2]);
         tagEvent pong(argv[3]);
         ping.notify();
-        return pong.waitedLessThanDeadline() ? 0 : 1;
+        return waitedLessThanDeadline(pong) ? 0 : 1;
     }
-    if (mode == "waitgo" && argc == 3)
-        return tagEvent(argv[2]).waitedLessThanDeadline() ? 0 : 1;
+    if (mode == "waitgo" && argc == 3) {
+        tagEvent event(argv[2]);
+        return waitedLessThanDeadline(event) ? 0 : 1;
+    }
     if (mode == "hold" && argc == 4) {
         tagEvent event(argv[2]);
         tagEvent(argv[3]).notify();
-        event.pWords->waitAndReset(true, 0, true);
+        event.wait(0);
         return 0;
     }
     if (mode == "openexit" && argc == 3) {
@@ -117,7 +133,7 @@ int main(int argc, char** argv)
         tagEvent ping(argv[2]);
         tagEvent pong(argv[3]);
         for (int i = std::atoi(argv[4]); i > 0; --i) {
-            if (!ping.waitedLessThanDeadline())
+            if (!waitedLessThanDeadline(ping))
                 return 1;
             pong.notify();
         }

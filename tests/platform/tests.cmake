@@ -8,11 +8,12 @@ list(APPEND ECS_TESTS
 )
 
 # Helpers for the platform tests: a second process that opens named objects
-# (on the named-object layer alone, which needs only the C library), and two
-# loadable modules, one exporting "getInstance" and one without it.
+# (the named mutex is internal to the library, so its layer is compiled in),
+# and two loadable modules, one exporting "getInstance" and one without it.
 set(ECS_NAMED_SOURCES ${PROJECT_SOURCE_DIR}/src/platform/posix/NamedObject.cpp)
 add_executable(ecs_test_wait_helper ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp ${ECS_NAMED_SOURCES})
-target_include_directories(ecs_test_wait_helper PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+target_link_libraries(ecs_test_wait_helper PRIVATE EngineCoreSystem)
+target_include_directories(ecs_test_wait_helper PRIVATE ${PROJECT_SOURCE_DIR}/src)
 # The same helper in 32 bits, built with the bare compiler (no sanitizer
 # flags, which have no 32-bit runtime everywhere) when it can target -m32.
 set(ECS_HELPER32 ${CMAKE_CURRENT_BINARY_DIR}/ecs_test_wait_helper32)
@@ -21,7 +22,7 @@ execute_process(COMMAND ${CMAKE_CXX_COMPILER} -m32 m32probe.cpp -o m32probe
     WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR} RESULT_VARIABLE ECS_M32_RESULT OUTPUT_QUIET ERROR_QUIET)
 if(ECS_M32_RESULT EQUAL 0)
     add_custom_command(OUTPUT ${ECS_HELPER32}
-        COMMAND ${CMAKE_CXX_COMPILER} -m32 -std=c++17 -O2 -Wall -Wextra -D_FILE_OFFSET_BITS=64
+        COMMAND ${CMAKE_CXX_COMPILER} -m32 -std=c++17 -O2 -Wall -Wextra -D_FILE_OFFSET_BITS=64 -DECS_HELPER_BARE
             -I${PROJECT_SOURCE_DIR}/include -I${PROJECT_SOURCE_DIR}/src
             ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp ${ECS_NAMED_SOURCES} -o ${ECS_HELPER32}
         DEPENDS ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp ${ECS_NAMED_SOURCES}
