@@ -12,8 +12,8 @@ class IWaitObject;
 // A manual-reset event that every wait resets.
 //
 // An empty name gives an event private to this process; a non-empty name
-// gives an event shared by every process that opens the same name (the
-// shared-memory channel relies on this). Any thread may notify, wait or
+// gives an event shared by every process of the same user that opens the
+// same name (the shared-memory channel relies on this). Any thread may notify, wait or
 // reset; a notify while nobody waits is remembered until the next wait, and
 // all threads waiting at the moment of a notify are released by it. Waits do
 // not report whether they ended by a signal or by their timeout.

@@ -172,42 +172,59 @@ TEST(NamedObject, NamesMapToDistinctOwnerOnlyEntries)
     }
 }
 
+// Runs fn in a child process as another user; the child's exit code is
+// fn's result.
+int runAs(uid_t uid, int (*fn)(const std::string&), const std::string& name)
+{
+    const pid_t pid = fork();
+    if (pid == 0) {
+        umask(0);
+        _exit(setresgid(uid, uid, uid) == 0 && setresuid(uid, uid, uid) == 0 ? fn(name) : 99);
+    }
+    return exitCodeOf(pid);
+}
+
+int openEntry(const std::string& name)
+{
+    const std::u16string wide(name.begin(), name.end());
+    CNamedObject object;
+    return object.open(CNamedObject::KIND_EVENT, wide.c_str(), static_cast<unsigned int>(wide.size()), 16);
+}
+
 // An entry of the same name created by another user is neither joined nor
-// touched, and the refusal is logged.
+// touched, whether its mode lets us in or not, and the refusal is logged.
 TEST(NamedObject, AnotherUsersEntryIsRefused)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root to create an entry as another user";
-    const std::string name = uniqueName("foreign");
-    const std::string path = entryPath(CNamedObject::KIND_EVENT, name);
-    const pid_t pid = fork();
-    if (pid == 0) {
-        umask(0);
-        const bool bOk = setresgid(65534, 65534, 65534) == 0 && setresuid(65534, 65534, 65534) == 0;
-        const int fd = bOk ? open(path.c_str(), O_RDWR | O_CREAT | O_EXCL, 0666) : -1;
-        _exit(fd >= 0 && ftruncate(fd, 48) == 0 ? 0 : 1);
+    for (const mode_t mode : {0666, 0600}) {
+        const std::string name = uniqueName("foreign");
+        const std::string path = entryPath(CNamedObject::KIND_EVENT, name);
+        auto create = [](const std::string& p) {
+            const int fd = open(p.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
+            return fd >= 0 && ftruncate(fd, 48) == 0 ? 0 : 1;
+        };
+        ASSERT_EQ(runAs(65534, create, path), 0);
+        ASSERT_EQ(chmod(path.c_str(), mode), 0);
+        takeLog();
+        // Root opens any file; another user is kept out of a 0600 one.
+        if (mode == 0600) {
+            EXPECT_EQ(runAs(65533, openEntry, name), CNamedObject::OPEN_REFUSED);
+        } else {
+            EXPECT_EQ(openEntry(name), CNamedObject::OPEN_REFUSED);
+            EXPECT_NE(takeLog().find("belongs to user 65534; refused."), std::string::npos);
+            // Nor does the library's event join it: it stays local.
+            CWaitObject event(toCString(name));
+            event.notify();
+            EXPECT_TRUE(signalled(event));
+        }
+        struct stat st;
+        ASSERT_EQ(stat(path.c_str(), &st), 0);
+        EXPECT_EQ(st.st_uid, 65534u);
+        EXPECT_EQ(st.st_mode & 07777, mode);
+        EXPECT_EQ(st.st_size, 48);
+        unlink(path.c_str());
     }
-    ASSERT_EQ(exitCodeOf(pid), 0);
-    takeLog();
-    const std::u16string wide(name.begin(), name.end());
-    CNamedObject object;
-    EXPECT_EQ(object.open(CNamedObject::KIND_EVENT, wide.c_str(), static_cast<unsigned int>(wide.size()), 16),
-              CNamedObject::OPEN_REFUSED);
-    EXPECT_NE(takeLog().find("belongs to user 65534; refused."), std::string::npos);
-    struct stat st;
-    ASSERT_EQ(stat(path.c_str(), &st), 0);
-    EXPECT_EQ(st.st_uid, 65534u);
-    EXPECT_EQ(st.st_mode & 07777, 0666u);
-    EXPECT_EQ(st.st_size, 48);
-    // The library's event does not join it either: it stays local.
-    {
-        CWaitObject event(toCString(name));
-        event.notify();
-        EXPECT_TRUE(signalled(event));
-    }
-    ASSERT_EQ(stat(path.c_str(), &st), 0);
-    EXPECT_EQ(st.st_size, 48);
-    unlink(path.c_str());
 }
 
 // A process that ends without closing (by _exit, or killed in its wait)

@@ -188,25 +188,23 @@ CNamedObject::EOpen CNamedObject::open(EKind eKind, const char16_t* pszName, uns
     for (int iAttempt = 0; iAttempt < 64; ++iAttempt) {
         const int fd = shm_open(m_strShmName.c_str(), O_RDWR | O_CREAT, 0600);
         struct stat st;
-        if (fd < 0 && errno == EACCES) {
-            char szText[320];
-            std::snprintf(szText, sizeof(szText), "Named object %s belongs to another user; refused.",
-                          m_strShmName.c_str() + 1);
-            logNamedObject(szText);
-            return OPEN_REFUSED;
-        }
-        if (fd < 0 || fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        // Without access the owner is looked up by name (shm_open keeps its
+        // entries in /dev/shm).
+        const bool bStat = fd >= 0 ? fstat(fd, &st) == 0
+                                   : errno == EACCES && stat(("/dev/shm" + m_strShmName).c_str(), &st) == 0;
+        if (bStat && st.st_uid != geteuid()) {
             if (fd >= 0)
                 ::close(fd);
-            return OPEN_FAILED;
-        }
-        if (st.st_uid != geteuid()) {
-            ::close(fd);
             char szText[320];
             std::snprintf(szText, sizeof(szText), "Named object %s belongs to user %u; refused.",
                           m_strShmName.c_str() + 1, static_cast<unsigned int>(st.st_uid));
             logNamedObject(szText);
             return OPEN_REFUSED;
+        }
+        if (fd < 0 || !bStat || !S_ISREG(st.st_mode)) {
+            if (fd >= 0)
+                ::close(fd);
+            return OPEN_FAILED;
         }
         // The umask may have narrowed the mode, and a stale entry may be wider.
         if ((st.st_mode & 07777) != 0600 && fchmod(fd, 0600) != 0) {
@@ -394,12 +392,6 @@ CNamedMutex::ELock CNamedMutex::lockContended(unsigned int uiMilliseconds, bool 
             logNamedObject(szText);
             return LOCK_ABANDONED;
         }
-        if (!(uiWord & WAITERS)) {
-            if (!m_pWord->compare_exchange_strong(uiWord, uiWord | WAITERS, std::memory_order_relaxed))
-                continue;
-            uiWord |= WAITERS;
-        }
-        // Sleep until woken, the deadline, or the next look at the owner.
         timespec wake = monotonicAfter(POLL_MS);
         if (!bForever) {
             const timespec now = monotonicAfter(0);
@@ -408,6 +400,12 @@ CNamedMutex::ELock CNamedMutex::lockContended(unsigned int uiMilliseconds, bool 
             if (isBefore(deadline, wake))
                 wake = deadline;
         }
+        if (!(uiWord & WAITERS)) {
+            if (!m_pWord->compare_exchange_strong(uiWord, uiWord | WAITERS, std::memory_order_relaxed))
+                continue;
+            uiWord |= WAITERS;
+        }
+        // Sleep until woken, the deadline, or the next look at the owner.
         futexWait(m_pWord, uiWord, &wake, true);
     }
 }

@@ -158,7 +158,8 @@ static_assert(offsetof(tagEventWords, uiSequence) == 4 && offsetof(tagEventWords
 // while holding it, the next locker gets it and is told it was abandoned (a
 // waiter notices within POLL_MS). Its one shared word holds the owner's slot
 // and a waiters bit; an uncontended lock and unlock are one atomic operation
-// each.
+// each. Ownership is by thread and handle: a thread that holds it through
+// one handle must not lock it through another handle of the same process.
 class CNamedMutex
 {
     TRELL_DECLARE_ALLOCATOR(u"CNamedMutex")
