@@ -2,16 +2,14 @@
 // CWaitObject; the 32-bit build (ECS_HELPER_BARE) has no library and uses the
 // named-object layer directly, which needs only the C library.
 //
-//   signal <event>                 opens, notifies, closes
-//   pingpong <ping> <pong>         notifies <ping>, waits up to 60 s on <pong>
-//   waitgo <event>                 waits up to 60 s on <event>
-//   hold <event> <ready>           opens <event>, notifies <ready>, waits on <event> for ever
-//   openexit <event>               opens <event> and _exits without closing
-//   rally <ping> <pong> <rounds>   per round waits on <ping> and notifies <pong>
-//   churn <a> <b> <rounds>         per round opens and closes <a> and <b>
-//   holdmutex <mutex> <ready>      locks, notifies <ready>, sleeps for ever
-//   handover <mutex> <ready>       locks, notifies <ready>, unlocks after 200 ms
-//   lockmutex <mutex>              locks within 60 s
+//   signal <event>                  opens, notifies, closes
+//   pingpong <ping> <pong>          notifies <ping>, waits up to 60 s on <pong>
+//   hold <event> <ready>            opens <event>, notifies <ready>, waits on <event> for ever
+//   openexit <event>                opens <event> and _exits without closing
+//   rally <ping> <pong> <rounds>    per round waits on <ping> and notifies <pong>
+//   churn <a> <b> <rounds>          per round opens and closes <a> and <b>
+//   holdmutex <mutex> <ready> <ms>  locks, notifies <ready>, unlocks after <ms> (0: never)
+//   lockmutex <mutex>               locks within 60 s
 // Exit codes: 0 done, 1 a wait timed out or an open failed, 2 bad usage,
 // 3 the mutex came abandoned.
 #include <platform/posix/NamedObject.h>
@@ -39,24 +37,21 @@ void logNamedObject(const char* pszText)
 
 namespace {
 
-std::u16string toName(const char* pszName)
+std::u16string wide(const char* pszText)
 {
-    return std::u16string(pszName, pszName + std::strlen(pszName));
+    return std::u16string(pszText, pszText + std::strlen(pszText));
 }
 
 #ifdef ECS_HELPER_BARE
 struct tagEvent
 {
     CNamedObject object;
-    tagEventWords* pWords = nullptr;
-
+    tagEventWords* pWords;
     explicit tagEvent(const char* pszName)
     {
-        const std::u16string name = toName(pszName);
-        object.open(CNamedObject::KIND_EVENT, name.c_str(), static_cast<unsigned int>(name.size()),
-                    sizeof(tagEventWords));
-        pWords = static_cast<tagEventWords*>(object.payload());
-        if (!pWords)
+        const std::u16string name = wide(pszName);
+        object.open(CNamedObject::KIND_EVENT, name.c_str(), static_cast<unsigned int>(name.size()), sizeof(tagEventWords));
+        if (!(pWords = static_cast<tagEventWords*>(object.payload())))
             std::exit(1);
     }
     void notify() { pWords->notify(true); }
@@ -65,106 +60,71 @@ struct tagEvent
 #else
 struct tagEvent : CWaitObject
 {
-    explicit tagEvent(const char* pszName) : CWaitObject(CString(toName(pszName).c_str())) {}
+    explicit tagEvent(const char* pszName) : CWaitObject(CString(wide(pszName).c_str())) {}
 };
 #endif
 
-bool waitedLessThanDeadline(tagEvent& event)
+// True when woken well before the 60 s limit.
+bool woken(tagEvent& event)
 {
-    timespec start, end;
-    clock_gettime(CLOCK_MONOTONIC, &start);
+    const time_t start = time(nullptr);
     event.wait(60000);
-    clock_gettime(CLOCK_MONOTONIC, &end);
-    return end.tv_sec - start.tv_sec < 55;
+    return time(nullptr) - start < 55;
 }
 
-struct tagMutex : CNamedMutex
+int lockResult(CNamedMutex& mutex, const char* pszName, unsigned int uiMilliseconds)
 {
-    explicit tagMutex(const char* pszName)
-    {
-        const std::u16string name = toName(pszName);
-        if (!isOpen(open(name.c_str(), static_cast<unsigned int>(name.size()))))
-            std::exit(1);
-    }
-    static bool isOpen(CNamedObject::EOpen e) { return e == CNamedObject::OPEN_CREATED || e == CNamedObject::OPEN_JOINED; }
-    int lockResult(unsigned int uiMilliseconds, bool bForever)
-    {
-        switch (lock(uiMilliseconds, bForever)) {
-        case LOCK_TAKEN:
-            return 0;
-        case LOCK_ABANDONED:
-            return 3;
-        default:
-            return 1;
-        }
-    }
-};
+    const std::u16string name = wide(pszName);
+    if (mutex.open(name.c_str(), static_cast<unsigned int>(name.size())) > CNamedObject::OPEN_JOINED)
+        return 1;
+    const CNamedMutex::ELock eLock = mutex.lock(uiMilliseconds, uiMilliseconds == 0);
+    return eLock == CNamedMutex::LOCK_TAKEN ? 0 : eLock == CNamedMutex::LOCK_ABANDONED ? 3 : 1;
+}
 
 } // namespace
 
 int main(int argc, char** argv)
 {
     const std::string mode = argc > 1 ? argv[1] : "";
+    const int iRounds = argc > 4 ? std::atoi(argv[4]) : 0;
     if (mode == "signal" && argc == 3) {
         tagEvent(argv[2]).notify();
-        return 0;
-    }
-    if (mode == "pingpong" && argc == 4) {
-        tagEvent ping(argv[2]);
-        tagEvent pong(argv[3]);
+    } else if (mode == "pingpong" && argc == 4) {
+        tagEvent ping(argv[2]), pong(argv[3]);
         ping.notify();
-        return waitedLessThanDeadline(pong) ? 0 : 1;
-    }
-    if (mode == "waitgo" && argc == 3) {
-        tagEvent event(argv[2]);
-        return waitedLessThanDeadline(event) ? 0 : 1;
-    }
-    if (mode == "hold" && argc == 4) {
+        return woken(pong) ? 0 : 1;
+    } else if (mode == "hold" && argc == 4) {
         tagEvent event(argv[2]);
         tagEvent(argv[3]).notify();
         event.wait(0);
-        return 0;
-    }
-    if (mode == "openexit" && argc == 3) {
+    } else if (mode == "openexit" && argc == 3) {
         tagEvent event(argv[2]);
         _exit(0);
-    }
-    if (mode == "rally" && argc == 5) {
-        tagEvent ping(argv[2]);
-        tagEvent pong(argv[3]);
-        for (int i = std::atoi(argv[4]); i > 0; --i) {
-            if (!waitedLessThanDeadline(ping))
+    } else if (mode == "rally" && argc == 5) {
+        tagEvent ping(argv[2]), pong(argv[3]);
+        for (int i = 0; i < iRounds; ++i) {
+            if (!woken(ping))
                 return 1;
             pong.notify();
         }
-        return 0;
-    }
-    if (mode == "churn" && argc == 5) {
-        for (int i = std::atoi(argv[4]); i > 0; --i) {
-            tagEvent a(argv[2]);
-            tagEvent b(argv[3]);
+    } else if (mode == "churn" && argc == 5) {
+        for (int i = 0; i < iRounds; ++i) {
+            tagEvent a(argv[2]), b(argv[3]);
         }
-        return 0;
-    }
-    if (mode == "holdmutex" && argc == 4) {
-        tagMutex mutex(argv[2]);
-        const int iResult = mutex.lockResult(0, true);
+    } else if (mode == "holdmutex" && argc == 5) {
+        CNamedMutex mutex;
+        const int iResult = lockResult(mutex, argv[2], 0);
         tagEvent(argv[3]).notify();
-        for (;;)
+        usleep(iRounds * 1000);
+        while (iRounds == 0)
             pause();
-        return iResult;
-    }
-    if (mode == "handover" && argc == 4) {
-        tagMutex mutex(argv[2]);
-        const int iResult = mutex.lockResult(0, true);
-        tagEvent(argv[3]).notify();
-        usleep(200000);
         return mutex.unlock() ? iResult : 1;
-    }
-    if (mode == "lockmutex" && argc == 3) {
-        tagMutex mutex(argv[2]);
-        const int iResult = mutex.lockResult(60000, false);
+    } else if (mode == "lockmutex" && argc == 3) {
+        CNamedMutex mutex;
+        const int iResult = lockResult(mutex, argv[2], 60000);
         return mutex.unlock() ? iResult : 1;
+    } else {
+        return 2;
     }
-    return 2;
+    return 0;
 }
