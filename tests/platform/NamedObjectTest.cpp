@@ -255,6 +255,7 @@ TEST(NamedObject, ChurningOpenersLoseNoSignal)
 TEST(NamedMutex, OneOwnerThreadAtATime)
 {
     CReaper reaper("mutex in one process");
+    s_log.clear();
     const std::string name = uniqueName("mutex");
     tagMutex a(name), b(name);
     EXPECT_EQ(a.lock(0, true), CNamedMutex::LOCK_TAKEN);
