@@ -2,12 +2,12 @@
 
 #include <foundation/CMemory.h>
 #include <foundation/Export.h>
-#include <platform/CSyncObject.h>
+
+#include <mutex>
 
 namespace Trell {
 
 class CMemAllocator;
-class CString;
 
 // Per-class line of the memory report.
 struct ECS_API tagClassState
@@ -34,7 +34,7 @@ struct ECS_API tagClassState
 // followed, after the requested bytes, by GUARD_BYTE.
 //
 // Threading: every operation takes the checker's lock. Its own internal
-// allocations (the report's strings and maps, console formatting) run with
+// allocations (should a report or a warning need any) run with
 // the depth counter raised, which sends them to the system heap unchecked
 // instead of recursing; the counter is only read and written under the lock,
 // so other threads never see it raised.
@@ -97,7 +97,7 @@ public:
 
     // Paths of REPORT_PATH_LENGTH characters or more are cut to fit the
     // buffer; a null path stores the empty string.
-    void setMemReportFile(const CString& path);
+    void setMemReportFile(const char16_t* path);
     // Copies the current report path into `out` (REPORT_PATH_LENGTH units).
     void getMemReportFile(char16_t* out);
     // Writes one report: to the report file as UTF-16 (truncating it for the
@@ -123,7 +123,10 @@ protected:
     CMemChecker& operator=(const CMemChecker&);
 
 private:
+    class CReportWriter;
+
     EHeapState checkHeapLocked(unsigned int* errorCount);
+    void writeStatistics(CReportWriter& out);
     const char16_t* findClassName(unsigned int classId);
     void reportInvalidFree(const void* p, unsigned int classId, const char16_t* what);
 
@@ -132,8 +135,9 @@ private:
     unsigned int m_uiReportCount;
     tagCheckHeader* m_pHead;
     unsigned int m_uiInvalidFreeCount;
-    CSyncObject m_syncObject;
-    CSyncObject* m_pSyncObject;
+    // Re-entrant: a warning about a bad free is written under the lock the
+    // free already holds.
+    std::recursive_mutex m_lock;
     unsigned int m_uiDepth;
     // Identifier-to-name lookup: identifiers index the name array; the last
     // lookup is cached.

@@ -2,9 +2,9 @@
 
 #include <foundation/CMemory.h>
 #include <foundation/Export.h>
-#include <platform/CSyncObject.h>
 
 #include <atomic>
+#include <mutex>
 
 namespace Trell {
 
@@ -52,8 +52,11 @@ public:
     IMemManagerListener* getListener() const { return m_pListener; }
 
     // Without checker these do nothing. The path must be shorter than 260
-    // characters; a null path stores the empty string.
+    // characters; a null path stores the empty string. The CString overload
+    // is defined by the text family, which owns CString, and forwards to the
+    // other: the manager itself sits below text.
     void setMemReportFile(const CString& path);
+    void setMemReportFile(const char16_t* path);
     void generateMemReportFile();
 
     CMemAllocator* getAllocator() const { return m_pAllocator; }
@@ -74,7 +77,8 @@ private:
     IMemManagerListener* m_pListener;
     CMemAllocator* m_pAllocator;
     CMemChecker* m_pChecker;
-    CSyncObject m_syncObject;
+    // Held around the listener's callback only.
+    std::recursive_mutex m_lock;
     std::atomic<bool> m_bInCallback;
 };
 

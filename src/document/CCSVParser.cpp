@@ -56,6 +56,13 @@ void CCSVParser::parseData(const char16_t* text)
     if (!text || (text[0] != MARK && text[0] != SWAPPED_MARK))
         return;
     const char16_t* p = text + 1;
+    // Out of memory, the rows of this parse are dropped again: a table is
+    // read whole or not at all, never with rows or cells missing.
+    const unsigned int rowsBefore = m_aryRows.getCount();
+    auto dropParsedRows = [this, rowsBefore] {
+        while (m_aryRows.getCount() > rowsBefore)
+            m_aryRows.removeAt(m_aryRows.getCount() - 1);
+    };
     Row* row = nullptr;
     const char16_t* cellStart = p;
     bool rowStart = true;
@@ -67,6 +74,7 @@ void CCSVParser::parseData(const char16_t* text)
             row = new Row();
             if (!row || !m_aryRows.add(row)) {
                 delete row;
+                dropParsedRows();
                 return;
             }
             if (*p == QUOTE) {
@@ -84,8 +92,11 @@ void CCSVParser::parseData(const char16_t* text)
         if (cellEnd > cellStart && cellEnd[-1] == QUOTE)
             --cellEnd;
         CString cell;
-        XMLScan::makeString(cellStart, unsigned(cellEnd - cellStart), cell);
-        row->add(static_cast<CString&&>(cell));
+        if (!XMLScan::makeString(cellStart, unsigned(cellEnd - cellStart), cell) ||
+            !row->add(static_cast<CString&&>(cell))) {
+            dropParsedRows();
+            return;
+        }
         if (c == LF) {
             rowStart = true;
         } else {

@@ -10,6 +10,8 @@
 #include <text/CStringConverter.h>
 #include <text/CStringCore.h>
 
+#include "foundation/MemFailureCount.h"
+
 namespace Trell {
 
 namespace {
@@ -211,7 +213,15 @@ bool CConfigParser::load(const CString& path)
     m_strFolder = CPath::getFileFolderNoLastSeparator(path);
     setDefaults();
     m_bModified = false;
+    const unsigned int uiFailedBefore = MemInternal::failedAllocationCount();
     readSettings(pDocument->getRootElement(), CPath::getFileFolder(path));
+    if (MemInternal::failedAllocationCount() != uiFailedBefore) {
+        // Out of memory while reading: a half-read configuration would pass
+        // for a whole one, so none is kept.
+        setDefaults();
+        delete pDocument;
+        return false;
+    }
 
     if (m_bUseForStudio) {
         m_pDocument = pDocument;

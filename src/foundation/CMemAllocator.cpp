@@ -1,5 +1,6 @@
 #include <foundation/CMemAllocator.h>
 
+#include "Console.h"
 #include "MemAllocator.h"
 #include "MemInternal.h"
 
@@ -68,7 +69,7 @@ void valgrindReadUnchecked(const void* from, void* to, std::size_t size) noexcep
 
 void warnInvalidPointer(const void* p)
 {
-    consolePrintf("[Warning][TrellEngine] Free(0x%" PRIxPTR "): Invalid Pointer, Maybe it had been freed or crashed.\n",
+    Console::printf("[Warning][TrellEngine] Free(0x%" PRIxPTR "): Invalid Pointer, Maybe it had been freed or crashed.\n",
                   reinterpret_cast<std::uintptr_t>(p));
 }
 
@@ -194,7 +195,7 @@ void* CMemAllocator::allocateFromNewChunk(tagSizeClass& sizeClass, unsigned int 
     tagChunk* chunk = static_cast<tagChunk*>(systemMalloc(bytes));
     if (!chunk) {
         sizeClass.lock.unlock();
-        consolePrintf("[Warning][TrellEngine] Allocate memory pool block failed (size = %u).\n", bytes);
+        Console::printf("[Warning][TrellEngine] Allocate memory pool block failed (size = %u).\n", bytes);
         return allocateLarge(size);
     }
     chunk->uiByteSize = bytes;

@@ -1,18 +1,18 @@
 #include <foundation/CMemChecker.h>
 
-#include <foundation/CCompare.h>
 #include <foundation/CMemAllocator.h>
-#include <foundation/CObjectMap.h>
-#include <system/CTime.h>
-#include <text/CString.h>
-#include <text/CStringConverter.h>
 
+#include "Console.h"
 #include "MemInternal.h"
 
+#include <algorithm>
+#include <chrono>
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 namespace Trell {
 
@@ -121,37 +121,114 @@ bool walkBlocks(tagCheckHeader* head, Visit visit)
     return true;
 }
 
-// Writes one report line: UTF-16 little-endian units to the file, or UTF-8
-// to the console when there is no file.
-void writeLine(std::FILE* file, const CString& line)
+// Local date and time with milliseconds.
+struct tagReportTime
 {
-    if (!file) {
-        CStringConverter::printf(u"%ls", line.buffer() ? line.buffer() : u"");
-        return;
+    TRELL_DECLARE_ALLOCATOR(u"CMemChecker::tagReportTime")
+
+    std::tm local;
+    int iMilliseconds;
+};
+
+tagReportTime reportTime()
+{
+    const auto now = std::chrono::system_clock::now();
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+    tagReportTime time{};
+    time.iMilliseconds = static_cast<int>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000);
+#if defined(_WIN32)
+    localtime_s(&time.local, &seconds);
+#else
+    localtime_r(&seconds, &time.local);
+#endif
+    return time;
+}
+
+int compareNames(const char16_t* a, const char16_t* b)
+{
+    while (*a && *a == *b) {
+        ++a;
+        ++b;
     }
-    const char16_t* text = line.buffer();
-    unsigned char bytes[256];
-    unsigned int used = 0;
-    for (unsigned int i = 0; i < line.length(); ++i) {
-        bytes[used++] = static_cast<unsigned char>(text[i] & 0xFF);
-        bytes[used++] = static_cast<unsigned char>(text[i] >> 8);
-        if (used == sizeof(bytes)) {
-            std::fwrite(bytes, 1, used, file);
-            used = 0;
-        }
-    }
-    if (used)
-        std::fwrite(bytes, 1, used, file);
+    return static_cast<int>(*a) - static_cast<int>(*b);
 }
 
 } // namespace
+
+// Writes the report's text: UTF-16 little-endian units to the file, or to
+// the console when there is no file. It allocates nothing, so the report
+// stays honest about a heap it may be reporting as broken.
+class CMemChecker::CReportWriter
+{
+    TRELL_DECLARE_ALLOCATOR(u"CMemChecker::CReportWriter")
+
+public:
+    explicit CReportWriter(std::FILE* file) : m_pFile(file) {}
+    ~CReportWriter() { flush(true); }
+    CReportWriter(const CReportWriter&) = delete;
+    CReportWriter& operator=(const CReportWriter&) = delete;
+
+    // ASCII text formatted with printf.
+    void format(const char* format, ...) __attribute__((format(printf, 2, 3)))
+    {
+        char line[256];
+        va_list args;
+        va_start(args, format);
+        const int length = std::vsnprintf(line, sizeof(line), format, args);
+        va_end(args);
+        for (int i = 0; i < length && i + 1 < static_cast<int>(sizeof(line)); ++i)
+            put(static_cast<unsigned char>(line[i]));
+    }
+
+    void text(const char16_t* text)
+    {
+        for (; text && *text; ++text)
+            put(*text);
+    }
+
+private:
+    void put(char16_t unit)
+    {
+        if (m_uiUsed == BUFFER_UNITS)
+            flush(false);
+        m_units[m_uiUsed++] = unit;
+    }
+
+    // The console takes whole characters: a high surrogate at the end waits
+    // for its partner unless this is the last flush.
+    void flush(bool last)
+    {
+        unsigned int count = m_uiUsed;
+        if (m_pFile) {
+            unsigned char bytes[BUFFER_UNITS * 2];
+            for (unsigned int i = 0; i < count; ++i) {
+                bytes[2 * i] = static_cast<unsigned char>(m_units[i] & 0xFF);
+                bytes[2 * i + 1] = static_cast<unsigned char>(m_units[i] >> 8);
+            }
+            std::fwrite(bytes, 1, count * 2, m_pFile);
+        } else {
+            if (!last && count && m_units[count - 1] >= 0xD800 && m_units[count - 1] <= 0xDBFF)
+                --count;
+            Console::writeUtf16(m_units, count);
+        }
+        m_uiUsed -= count;
+        if (m_uiUsed)
+            m_units[0] = m_units[count];
+    }
+
+    static constexpr unsigned int BUFFER_UNITS = 256;
+    std::FILE* m_pFile;
+    unsigned int m_uiUsed = 0;
+    char16_t m_units[BUFFER_UNITS];
+};
 
 // ---- CAutoLocker -------------------------------------------------------------
 
 CMemChecker::CAutoLocker::CAutoLocker(CMemChecker& checker, bool raiseDepth)
     : m_pChecker(&checker), m_bRaised(raiseDepth)
 {
-    m_pChecker->m_pSyncObject->lock();
+    m_pChecker->m_lock.lock();
     if (m_bRaised)
         ++m_pChecker->m_uiDepth;
 }
@@ -160,13 +237,13 @@ CMemChecker::CAutoLocker::~CAutoLocker()
 {
     if (m_bRaised)
         --m_pChecker->m_uiDepth;
-    m_pChecker->m_pSyncObject->unlock();
+    m_pChecker->m_lock.unlock();
 }
 
 CMemChecker::CAutoLocker::CAutoLocker(const CAutoLocker& other)
     : m_pChecker(other.m_pChecker), m_bRaised(false)
 {
-    m_pChecker->m_pSyncObject->lock();
+    m_pChecker->m_lock.lock();
 }
 
 CMemChecker::CAutoLocker& CMemChecker::CAutoLocker::operator=(const CAutoLocker&)
@@ -178,7 +255,7 @@ CMemChecker::CAutoLocker& CMemChecker::CAutoLocker::operator=(const CAutoLocker&
 
 CMemChecker::CMemChecker(CMemAllocator* allocator)
     : m_pAllocator(allocator), m_szReportFile{}, m_uiReportCount(0), m_pHead(nullptr), m_uiInvalidFreeCount(0),
-      m_syncObject(), m_pSyncObject(&m_syncObject), m_uiDepth(0), m_uiCachedId(0), m_pCachedName(nullptr),
+      m_lock(), m_uiDepth(0), m_uiCachedId(0), m_pCachedName(nullptr),
       m_ppNames(nullptr), m_uiNameCount(0), m_uiNameCapacity(0), m_uiScanCursor(0)
 {
 }
@@ -272,16 +349,20 @@ void CMemChecker::free(void* p)
         MemInternal::systemFree(header);
 }
 
-// Called under the lock; the formatter's own allocations bypass checking.
+// Called under the lock.
 void CMemChecker::reportInvalidFree(const void* p, unsigned int classId, const char16_t* what)
 {
     CAutoLocker locker(*this, true);
     const char16_t* name = classId ? findClassName(classId) : nullptr;
     const std::size_t address = reinterpret_cast<std::uintptr_t>(p);
-    if (name)
-        CStringConverter::printf(u"[Warning][TrellEngine] Free(0x%zX)<%ls>: %ls\n", address, name, what);
-    else
-        CStringConverter::printf(u"[Warning][TrellEngine] Free(0x%zX): %ls\n", address, what);
+    char text[3 * REPORT_PATH_LENGTH];
+    const std::size_t whatLength = Console::appendUtf8(text, sizeof(text), 0, what);
+    if (name) {
+        Console::appendUtf8(text, sizeof(text), whatLength + 1, name);
+        Console::printf("[Warning][TrellEngine] Free(0x%zX)<%s>: %s\n", address, text + whatLength + 1, text);
+    } else {
+        Console::printf("[Warning][TrellEngine] Free(0x%zX): %s\n", address, text);
+    }
 }
 
 unsigned int CMemChecker::registClassName(const char16_t* name)
@@ -347,13 +428,12 @@ unsigned int CMemChecker::getRegisteredCount()
     return m_uiNameCount;
 }
 
-void CMemChecker::setMemReportFile(const CString& path)
+void CMemChecker::setMemReportFile(const char16_t* path)
 {
     CAutoLocker locker(*this, false);
-    const char16_t* text = path.buffer();
     unsigned int i = 0;
-    for (; text && i < path.length() && i + 1 < REPORT_PATH_LENGTH; ++i)
-        m_szReportFile[i] = text[i];
+    for (; path && path[i] && i + 1 < REPORT_PATH_LENGTH; ++i)
+        m_szReportFile[i] = path[i];
     m_szReportFile[i] = 0;
 }
 
@@ -422,64 +502,84 @@ void CMemChecker::generateMemReportFile()
     std::FILE* file = nullptr;
     if (m_szReportFile[0]) {
         char path[REPORT_PATH_LENGTH * 3 + 1];
-        MemInternal::appendUtf8(path, sizeof(path), 0, m_szReportFile);
+        Console::appendUtf8(path, sizeof(path), 0, m_szReportFile);
         file = std::fopen(path, m_uiReportCount == 0 ? "wb" : "ab+");
     }
     ++m_uiReportCount;
 
-    const CTime now = CTime::getCurrentTime();
-    writeLine(file, CStringConverter::format(u"--- Report_%.4d at %04d-%02d-%02d %02d:%02d:%02d.%03d ---\n",
-                                             static_cast<int>(m_uiReportCount), now.getYear(), now.getMonth(),
-                                             now.getDay(), now.getHour(), now.getMinute(), now.getSecond(),
-                                             now.getMilliseconds()));
+    {
+        CReportWriter out(file);
+        const tagReportTime now = reportTime();
+        out.format("--- Report_%.4d at %04d-%02d-%02d %02d:%02d:%02d.%03d ---\n", static_cast<int>(m_uiReportCount),
+                   now.local.tm_year + 1900, now.local.tm_mon + 1, now.local.tm_mday, now.local.tm_hour,
+                   now.local.tm_min, now.local.tm_sec, now.iMilliseconds);
 
-    unsigned int errors = 0;
-    const EHeapState state = checkHeapLocked(&errors);
-    if (state == HEAP_CRASHED)
-        writeLine(file, CString(u"[Warning][TrellEngine] Heap was crashed! Please check this issue ASAP.\n"));
-    else if (state == HEAP_ERRORS)
-        writeLine(file, CStringConverter::format(u"[Warning][TrellEngine] %u block error was detected!\n", errors));
-    if (m_uiInvalidFreeCount > 0)
-        writeLine(file, CStringConverter::format(
-                            u"[Warning][TrellEngine] Tried to free invalid pointer %u times! Please check the log on terminal.\n",
-                            m_uiInvalidFreeCount));
-
-    CObjectMap<CString, tagClassState, tagStringCompare> statistics(true);
-    bool complete = true;
-    walkBlocks(m_pHead, [&](tagCheckHeader* header, EBlockState blockState) {
-        if (blockState == BLOCK_BROKEN || blockState == BLOCK_FREED || !complete)
-            return;
-        const tagHeaderWords words = readHeader(header);
-        const char16_t* name = findClassName(static_cast<unsigned int>(words.uClassId));
-        const CString key(name ? name : u"");
-        tagClassState* entry = statistics.find(key);
-        if (!entry) {
-            entry = new tagClassState{0, 0};
-            if (!entry || !statistics.insert(key, entry)) {
-                delete entry;
-                complete = false;
-                return;
-            }
-        }
-        entry->uiInstanceCount += 1;
-        entry->uiTotalSize += static_cast<unsigned int>(words.uSize);
-    });
-
-    if (statistics.getCount() == 0) {
-        writeLine(file, CString(u"All objects have been freed.\n"));
-    } else {
-        writeLine(file, CString(u"\"ClassName\",\"InstanceCount\",\"TotalSize\"\n"));
-        for (auto& entry : statistics) {
-            if (entry.key.length() == 0)
-                writeLine(file, CStringConverter::format(u"\"<UnregisteredClass or MetaType>\",\"%u\",\"%u\"\n",
-                                                         entry.value->uiInstanceCount, entry.value->uiTotalSize));
-            else
-                writeLine(file, CStringConverter::format(u"\"%ls\",\"%u\",\"%u\"\n", entry.key.buffer(),
-                                                         entry.value->uiInstanceCount, entry.value->uiTotalSize));
-        }
+        unsigned int errors = 0;
+        const EHeapState state = checkHeapLocked(&errors);
+        if (state == HEAP_CRASHED)
+            out.format("[Warning][TrellEngine] Heap was crashed! Please check this issue ASAP.\n");
+        else if (state == HEAP_ERRORS)
+            out.format("[Warning][TrellEngine] %u block error was detected!\n", errors);
+        if (m_uiInvalidFreeCount > 0)
+            out.format("[Warning][TrellEngine] Tried to free invalid pointer %u times! Please check the log on "
+                       "terminal.\n",
+                       m_uiInvalidFreeCount);
+        writeStatistics(out);
     }
     if (file)
         std::fclose(file);
+}
+
+// Per-class lines: live blocks counted per class identifier (0 for blocks of
+// no registered class), then one row per name in ascending order. Names are
+// unique, and unregistered blocks have the empty name, which sorts first.
+void CMemChecker::writeStatistics(CReportWriter& out)
+{
+    const unsigned int slots = m_uiNameCount + 1;
+    tagClassState* states = static_cast<tagClassState*>(std::calloc(slots, sizeof(tagClassState)));
+    unsigned int* order = static_cast<unsigned int*>(std::malloc(slots * sizeof(unsigned int)));
+    if (!states || !order) {
+        std::free(states);
+        std::free(order);
+        out.format("All objects have been freed.\n");
+        return;
+    }
+    walkBlocks(m_pHead, [&](tagCheckHeader* header, EBlockState blockState) {
+        if (blockState == BLOCK_BROKEN || blockState == BLOCK_FREED)
+            return;
+        const tagHeaderWords words = readHeader(header);
+        // An unknown identifier or an empty name counts as unregistered.
+        const char16_t* name = findClassName(static_cast<unsigned int>(words.uClassId));
+        const unsigned int id = name && *name ? static_cast<unsigned int>(words.uClassId) : 0;
+        states[id].uiInstanceCount += 1;
+        states[id].uiTotalSize += static_cast<unsigned int>(words.uSize);
+    });
+    unsigned int rows = 0;
+    for (unsigned int id = 0; id < slots; ++id) {
+        if (states[id].uiInstanceCount)
+            order[rows++] = id;
+    }
+    std::sort(order, order + rows, [this](unsigned int a, unsigned int b) {
+        return a != b && (a == 0 || (b != 0 && compareNames(m_ppNames[a - 1], m_ppNames[b - 1]) < 0));
+    });
+    if (rows == 0) {
+        out.format("All objects have been freed.\n");
+    } else {
+        out.format("\"ClassName\",\"InstanceCount\",\"TotalSize\"\n");
+        for (unsigned int row = 0; row < rows; ++row) {
+            const unsigned int id = order[row];
+            if (id == 0) {
+                out.format("\"<UnregisteredClass or MetaType>\",\"%u\",\"%u\"\n", states[id].uiInstanceCount,
+                           states[id].uiTotalSize);
+            } else {
+                out.format("\"");
+                out.text(m_ppNames[id - 1]);
+                out.format("\",\"%u\",\"%u\"\n", states[id].uiInstanceCount, states[id].uiTotalSize);
+            }
+        }
+    }
+    std::free(states);
+    std::free(order);
 }
 
 } // namespace Trell

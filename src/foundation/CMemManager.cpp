@@ -4,6 +4,7 @@
 #include <foundation/CMemChecker.h>
 #include <foundation/IMemManagerListener.h>
 
+#include "MemFailureCount.h"
 #include "MemInternal.h"
 #include "MemThreadCache.h"
 
@@ -19,6 +20,15 @@ namespace MemInternal {
 std::atomic<bool> g_bActive{false};
 CMemManager* g_pManager = nullptr;
 std::atomic<CMemAllocator*> g_pFastAllocator{nullptr};
+
+namespace {
+thread_local unsigned int t_uiFailedAllocations = 0;
+} // namespace
+
+unsigned int failedAllocationCount() noexcept
+{
+    return t_uiFailedAllocations;
+}
 
 } // namespace MemInternal
 
@@ -52,7 +62,7 @@ CMemManagerInstance s_instance __attribute__((init_priority(101)));
 } // namespace
 
 CMemManager::CMemManager()
-    : m_pListener(nullptr), m_pAllocator(nullptr), m_pChecker(nullptr), m_syncObject(), m_bInCallback(false)
+    : m_pListener(nullptr), m_pAllocator(nullptr), m_pChecker(nullptr), m_lock(), m_bInCallback(false)
 {
     // Everything made here comes from the system heap (the manager is not
     // active yet) and is given back in the destructor after the manager has
@@ -73,7 +83,7 @@ CMemManager::CMemManager()
 }
 
 CMemManager::CMemManager(const CMemManager&)
-    : m_pListener(nullptr), m_pAllocator(nullptr), m_pChecker(nullptr), m_syncObject(), m_bInCallback(false)
+    : m_pListener(nullptr), m_pAllocator(nullptr), m_pChecker(nullptr), m_lock(), m_bInCallback(false)
 {
 }
 
@@ -99,8 +109,6 @@ CMemManager::~CMemManager()
     m_pChecker = nullptr;
     delete m_pAllocator;
     m_pAllocator = nullptr;
-    // m_syncObject goes after this body, with the manager already inactive,
-    // matching the system-heap allocation it was built with.
 }
 
 CMemManager* CMemManager::getInstance()
@@ -115,6 +123,10 @@ bool CMemManager::isCheckingMode()
 
 void* CMemManager::allocate(unsigned int size, unsigned int classId)
 {
+#if defined(ECS_MEMORY_TESTING)
+    if (MemInternal::refuseAllocation())
+        return nullptr;
+#endif
     if (m_pChecker)
         return m_pChecker->malloc(size, classId);
     if (m_pAllocator)
@@ -125,19 +137,23 @@ void* CMemManager::allocate(unsigned int size, unsigned int classId)
 void* CMemManager::malloc(unsigned int size, unsigned int classId)
 {
     void* p = allocate(size, classId);
-    return p ? p : retryAllocation(size, classId);
+    if (p)
+        return p;
+    p = retryAllocation(size, classId);
+    if (!p)
+        ++MemInternal::t_uiFailedAllocations;
+    return p;
 }
 
 void* CMemManager::retryAllocation(unsigned int size, unsigned int classId)
 {
     if (!m_pListener || m_bInCallback.load(std::memory_order_relaxed))
         return nullptr;
-    m_syncObject.lock();
+    std::lock_guard<std::recursive_mutex> guard(m_lock);
     m_bInCallback.store(true, std::memory_order_relaxed);
     m_pListener->onAllocateFailed();
     void* p = allocate(size, classId);
     m_bInCallback.store(false, std::memory_order_relaxed);
-    m_syncObject.unlock();
     return p;
 }
 
@@ -161,7 +177,7 @@ void CMemManager::setListener(IMemManagerListener* listener)
     m_pListener = listener;
 }
 
-void CMemManager::setMemReportFile(const CString& path)
+void CMemManager::setMemReportFile(const char16_t* path)
 {
     if (m_pChecker)
         m_pChecker->setMemReportFile(path);

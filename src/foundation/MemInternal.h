@@ -1,7 +1,7 @@
 #pragma once
 
 // Internals shared by the memory manager's translation units: the active
-// flag, the system heap with its test hook, the console writer and the hooks
+// flag, the system heap with its test hooks, and the hooks
 // that tell AddressSanitizer and Valgrind which pool slots are live.
 // Nothing here is exported.
 
@@ -64,21 +64,21 @@ constexpr bool CHECKING_MODE = false;
 #endif
 
 // The system heap as the allocator and checker use it for chunks and large
-// blocks; fails on purpose once the test hook's budget is spent.
+// blocks; in builds with the test hooks it fails on purpose once the
+// system-heap budget is spent.
 void* systemMalloc(std::size_t size) noexcept;
 void systemFree(void* p) noexcept;
 
-// Writes UTF-8 text to standard output and flushes it, so that warnings keep
-// their order with the host's own output. Never allocates: it reports the
-// allocator's own failures, where a nested allocation could fail (and warn)
-// again.
-void consoleWrite(const char* text, std::size_t length) noexcept;
-void consolePrintf(const char* format, ...) noexcept __attribute__((format(printf, 1, 2)));
-
-// Appends the UTF-8 form of a UTF-16 string to `out` (capacity `size`
-// including the terminator); returns the new length. Unpaired surrogates
-// become U+FFFD; text that does not fit is cut at a character boundary.
-std::size_t appendUtf8(char* out, std::size_t size, std::size_t length, const char16_t* text) noexcept;
+#if defined(ECS_MEMORY_TESTING)
+// Test hooks (see MemTesting.h). While armed, CMemory bypasses the thread
+// caches and sends every request through the manager, which asks
+// refuseAllocation() first, and every request and free is counted.
+extern std::atomic<bool> g_bHookArmed;
+bool refuseSystemHeap() noexcept;
+bool refuseAllocation() noexcept;
+void* hookedMalloc(unsigned int size, unsigned int classId) noexcept;
+void hookedFree(void* p) noexcept;
+#endif
 
 #if defined(ECS_MEM_VALGRIND)
 // Whether the process runs under Valgrind, asked once when the allocator is

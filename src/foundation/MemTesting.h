@@ -1,10 +1,14 @@
 #pragma once
 
-// Test-only hooks of the memory manager. Exported so that the test programs,
-// which link the shared library like any user, can reach them; not part of
-// the public headers and not meant for anything but tests.
+// Failure injection and inspection for the memory manager's tests. Built
+// only with the ECS_MEMORY_TESTING option (the test presets turn it on), so
+// a shipped library exports none of it; not an installed header.
 
 #include <foundation/Export.h>
+
+#if !defined(ECS_MEMORY_TESTING)
+#  error "the memory test hooks need a library built with ECS_MEMORY_TESTING"
+#endif
 
 namespace Trell {
 
@@ -17,10 +21,24 @@ namespace MemTesting {
 // yield null (a negative number: every later one), then it works again.
 // A negative count disarms the hook (the default).
 ECS_API void failSystemHeapAfter(int count, int failures = -1);
-
-// Number of system-heap requests refused by the hook since the last call of
-// failSystemHeapAfter.
+// System-heap requests refused since the last failSystemHeapAfter.
 ECS_API unsigned int getRefusedSystemHeapRequests();
+
+// The same budget for every request that reaches the manager, of any kind
+// (pooled, large, checked): the next `count` succeed, then `failures` are
+// refused as if no memory were left (the listener's retry is a request of
+// its own). While armed (count >= 0) the thread caches are bypassed and
+// every request and free through CMemory is counted; a negative count
+// disarms the hook and stops counting.
+ECS_API void failAllocationsAfter(int count, int failures = -1);
+// Grants every further request but keeps counting, so that a test can
+// inspect what it made (which allocates) before it frees it.
+ECS_API void stopRefusingAllocations();
+// Requests refused since the last failAllocationsAfter.
+ECS_API unsigned int getRefusedAllocations();
+// Blocks handed out minus non-null blocks freed through CMemory since the
+// hook was armed: 0 when what was made meanwhile was also freed.
+ECS_API long long getAllocationBalance();
 
 // Puts per-thread caches in front of a stand-alone allocator's pools, as the
 // manager does for its own (nothing happens under Valgrind).

@@ -3,7 +3,6 @@
 #include "MemAllocator.h"
 #include "MemInternal.h"
 #include "MemSpinLock.h"
-#include "MemTesting.h"
 
 #include <cstdlib>
 #include <new>
@@ -11,7 +10,7 @@
 namespace Trell {
 namespace MemInternal {
 
-__thread CThreadCache* t_pThreadCache __attribute__((tls_model("initial-exec"))) = nullptr;
+__thread CThreadCache* t_pThreadCache ECS_MEM_TLS_MODEL = nullptr;
 
 namespace {
 
@@ -310,28 +309,4 @@ void CThreadCache::releaseCurrent()
 
 } // namespace MemInternal
 
-namespace MemTesting {
-
-void enableThreadCache(CMemAllocator& allocator)
-{
-    MemInternal::CThreadCache::enable(allocator);
-}
-
-unsigned int getThreadCacheCount(const CMemAllocator& allocator, unsigned int classIndex)
-{
-    return MemInternal::CThreadCache::cachedCount(allocator, classIndex);
-}
-
-unsigned int getThreadCacheLimit(const CMemAllocator& allocator, unsigned int classIndex)
-{
-    const unsigned int stride = allocator.getStride(classIndex);
-    return stride ? MemInternal::CThreadCache::limitFor(stride) : 0;
-}
-
-void flushThreadCache()
-{
-    MemInternal::CThreadCache::flushCurrent();
-}
-
-} // namespace MemTesting
 } // namespace Trell

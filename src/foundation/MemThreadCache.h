@@ -113,9 +113,17 @@ private:
 
 // The calling thread's cache: null before its first pooled request, the
 // never-bound exit sentinel once it has exited (or its cache could not be
-// made). Initial-exec TLS: the hot path reads it with one load relative to
-// the thread pointer instead of a call into the dynamic linker.
-extern __thread CThreadCache* t_pThreadCache __attribute__((tls_model("initial-exec")));
+// made). A static build reads it with one load relative to the thread
+// pointer (initial-exec). The shared library keeps the default model: an
+// initial-exec variable draws on the small static TLS reserve, which a
+// library loaded later with dlopen may not find; TLS descriptors (see
+// memory.cmake) keep that access cheap.
+#if defined(ECS_STATIC_LIBRARY)
+#  define ECS_MEM_TLS_MODEL __attribute__((tls_model("initial-exec")))
+#else
+#  define ECS_MEM_TLS_MODEL
+#endif
+extern __thread CThreadCache* t_pThreadCache ECS_MEM_TLS_MODEL;
 
 } // namespace MemInternal
 } // namespace Trell

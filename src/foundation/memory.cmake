@@ -3,6 +3,9 @@
 option(ECS_MEMORY_CHECKING
     "Memory manager checking mode: guarded live-block list, per-class statistics and the memory report"
     OFF)
+option(ECS_MEMORY_TESTING
+    "Memory manager test hooks (failure injection, allocation counts); the test presets turn them on, a shipped library has none"
+    OFF)
 
 list(APPEND ECS_HEADERS
     include/foundation/CMemory.h
@@ -19,8 +22,13 @@ set(ECS_MEMORY_SOURCES
     src/foundation/CMemChecker.cpp
     src/foundation/MemThreadCache.cpp
 )
+if(ECS_MEMORY_TESTING)
+    list(APPEND ECS_MEMORY_SOURCES src/foundation/MemTesting.cpp)
+endif()
 list(APPEND ECS_SOURCES
     ${ECS_MEMORY_SOURCES}
+    src/foundation/Console.cpp
+    src/foundation/Console.h
     src/foundation/MemInternal.h
     src/foundation/MemSpinLock.h
     src/foundation/MemTesting.h
@@ -31,6 +39,9 @@ list(APPEND ECS_SOURCES
 # with it, and tests ask CMemManager::isCheckingMode() at run time.
 if(ECS_MEMORY_CHECKING)
     set_property(SOURCE ${ECS_MEMORY_SOURCES} APPEND PROPERTY COMPILE_DEFINITIONS ECS_MEMORY_CHECKING=1)
+endif()
+if(ECS_MEMORY_TESTING)
+    set_property(SOURCE ${ECS_MEMORY_SOURCES} APPEND PROPERTY COMPILE_DEFINITIONS ECS_MEMORY_TESTING=1)
 endif()
 # The allocation path crosses these files on every malloc and free; without
 # semantic interposition GCC may call the exported functions directly instead

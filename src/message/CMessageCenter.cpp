@@ -12,6 +12,19 @@ namespace Trell {
 
 namespace {
 
+// A text message whose copy of the text could not be made (out of memory)
+// would deliver other text than was pushed: it is dropped instead.
+template <class TMessage>
+TMessage* makeTextMessage(const CString& strText)
+{
+    TMessage* pMessage = new TMessage(strText);
+    if (pMessage && pMessage->getText().length() != strText.length()) {
+        delete pMessage;
+        return nullptr;
+    }
+    return pMessage;
+}
+
 // Key codes and statuses that drive the modifier flags.
 const unsigned int KEY_SHIFT = 16;
 const unsigned int KEY_CTRL = 17;
@@ -118,12 +131,12 @@ void CMessageCenter::pushHardkeyMessage(unsigned int uiKeyCode, unsigned int uiK
 
 void CMessageCenter::pushIMEMessage(const CString& strText)
 {
-    pushMessage(new CMsgIME(strText));
+    pushMessage(makeTextMessage<CMsgIME>(strText));
 }
 
 void CMessageCenter::pushVoiceContentMessage(const CString& strText)
 {
-    pushMessage(new CMsgVoiceContent(strText));
+    pushMessage(makeTextMessage<CMsgVoiceContent>(strText));
 }
 
 void CMessageCenter::pushLogicEventMessage(unsigned int uiEvent)

@@ -587,7 +587,11 @@ void CString::replaceAll(const char16_t* from, const char16_t* to)
     const unsigned int searchEnd = textLength(m_buffer);
     CDataArray<unsigned int> positions;
     while (pos >= 0) {
-        positions.add(unsigned(pos));
+        // A match left out would be left unreplaced: fail as a whole instead.
+        if (!positions.add(unsigned(pos))) {
+            adopt(nullptr, 0);
+            return;
+        }
         pos = findCounted(m_buffer, unsigned(pos) + fromLength, searchEnd, from, fromLength);
     }
 

@@ -3,6 +3,8 @@
 #include <text/CString.h>
 #include <text/Utf8Codec.h>
 
+#include "foundation/Console.h"
+
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -750,26 +752,9 @@ void CStringConverter::printfV(const char16_t* format, va_list args)
     if (!ok || sink.length() == 0) {
         return;
     }
-    // Terminated copy for the encoder, then UTF-8 (at most 3 bytes a unit).
-    const unsigned int length = sink.length();
-    char16_t* text = sink.reserve(1);
-    if (text == nullptr) {
-        return;
-    }
-    text[0] = 0;
-    const std::size_t bytesNeeded = static_cast<std::size_t>(length) * 3 + 1;
-    unsigned char local[1024];
-    unsigned char* bytes = bytesNeeded <= sizeof(local)
-                               ? local
-                               : static_cast<unsigned char*>(CMemory::malloc(static_cast<unsigned int>(bytesNeeded), 0));
-    if (bytes == nullptr) {
-        return;
-    }
-    const unsigned int n = Utf8Codec::encode(sink.data(), bytes, static_cast<unsigned int>(bytesNeeded - 1));
-    std::fwrite(bytes, 1, n, stdout);
-    if (bytes != local) {
-        CMemory::free(bytes);
-    }
+    // The console writer honours a host's wide stdout and writes a
+    // surrogate pair as one character.
+    Console::writeUtf16(sink.data(), sink.length());
 }
 
 void CStringConverter::printf(const char16_t* format, ...)

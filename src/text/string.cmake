@@ -5,4 +5,5 @@ list(APPEND ECS_HEADERS
 list(APPEND ECS_SOURCES
     src/text/CStringCore.cpp
     src/text/CString.cpp
+    src/text/CMemManagerReportPath.cpp
 )

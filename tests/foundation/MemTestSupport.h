@@ -42,6 +42,12 @@ struct tagHookGuard
     ~tagHookGuard() { Trell::MemTesting::failSystemHeapAfter(-1); }
 };
 
+// Disarms the allocation hook however a test ends.
+struct tagAllocationHookGuard
+{
+    ~tagAllocationHookGuard() { Trell::MemTesting::failAllocationsAfter(-1); }
+};
+
 // Two threads of random allocations and frees, each holding up to maxLive
 // blocks. Every block is filled with a pattern of its thread and size and
 // checked in full before it is freed. Returns the number of failed

@@ -1,0 +1,279 @@
+// Allocation-failure sweeps: each operation runs with its first allocation
+// refused, then its second, its third ... until a run sees no refusal. A run
+// must end in a clean failure (false, empty, or the value it had before) or
+// in the right result, never in a wrong one, and must leave no block behind.
+// Each N is swept twice: refusing every allocation from the N-th on, and
+// refusing the N-th only (so error paths that allocate run too).
+
+#include <document/CCSVParser.h>
+#include <document/CConfigParser.h>
+#include <document/CXMLElement.h>
+#include <document/CXMLParser.h>
+#include <foundation/CMemChecker.h>
+#include <foundation/CMemManager.h>
+#include <message/CMessageCenter.h>
+#include <message/CMessages.h>
+#include <text/CString.h>
+#include <text/CStringConverter.h>
+
+#include "foundation/MemTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+
+using namespace Trell;
+
+namespace {
+
+enum EOutcome
+{
+    OUTCOME_FAILED,  // refused cleanly
+    OUTCOME_DONE,    // the right result
+    OUTCOME_WRONG,   // claims success, or changed state, with a wrong result
+};
+
+// Judges a run: called once the operation is over, it first lets further
+// allocations through, since inspecting the result allocates too.
+EOutcome verdict(bool ok, const std::function<bool()>& right)
+{
+    MemTesting::stopRefusingAllocations();
+    return !ok ? OUTCOME_FAILED : (right() ? OUTCOME_DONE : OUTCOME_WRONG);
+}
+
+// A string edit takes effect, or leaves the string as it was, or (the
+// string's way of failing) leaves it null. The comparisons do not allocate.
+EOutcome edited(const CString& text, const char16_t* before, const char16_t* after)
+{
+    if (text.compare(after) == 0)
+        return OUTCOME_DONE;
+    return (!text.buffer() || text.compare(before) == 0) ? OUTCOME_FAILED : OUTCOME_WRONG;
+}
+
+std::string tempPath(const char* name)
+{
+    return "/tmp/ecs-sweep-" + std::to_string(::getpid()) + "-" + name;
+}
+
+CString widen(const std::string& text)
+{
+    return CString(std::u16string(text.begin(), text.end()).c_str());
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+const char16_t XML_TEXT[] =
+    u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    u"<root version=\"2\"><item id=\"1\" name=\"first\">one</item><item id=\"2\"><deep a=\"&lt;\"/></item>"
+    u"<note>caf\u00e9 &amp; more</note></root>\n";
+
+bool xmlTreeIsRight(const CXMLParser& parser)
+{
+    const CXMLElement* root = parser.getRootElement();
+    if (!root || root->getName().compare(u"root") != 0 || root->getChildCount() != 3)
+        return false;
+    const CXMLElement* second = root->getChildByIndex(1);
+    const CXMLElement* deep = second ? second->getSingleChild(u"deep") : nullptr;
+    const CXMLElement* note = root->getChildByIndex(2);
+    return root->getAttributeInt(u"version") == 2 && root->getChildByIndex(0)->getText().compare(u"one") == 0 &&
+           deep && deep->getAttributeString(u"a").compare(u"<") == 0 && note &&
+           note->getText().compare(u"caf\u00e9 & more") == 0;
+}
+
+const char CONFIG_TEXT[] =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<engine_config use_for_studio=\"true\">\n"
+    "  <log_output terminal=\"false\" file_size=\"0x8000\" file_path_win=\"/abs/engine.log\"/>\n"
+    "  <thread_set><thread id=\"tm\" name=\"Timer\" priority=\"7\"/></thread_set>\n"
+    "  <surface_set><surface use=\"true\" name=\"main\" width=\"800\" height=\"480\"/>"
+    "<surface name=\"spare\"/></surface_set>\n"
+    "  <touch_param waver_distance=\"41\"/>\n"
+    "</engine_config>\n";
+
+const char16_t CSV_TEXT[] = u"\uFEFFname\tvalue\tnote\nalpha\t1\tfirst row\nbeta\t2\t\n\"gamma\"\t3\tlast\n";
+
+CXMLParser* g_pSavedDocument = nullptr;
+
+struct tagOperation
+{
+    const char* name;
+    std::function<EOutcome()> run;
+};
+
+class CAllocFailureSweep : public testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        std::ofstream(tempPath("in.xml"), std::ios::binary) << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                                               "<root version=\"2\"><item id=\"1\" name=\"first\">one"
+                                                               "</item><item id=\"2\"><deep a=\"&lt;\"/></item>"
+                                                               "<note>caf\xC3\xA9 &amp; more</note></root>\n";
+        std::ofstream(tempPath("engine.xml"), std::ios::binary) << CONFIG_TEXT;
+    }
+    static void TearDownTestSuite()
+    {
+        delete g_pSavedDocument;
+        g_pSavedDocument = nullptr;
+        for (const char* name : {"in.xml", "out.xml", "engine.xml"})
+            std::remove(tempPath(name).c_str());
+    }
+};
+
+std::vector<tagOperation> operations()
+{
+    return {
+        {"xml parse string",
+         [] {
+             CXMLParser parser;
+             const bool ok = parser.parseFromString(CString(XML_TEXT));
+             return verdict(ok, [&] { return xmlTreeIsRight(parser); });
+         }},
+        {"xml parse file",
+         [] {
+             CXMLParser parser;
+             const bool ok = parser.parseFromFile(widen(tempPath("in.xml")));
+             return verdict(ok, [&] { return xmlTreeIsRight(parser); });
+         }},
+        {"xml save",
+         [] {
+             // The document is parsed by the first, unhooked run and kept:
+             // only the saving is swept.
+             static std::u16string s_expected;
+             if (!g_pSavedDocument) {
+                 g_pSavedDocument = new CXMLParser();
+                 g_pSavedDocument->parseFromString(CString(XML_TEXT));
+             }
+             CString text;
+             const bool ok = g_pSavedDocument->saveToString(text, true) &&
+                             g_pSavedDocument->saveToFile(widen(tempPath("out.xml")), true);
+             if (s_expected.empty() && ok)
+                 s_expected = text.buffer();
+             return verdict(ok, [&] {
+                 return text.compare(s_expected.c_str()) == 0 && readFile(tempPath("out.xml")).size() > 0;
+             });
+         }},
+        {"configuration load",
+         [] {
+             CConfigParser* config = CConfigParser::getInstance();
+             if (!config)
+                 return OUTCOME_FAILED;
+             const bool ok = config->load(widen(tempPath("engine.xml")));
+             const EOutcome outcome = verdict(ok, [&] {
+                 const CConfigParser::tagSurface* main = config->getSurfaceByIndex(0);
+                 return config->isUsedForStudio() && config->getSurfaceCount() == 2 && main && main->width == 800 &&
+                        main->name.compare(u"main") == 0 && config->getTouchParam()->waver_distance == 41 &&
+                        config->getThread()->getPriority(u"tm") == 7;
+             });
+             CConfigParser::deleteInstance();
+             return outcome;
+         }},
+        {"string editing",
+         [] {
+             CString text(u"alpha beta");
+             if (!text.buffer())
+                 return OUTCOME_FAILED;
+             text.append(u" gamma");
+             EOutcome outcome = edited(text, u"alpha beta", u"alpha beta gamma");
+             if (outcome != OUTCOME_DONE)
+                 return outcome;
+             text.insertString(6, u"and ");
+             if ((outcome = edited(text, u"alpha beta gamma", u"alpha and beta gamma")) != OUTCOME_DONE)
+                 return outcome;
+             text.replaceAll(u"a", u"AA");
+             if ((outcome = edited(text, u"alpha and beta gamma", u"AAlphAA AAnd betAA gAAmmAA")) != OUTCOME_DONE)
+                 return outcome;
+             const CString copy = text.subString(2, 5);
+             return verdict(copy.buffer() != nullptr, [&] { return copy.compare(u"lphAA") == 0; });
+         }},
+        {"string conversion",
+         [] {
+             CString decoded;
+             CStringConverter::convertFromUTF8(reinterpret_cast<const unsigned char*>("caf\xC3\xA9 \xE2\x82\xAC"),
+                                               decoded);
+             if (decoded.length() == 0)
+                 return OUTCOME_FAILED;
+             if (decoded.compare(u"caf\u00e9 \u20ac") != 0)
+                 return OUTCOME_WRONG;
+             const CString formatted = CStringConverter::format(u"%ls=%d (%.2f)", decoded.buffer(), 42, 1.5);
+             return verdict(formatted.length() != 0,
+                            [&] { return formatted.compare(u"caf\u00e9 \u20ac=42 (1.50)") == 0; });
+         }},
+        {"csv parse",
+         [] {
+             // The text is made by the first, unhooked run: an empty text
+             // would parse to an empty table, which proves nothing.
+             static const CString s_text(CSV_TEXT);
+             CCSVParser parser;
+             const bool ok = parser.parseFromString(s_text);
+             // A table is read whole or, out of memory, not at all.
+             return verdict(ok && parser.getRowCount() != 0, [&] {
+                 CCSVParser::Row row;
+                 parser.getItem(3, row);
+                 return parser.getRowCount() == 4 && row.getCount() == 3 && row[0].compare(u"gamma") == 0 &&
+                        row[2].compare(u"last") == 0;
+             });
+         }},
+        {"message push and pop",
+         [] {
+             CMessageCenter* center = CMessageCenter::getInstance();
+             if (!center)
+                 return OUTCOME_FAILED;
+             static const CString s_text(u"typed text");
+             center->pushIMEMessage(s_text);
+             CObjectPtr<CBaseMessage> message = center->popMessage();
+             return verdict(message.get() != nullptr, [&] {
+                 const CMsgIME* ime = dynamic_cast<const CMsgIME*>(message.get());
+                 return ime && ime->getText().compare(u"typed text") == 0 && !center->popMessage();
+             });
+         }},
+    };
+}
+
+TEST_F(CAllocFailureSweep, EveryRefusedAllocationEndsCleanly)
+{
+    MemTest::tagAllocationHookGuard guard;
+    CMemChecker* checker = CMemManager::getInstance()->getChecker();
+    for (const tagOperation& operation : operations()) {
+        // A run without refusals first: it must succeed, and it makes the
+        // singletons and caches the operation keeps between runs.
+        if (operation.run() != OUTCOME_DONE) {
+            ADD_FAILURE() << operation.name << " fails without any refusal";
+            continue;
+        }
+        for (const int failures : {-1, 1}) {
+            int n = 0;
+            for (;; ++n) {
+                const unsigned int liveBefore = checker ? checker->getLiveBlockCount() : 0;
+                MemTesting::failAllocationsAfter(n, failures);
+                const EOutcome outcome = operation.run();
+                const unsigned int refused = MemTesting::getRefusedAllocations();
+                const long long balance = MemTesting::getAllocationBalance();
+                MemTesting::failAllocationsAfter(-1);
+                EXPECT_NE(outcome, OUTCOME_WRONG) << operation.name << ", allocation " << n + 1 << " refused";
+                EXPECT_EQ(balance, 0) << operation.name << " leaked, allocation " << n + 1 << " refused";
+                if (checker)
+                    EXPECT_EQ(checker->getLiveBlockCount(), liveBefore) << operation.name << ", allocation " << n + 1;
+                if (refused == 0) {
+                    EXPECT_EQ(outcome, OUTCOME_DONE) << operation.name;
+                    break;
+                }
+                ASSERT_LT(n, 100000) << operation.name << " never completes";
+            }
+            std::printf("[ sweep    ] %s: %s, %d allocations until it completed\n", operation.name,
+                        failures < 0 ? "refusing from N on" : "refusing the N-th only", n);
+        }
+    }
+}
+
+} // namespace
