@@ -186,30 +186,44 @@ void* CMemAllocator::malloc(unsigned int size)
 }
 
 // Called with the class locked, when its free list is empty and its newest
-// chunk full (or missing); returns with the lock released.
+// chunk full (or missing); returns with the lock released. The chunk is taken
+// from the system heap without the lock, which other threads would otherwise
+// spin on through a system call that may map and fault pages.
 void* CMemAllocator::allocateFromNewChunk(tagSizeClass& sizeClass, unsigned int size)
 {
-    const unsigned int count = (!sizeClass.pNewestChunk && sizeClass.uiInitialCount != 0) ? sizeClass.uiInitialCount
-                                                                                            : sizeClass.uiGrowthCount;
+    void* const seenChunk = sizeClass.pNewestChunk;
+    const unsigned int count = (!seenChunk && sizeClass.uiInitialCount != 0) ? sizeClass.uiInitialCount
+                                                                             : sizeClass.uiGrowthCount;
     const unsigned int bytes = CHUNK_DATA_OFFSET + sizeClass.uiStride * count;
+    sizeClass.lock.unlock();
     tagChunk* chunk = static_cast<tagChunk*>(systemMalloc(bytes));
     if (!chunk) {
-        sizeClass.lock.unlock();
         Console::printf("[Warning][TrellEngine] Allocate memory pool block failed (size = %u).\n", bytes);
         return allocateLarge(size);
     }
     chunk->uiByteSize = bytes;
     chunk->uiCapacity = count;
     chunk->uiUsed = 1;
-    chunk->pPrevious = static_cast<tagChunk*>(sizeClass.pNewestChunk);
     poisonRegion(reinterpret_cast<char*>(chunk) + CHUNK_DATA_OFFSET, bytes - CHUNK_DATA_OFFSET);
-    sizeClass.pNewestChunk = chunk;
-    sizeClass.uiTotalSlots += count;
     tagBlockHeader* header = reinterpret_cast<tagBlockHeader*>(reinterpret_cast<char*>(chunk) + CHUNK_DATA_OFFSET);
     unpoisonRegion(header, HEADER_SIZE);
     header->uOwner = reinterpret_cast<std::uintptr_t>(&sizeClass);
-    sizeClass.lock.unlock();
     header->uGuard = guardOf(header);
+
+    sizeClass.lock.lock();
+    if (sizeClass.pNewestChunk != seenChunk) {
+        // Another thread linked a chunk meanwhile: use the class as it is now
+        // (its new chunk has room) and give ours back, so that no chunk is
+        // left behind with slots that would never be carved.
+        sizeClass.lock.unlock();
+        unpoisonRegion(chunk, bytes);
+        systemFree(chunk);
+        return mallocInline(size);
+    }
+    chunk->pPrevious = static_cast<tagChunk*>(seenChunk);
+    sizeClass.pNewestChunk = chunk;
+    sizeClass.uiTotalSlots += count;
+    sizeClass.lock.unlock();
     announceBlock(header + 1, size);
     return header + 1;
 }

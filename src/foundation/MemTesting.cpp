@@ -60,8 +60,12 @@ std::atomic<long long> g_llBalance{0};
 
 std::atomic<bool> g_bHookArmed{false};
 
+std::atomic<void (*)()> g_pSystemHeapObserver{nullptr};
+
 bool refuseSystemHeap() noexcept
 {
+    if (void (*observer)() = g_pSystemHeapObserver.load(std::memory_order_relaxed))
+        observer();
     return g_systemHeapBudget.refuse();
 }
 
@@ -96,6 +100,11 @@ namespace MemTesting {
 void failSystemHeapAfter(int count, int failures)
 {
     MemInternal::g_systemHeapBudget.arm(count, failures);
+}
+
+void setSystemHeapObserver(void (*observer)())
+{
+    MemInternal::g_pSystemHeapObserver.store(observer, std::memory_order_relaxed);
 }
 
 unsigned int getRefusedSystemHeapRequests()

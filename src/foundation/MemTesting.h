@@ -23,6 +23,9 @@ namespace MemTesting {
 ECS_API void failSystemHeapAfter(int count, int failures = -1);
 // System-heap requests refused since the last failSystemHeapAfter.
 ECS_API unsigned int getRefusedSystemHeapRequests();
+// Called on the requesting thread before every system-heap request of the
+// allocator (null: none), to see what the allocator holds meanwhile.
+ECS_API void setSystemHeapObserver(void (*observer)());
 
 // The same budget for every request that reaches the manager, of any kind
 // (pooled, large, checked): the next `count` succeed, then `failures` are

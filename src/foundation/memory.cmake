@@ -43,6 +43,15 @@ endif()
 if(ECS_MEMORY_TESTING)
     set_property(SOURCE ${ECS_MEMORY_SOURCES} APPEND PROPERTY COMPILE_DEFINITIONS ECS_MEMORY_TESTING=1)
 endif()
+# The thread caches' pointer lives in TLS with the default model in the
+# shared library (see MemThreadCache.h); TLS descriptors keep its access off
+# __tls_get_addr where the target offers them (x86; other targets use them
+# by default).
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-mtls-dialect=gnu2 ECS_HAS_TLS_DESCRIPTORS)
+if(ECS_HAS_TLS_DESCRIPTORS)
+    set_property(SOURCE ${ECS_MEMORY_SOURCES} APPEND PROPERTY COMPILE_OPTIONS -mtls-dialect=gnu2)
+endif()
 # The allocation path crosses these files on every malloc and free; without
 # semantic interposition GCC may call the exported functions directly instead
 # of through the PLT (no one interposes them).

@@ -4,12 +4,20 @@
 #include <foundation/CMemory.h>
 #include <foundation/CObject.h>
 #include <foundation/IMemManagerListener.h>
+#include <text/CStringConverter.h>
 
 #include "foundation/MemTestSupport.h"
 
 #include <gtest/gtest.h>
 
+#include <link.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <cwchar>
 #include <cstring>
 #include <random>
 #include <string>
@@ -87,45 +95,6 @@ TEST(CMemManager, ActiveBeforeTheProgramsStaticObjects)
     EXPECT_TRUE(s_bStaticObjectPooled);
 }
 
-TEST(CMemManager, LibraryObjectsComeFromTheManager)
-{
-    CMemManager* manager = CMemManager::getInstance();
-    ASSERT_NE(manager, nullptr);
-    ASSERT_NE(manager->getAllocator(), nullptr);
-    EXPECT_EQ(manager->getChecker() != nullptr, CMemManager::isCheckingMode());
-
-    CObject* object = new CObject();
-    ASSERT_NE(object, nullptr);
-    if (CMemChecker* checker = manager->getChecker()) {
-        // The checker's header sits in front of the allocator's block.
-        void* block = reinterpret_cast<char*>(object) - CMemChecker::HEADER_SIZE;
-        EXPECT_GE(manager->getAllocator()->getBlockClass(block), 0);
-        EXPECT_NE(checker->getClassName(CObject::trellClassId().load()), nullptr);
-    } else {
-        EXPECT_GE(manager->getAllocator()->getBlockClass(object), 0);
-    }
-    CObject* array = new CObject[3];
-    ASSERT_NE(array, nullptr);
-    delete[] array;
-    delete object;
-}
-
-TEST(CMemManager, ClassIdentifiersNeedCheckingMode)
-{
-    const unsigned int first = CMemory::registClassName(u"CMemManagerTestFirst");
-    const unsigned int second = CMemory::registClassName(u"CMemManagerTestSecond");
-    EXPECT_EQ(CMemory::registClassName(nullptr), 0u);
-    if (!CMemManager::isCheckingMode()) {
-        EXPECT_EQ(first, 0u);
-        EXPECT_EQ(second, 0u);
-        EXPECT_EQ(CMemManager::getInstance()->registClassName(u"CMemManagerTestFirst"), 0u);
-    } else {
-        EXPECT_NE(first, 0u);
-        EXPECT_EQ(second, first + 1);
-        EXPECT_EQ(CMemory::registClassName(u"CMemManagerTestFirst"), first);
-    }
-}
-
 TEST(CMemManager, FreeOfNullOrForeignPointersFreesNothing)
 {
     std::vector<unsigned char> foreign(128, 0);
@@ -141,35 +110,33 @@ TEST(CMemManager, FreeOfNullOrForeignPointersFreesNothing)
     EXPECT_EQ(foreign, copy);
 }
 
-TEST(CMemManager, ListenerIsCalledOnceAndTheRequestRetried)
+// The listener is called once per failing request and the request retried
+// once: what the retry gets is the answer, and a failure inside the
+// callback does not call it again.
+TEST(CMemManager, ListenerIsCalledOnceAndTheRequestRetriedOnce)
 {
-    CTestListener listener(CTestListener::REACT_HEAL);
-    MemTesting::failSystemHeapAfter(0);
-    void* p = CMemory::malloc(4096, 0);
-    EXPECT_EQ(listener.calls, 1);
-    ASSERT_NE(p, nullptr);
-    std::memset(p, 0x3C, 4096);
-    CMemory::free(p);
-}
-
-TEST(CMemManager, RetryThatFailsAgainYieldsNull)
-{
-    CTestListener listener(CTestListener::REACT_NOTHING);
-    MemTesting::failSystemHeapAfter(0);
-    EXPECT_EQ(CMemory::malloc(4096, 0), nullptr);
-    EXPECT_EQ(listener.calls, 1);
-    EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), 2u) << "first attempt and the single retry";
-    EXPECT_EQ(CMemManager::getInstance()->malloc(4096, 0), nullptr);
-    EXPECT_EQ(listener.calls, 2) << "every failing request gets its own callback";
-}
-
-TEST(CMemManager, FailureInsideTheCallbackDoesNotCallItAgain)
-{
-    CTestListener listener(CTestListener::REACT_ALLOCATE_AGAIN);
-    MemTesting::failSystemHeapAfter(0);
-    EXPECT_EQ(CMemory::malloc(4096, 0), nullptr);
-    EXPECT_EQ(listener.calls, 1);
-    EXPECT_EQ(listener.innerResult, nullptr);
+    const struct
+    {
+        CTestListener::EReaction reaction;
+        bool served;
+        unsigned int refused;
+    } rows[] = {
+        {CTestListener::REACT_HEAL, true, 0}, // healing resets the count
+        {CTestListener::REACT_NOTHING, false, 2},
+        {CTestListener::REACT_ALLOCATE_AGAIN, false, 3},
+    };
+    for (const auto& row : rows) {
+        CTestListener listener(row.reaction);
+        MemTesting::failSystemHeapAfter(0);
+        void* p = CMemory::malloc(4096, 0);
+        EXPECT_EQ(p != nullptr, row.served) << row.reaction;
+        EXPECT_EQ(listener.calls, 1) << row.reaction;
+        EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), row.refused) << row.reaction;
+        if (row.reaction == CTestListener::REACT_ALLOCATE_AGAIN) {
+            EXPECT_EQ(listener.innerResult, nullptr);
+        }
+        CMemory::free(p);
+    }
 }
 
 TEST(CMemManager, WithoutListenerAFailureYieldsNull)
@@ -223,4 +190,85 @@ TEST(CMemManager, TwoThreadsKeepTheirBlocksApart)
                   [](unsigned int size, std::mt19937&) { return CMemory::malloc(size, 0); },
                   [](void* p) { CMemory::free(p); }, 3u, 101u),
               0);
+}
+
+namespace {
+
+int s_iForeign = 0;
+
+// What a child process prints when the library writes to the console after
+// (with `wideHost`) the host made stdout wide-oriented with wprintf.
+std::string consoleOfChild(bool wideHost)
+{
+    int fds[2];
+    if (::pipe(fds) != 0)
+        return "<no pipe>";
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::dup2(fds[1], 1);
+        ::close(fds[0]);
+        ::close(fds[1]);
+        // A fresh, unoriented stream on the pipe, as in a new process.
+        if (!std::freopen(nullptr, "w", stdout))
+            ::_exit(2);
+        if (wideHost) {
+            std::setlocale(LC_CTYPE, "C.UTF-8");
+            std::wprintf(L"host\n");
+        }
+        CStringConverter::printf(u"lib %ls\n", u"caf\u00e9 \U0001F600");
+        CMemory::free(&s_iForeign);
+        std::fflush(stdout);
+        ::_exit(0);
+    }
+    ::close(fds[1]);
+    std::string out;
+    char buffer[256];
+    for (ssize_t n; (n = ::read(fds[0], buffer, sizeof(buffer))) > 0;)
+        out.append(buffer, static_cast<std::size_t>(n));
+    ::close(fds[0]);
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    return out;
+}
+
+} // namespace
+
+// The library's console text reaches the host's stdout in either
+// orientation, and a character outside the BMP is one UTF-8 sequence.
+TEST(CMemManager, ConsoleOutputFollowsTheHostsStreamOrientation)
+{
+    const std::string library = "lib caf\xC3\xA9 \xF0\x9F\x98\x80\n" + invalidPointerWarning(&s_iForeign);
+    EXPECT_EQ(consoleOfChild(false), library);
+    EXPECT_EQ(consoleOfChild(true), "host\n" + library);
+}
+
+// A host that loads the library with dlopen may find glibc's small static
+// TLS reserve used up: the library must not ask for it (initial-exec TLS).
+TEST(CMemManager, SharedLibraryNeedsNoStaticTls)
+{
+    struct tagSearch
+    {
+        bool bFound = false;
+        bool bStaticTls = false;
+    } search;
+    ::dl_iterate_phdr(
+        [](dl_phdr_info* info, std::size_t, void* data) {
+            tagSearch* found = static_cast<tagSearch*>(data);
+            if (!info->dlpi_name || !std::strstr(info->dlpi_name, "libEngineCoreSystem"))
+                return 0;
+            for (int i = 0; i < info->dlpi_phnum; ++i) {
+                if (info->dlpi_phdr[i].p_type != PT_DYNAMIC)
+                    continue;
+                found->bFound = true;
+                for (auto* d = reinterpret_cast<const ElfW(Dyn)*>(info->dlpi_addr + info->dlpi_phdr[i].p_vaddr);
+                     d->d_tag != DT_NULL; ++d) {
+                    if (d->d_tag == DT_FLAGS && (d->d_un.d_val & DF_STATIC_TLS))
+                        found->bStaticTls = true;
+                }
+            }
+            return 1;
+        },
+        &search);
+    ASSERT_TRUE(search.bFound);
+    EXPECT_FALSE(search.bStaticTls);
 }

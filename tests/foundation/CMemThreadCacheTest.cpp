@@ -208,51 +208,6 @@ TEST(CMemThreadCache, FullBinGoesBackAsOneBatchAndComesBackWhole)
     });
 }
 
-// What a thread frees or allocates after its cache went back at exit (from
-// a later thread_local destructor) takes the locked path, which hands out
-// the free list and then the batches before any new slot.
-TEST(CMemThreadCache, ThreadPastItsExitHookUsesTheLockedPath)
-{
-    struct tagLateUser
-    {
-        CMemAllocator* pAllocator = nullptr;
-        std::vector<void*>* pTaken = nullptr;
-        ~tagLateUser()
-        {
-            if (!pAllocator)
-                return;
-            for (int i = 0; i < 3; ++i)
-                pTaken->push_back(pAllocator->malloc(40));
-            pAllocator->free(pTaken->back());
-        }
-    };
-    tagCachedAllocator cached;
-    CMemAllocator& allocator = cached.allocator;
-    const unsigned int cls = cached.classOf(40);
-    const unsigned int limit = cached.limit(cls);
-    ASSERT_EQ(limit % 2, 0u) << "refills of half a bin add up to a full bin";
-    std::vector<void*> blocks;
-    std::vector<void*> taken;
-    onFreshThread([&] {
-        // Made before the cache, so destroyed after the cache's exit hook.
-        thread_local tagLateUser late;
-        late.pAllocator = &allocator;
-        late.pTaken = &taken;
-        // The first block comes with the chunk, then two refills of half a
-        // bin: nothing is left anywhere.
-        for (unsigned int i = 0; i <= limit; ++i)
-            blocks.push_back(allocator.malloc(40));
-        for (void* p : blocks)
-            allocator.free(p);
-    });
-    ASSERT_EQ(taken.size(), 3u);
-    EXPECT_EQ(taken[0], blocks[limit]) << "the bin the exit hook put on the free list";
-    EXPECT_EQ(taken[1], blocks[limit - 1]) << "then the batch";
-    EXPECT_EQ(taken[2], blocks[limit - 2]);
-    EXPECT_EQ(allocator.getFreeSlotCount(cls), limit - 2 + 1) << "the batch's rest and the block freed late";
-    EXPECT_EQ(allocator.getTotalSlots(cls), allocator.getInitialCount(cls));
-}
-
 // The cached block's word 1 links the bin, so a second free is refused as
 // for a block on the class's list, wherever the block sits in the bin.
 TEST(CMemThreadCache, SecondFreeOfACachedBlockWarnsOnceAndKeepsTheBin)
@@ -333,64 +288,6 @@ TEST(CMemThreadCache, BlocksCrossingThreadsAreNeitherLostNorDuplicated)
         EXPECT_EQ(seen.size(), allocator.getTotalSlots(cached.classOf(size)) - allocator.getGrowthCount(cached.classOf(size)))
             << "every slot came back, size " << size;
     }
-}
-
-// The same traffic through the manager, as the message center makes it.
-TEST(CMemThreadCache, ManagerBlocksCrossThreadsIntact)
-{
-    std::string out = captureStdout([&] {
-        EXPECT_EQ(handOffBlocks(
-                      30000, [](unsigned int size) { return CMemory::malloc(size, 0); },
-                      [](void* p) { CMemory::free(p); }),
-                  0u);
-    });
-    EXPECT_EQ(out, "") << "no block was refused";
-}
-
-TEST(CMemThreadCache, ManagerServesEachThreadFromItsOwnCache)
-{
-    if (CMemManager::isCheckingMode())
-        GTEST_SKIP() << "the checker's blocks take the locked path";
-    CMemAllocator* allocator = CMemManager::getInstance()->getAllocator();
-    onFreshThread([&] {
-        const unsigned int cls = static_cast<unsigned int>(allocator->findClass(40));
-        void* p = CMemory::malloc(40, 0);
-        void* q = CMemory::malloc(40, 0);
-        const unsigned int before = MemTesting::getThreadCacheCount(*allocator, cls);
-        CMemory::free(q);
-        CMemory::free(p);
-        EXPECT_EQ(MemTesting::getThreadCacheCount(*allocator, cls), before + 2);
-        const std::string out = captureStdout([&] { CMemory::free(p); });
-        EXPECT_EQ(out, invalidPointerWarning(p));
-        EXPECT_EQ(CMemory::malloc(40, 0), p);
-        EXPECT_EQ(CMemory::malloc(40, 0), q);
-        CMemory::free(p);
-        CMemory::free(q);
-    });
-}
-
-// A thread turning to another allocator gives its slots back to the first.
-TEST(CMemThreadCache, CacheFollowsTheThreadToAnotherAllocator)
-{
-    tagCachedAllocator first;
-    tagCachedAllocator second;
-    const unsigned int cls = first.classOf(100);
-    onFreshThread([&] {
-        std::vector<void*> blocks;
-        for (int i = 0; i < 3; ++i)
-            blocks.push_back(first.allocator.malloc(100));
-        MemTesting::flushThreadCache();
-        const unsigned int onList = first.allocator.getFreeSlotCount(cls);
-        for (void* p : blocks)
-            first.allocator.free(p);
-        EXPECT_EQ(first.cached(cls), 3u);
-        void* other = second.allocator.malloc(100);
-        EXPECT_EQ(first.cached(cls), 0u);
-        EXPECT_EQ(first.allocator.getFreeSlotCount(cls), onList + 3);
-        EXPECT_EQ(second.allocator.getBlockClass(other), static_cast<int>(cls));
-        second.allocator.free(other);
-        EXPECT_EQ(second.cached(cls), 1u);
-    });
 }
 
 // Releasing the pools unbinds every cache: the slots they list lie in freed
