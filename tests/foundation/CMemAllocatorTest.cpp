@@ -104,21 +104,6 @@ TEST(CMemAllocator, EveryBlockIsAlignedAndFitsItsRequest)
     EXPECT_EQ(allocator.getFreeSlotCount(0), allocator.getUsableSize(0) + 1) << "one block per size from 0";
 }
 
-TEST(CMemAllocator, FreedSlotsAreReusedLastInFirstOut)
-{
-    CMemAllocator allocator;
-    void* a = allocator.malloc(40);
-    void* b = allocator.malloc(40);
-    void* c = allocator.malloc(40);
-    allocator.free(a);
-    allocator.free(c);
-    allocator.free(b);
-    EXPECT_EQ(allocator.malloc(40), b);
-    EXPECT_EQ(allocator.malloc(33), c) << "any size of the same class";
-    EXPECT_EQ(allocator.malloc(40), a);
-    EXPECT_EQ(allocator.getFreeSlotCount(static_cast<unsigned int>(allocator.findClass(40))), 0u);
-}
-
 TEST(CMemAllocator, ChunksGrowByTheInitialThenTheGrowthCount)
 {
     CMemAllocator allocator;

@@ -148,41 +148,6 @@ TEST(CMemManager, WithoutListenerAFailureYieldsNull)
     EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), 1u) << "no retry without a listener";
 }
 
-TEST(CMemManager, PoolExhaustionReachesTheListener)
-{
-    // Fill the class of 456-byte requests until its newest chunk is full, so
-    // that the next request needs a chunk from the (failing) system heap.
-    CMemAllocator* allocator = CMemManager::getInstance()->getAllocator();
-    const unsigned int extra = CMemManager::isCheckingMode() ? CMemAllocator::CHECKER_OVERHEAD : 0;
-    const unsigned int cls = static_cast<unsigned int>(allocator->findClass(456 + extra));
-    std::vector<void*> blocks;
-    unsigned int total = allocator->getTotalSlots(cls);
-    do {
-        blocks.push_back(CMemory::malloc(456, 0));
-        ASSERT_NE(blocks.back(), nullptr);
-    } while (allocator->getTotalSlots(cls) == total);
-    const unsigned int added = allocator->getTotalSlots(cls) - total;
-    total += added;
-    for (unsigned int i = 1; i < added; ++i)
-        blocks.push_back(CMemory::malloc(456, 0));
-    ASSERT_EQ(allocator->getTotalSlots(cls), total);
-    ASSERT_EQ(allocator->getFreeSlotCount(cls), 0u);
-
-    CTestListener listener(CTestListener::REACT_HEAL);
-    void* p = nullptr;
-    {
-            MemTesting::failSystemHeapAfter(0);
-        const std::string out = captureStdout([&] { p = CMemory::malloc(456, 0); });
-        EXPECT_EQ(out.find("[Warning][TrellEngine] Allocate memory pool block failed (size = "), 0u) << out;
-    }
-    EXPECT_EQ(listener.calls, 1);
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(allocator->getTotalSlots(cls), total + allocator->getGrowthCount(cls)) << "the retry got its chunk";
-    blocks.push_back(p);
-    for (void* block : blocks)
-        CMemory::free(block);
-}
-
 TEST(CMemManager, TwoThreadsKeepTheirBlocksApart)
 {
     EXPECT_EQ(twoThreadsOfTraffic(
