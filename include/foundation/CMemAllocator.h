@@ -42,7 +42,7 @@ class CThreadCache;
 //
 // Threading: any thread may allocate and free. Each size class has its own
 // spin lock on its own cache line, held only for the free-list pop/push or the
-// slot update (and, rarely, while a new chunk is taken from the system heap);
+// slot update (a new chunk is taken from the system heap without it);
 // there is no lock across classes, so threads using different sizes do not
 // contend. The manager's allocator also keeps a per-thread cache of free
 // slots in front of each class, so that most requests take no lock at all;

@@ -93,8 +93,9 @@ public:
     static CString format(const char16_t* format, ...);
     static CString formatV(const char16_t* format, va_list args);
 
-    /// Writes the formatted text to standard output as UTF-8; a null format
-    /// does nothing.
+    /// Writes the formatted text to standard output: as UTF-8, or as wide
+    /// characters once the host made stdout wide-oriented (wprintf); a null
+    /// format does nothing.
     static void printf(const char16_t* format, ...);
     static void printfV(const char16_t* format, va_list args);
 
