@@ -262,8 +262,9 @@ TEST_F(CAllocFailureSweep, EveryRefusedAllocationEndsCleanly)
                 MemTesting::failAllocationsAfter(-1);
                 EXPECT_NE(outcome, OUTCOME_WRONG) << operation.name << ", allocation " << n + 1 << " refused";
                 EXPECT_EQ(balance, 0) << operation.name << " leaked, allocation " << n + 1 << " refused";
-                if (checker)
+                if (checker) {
                     EXPECT_EQ(checker->getLiveBlockCount(), liveBefore) << operation.name << ", allocation " << n + 1;
+                }
                 if (refused == 0) {
                     EXPECT_EQ(outcome, OUTCOME_DONE) << operation.name;
                     break;
