@@ -170,31 +170,6 @@ TEST(CMemAllocator, ForeignPointerIsRefusedAndNothingIsFreed)
     std::free(foreign);
 }
 
-TEST(CMemAllocator, FailedChunkFallsBackToALargeBlock)
-{
-    tagHookGuard guard;
-    CMemAllocator allocator;
-    const unsigned int cls = static_cast<unsigned int>(allocator.findClass(100));
-    const unsigned int chunkSize = CMemAllocator::CHUNK_DATA_OFFSET +
-                                   allocator.getStride(cls) * allocator.getInitialCount(cls);
-    void* p = nullptr;
-    MemTesting::failSystemHeapAfter(0, 1);
-    const std::string out = captureStdout([&] { p = allocator.malloc(100); });
-    EXPECT_EQ(out, "[Warning][TrellEngine] Allocate memory pool block failed (size = " + std::to_string(chunkSize) +
-                       ").\n");
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(allocator.getBlockClass(p), -1) << "served by the system heap";
-    EXPECT_EQ(allocator.getTotalSlots(cls), 0u);
-    EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), 1u);
-    allocator.free(p);
-
-    // The next request tries the chunk again, with the initial count.
-    void* q = allocator.malloc(100);
-    EXPECT_EQ(allocator.getBlockClass(q), static_cast<int>(cls));
-    EXPECT_EQ(allocator.getTotalSlots(cls), allocator.getInitialCount(cls));
-    allocator.free(q);
-}
-
 TEST(CMemAllocator, SystemHeapFailuresYieldNull)
 {
     tagHookGuard guard;

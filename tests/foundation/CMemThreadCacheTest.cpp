@@ -237,43 +237,10 @@ TEST(CMemThreadCache, SecondFreeOfACachedBlockWarnsOnceAndKeepsTheBin)
     });
 }
 
-// A thread that ends with a full bin gives it back; the next thread is
-// served from exactly those blocks, newest first.
-TEST(CMemThreadCache, ExitingThreadHandsItsBinToTheNextThread)
-{
-    tagCachedAllocator cached;
-    CMemAllocator& allocator = cached.allocator;
-    const unsigned int cls = cached.classOf(40);
-    const unsigned int limit = cached.limit(cls);
-    std::set<void*> freedByFirst;
-    unsigned int leftover = 0;
-    onFreshThread([&] {
-        std::vector<void*> blocks;
-        for (unsigned int i = 0; i < limit; ++i)
-            blocks.push_back(allocator.malloc(40));
-        MemTesting::flushThreadCache();
-        leftover = allocator.getFreeSlotCount(cls);
-        for (void* p : blocks)
-            allocator.free(p);
-        freedByFirst.insert(blocks.begin(), blocks.end());
-        EXPECT_EQ(cached.cached(cls), limit);
-        EXPECT_EQ(allocator.getFreeSlotCount(cls), leftover);
-    });
-    EXPECT_EQ(allocator.getFreeSlotCount(cls), leftover + limit) << "the bin went back at thread exit";
-    std::set<void*> takenBySecond;
-    onFreshThread([&] {
-        for (unsigned int i = 0; i < limit; ++i)
-            takenBySecond.insert(allocator.malloc(40));
-        EXPECT_EQ(cached.cached(cls), 0u);
-    });
-    EXPECT_EQ(takenBySecond, freedByFirst);
-    EXPECT_EQ(allocator.getFreeSlotCount(cls), leftover);
-}
-
 // Producer and consumer on two threads, through a cached allocator: the
-// consumer never allocates, so its cache only fills and flushes. Every block
-// arrives intact, and afterwards every slot of the classes is free exactly
-// once.
+// consumer never allocates, so its cache only fills and flushes, the last
+// time when it exits. Every block arrives intact, and afterwards every slot
+// of the classes is free exactly once.
 TEST(CMemThreadCache, BlocksCrossingThreadsAreNeitherLostNorDuplicated)
 {
     tagCachedAllocator cached;
