@@ -11,6 +11,8 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -222,6 +224,12 @@ TEST_F(CMemCheckerTest, FirstReportTruncatesLaterOnesAppend)
     EXPECT_EQ(reportText().find("--- Report_"), 0u) << "the old content is gone";
     EXPECT_EQ(reportNumberOf(reports[0]), "0001");
     EXPECT_EQ(bodyOf(reports[0]), "All objects have been freed.\n");
+    // The report is dated with the local year and month.
+    const std::time_t now = std::time(nullptr);
+    const std::tm local = *std::localtime(&now);
+    char today[16];
+    std::strftime(today, sizeof(today), "%Y-%m-", &local);
+    EXPECT_EQ(reports[0].substr(std::strlen("--- Report_0001 at "), 8), today) << reports[0];
 
     void* live = m_checker.malloc(12, m_checker.registClassName(u"CLive"));
     m_checker.generateMemReportFile();

@@ -180,7 +180,7 @@ std::string consoleOfChild(bool wideHost)
             std::setlocale(LC_CTYPE, "C.UTF-8");
             std::wprintf(L"host\n");
         }
-        CStringConverter::printf(u"lib %ls\n", u"caf\u00e9 \U0001F600");
+        CStringConverter::printf(u"lib %ls\n", u"caf\u00e9 \U0001F600 \xD800!");
         CMemory::free(&s_iForeign);
         std::fflush(stdout);
         ::_exit(0);
@@ -202,7 +202,9 @@ std::string consoleOfChild(bool wideHost)
 // orientation, and a character outside the BMP is one UTF-8 sequence.
 TEST(CMemManager, ConsoleOutputFollowsTheHostsStreamOrientation)
 {
-    const std::string library = "lib caf\xC3\xA9 \xF0\x9F\x98\x80\n" + invalidPointerWarning(&s_iForeign);
+    // An unpaired surrogate becomes U+FFFD.
+    const std::string library =
+        "lib caf\xC3\xA9 \xF0\x9F\x98\x80 \xEF\xBF\xBD!\n" + invalidPointerWarning(&s_iForeign);
     EXPECT_EQ(consoleOfChild(false), library);
     EXPECT_EQ(consoleOfChild(true), "host\n" + library);
 }

@@ -208,6 +208,51 @@ TEST(CMemThreadCache, FullBinGoesBackAsOneBatchAndComesBackWhole)
     });
 }
 
+// What a thread frees or allocates after its cache went back at exit (from
+// a later thread_local destructor) takes the locked path, which hands out
+// the free list and then the batches before any new slot.
+TEST(CMemThreadCache, ThreadPastItsExitHookUsesTheLockedPath)
+{
+    struct tagLateUser
+    {
+        CMemAllocator* pAllocator = nullptr;
+        std::vector<void*>* pTaken = nullptr;
+        ~tagLateUser()
+        {
+            if (!pAllocator)
+                return;
+            for (int i = 0; i < 3; ++i)
+                pTaken->push_back(pAllocator->malloc(40));
+            pAllocator->free(pTaken->back());
+        }
+    };
+    tagCachedAllocator cached;
+    CMemAllocator& allocator = cached.allocator;
+    const unsigned int cls = cached.classOf(40);
+    const unsigned int limit = cached.limit(cls);
+    ASSERT_EQ(limit % 2, 0u) << "refills of half a bin add up to a full bin";
+    std::vector<void*> blocks;
+    std::vector<void*> taken;
+    onFreshThread([&] {
+        // Made before the cache, so destroyed after the cache's exit hook.
+        thread_local tagLateUser late;
+        late.pAllocator = &allocator;
+        late.pTaken = &taken;
+        // The first block comes with the chunk, then two refills of half a
+        // bin: nothing is left anywhere.
+        for (unsigned int i = 0; i <= limit; ++i)
+            blocks.push_back(allocator.malloc(40));
+        for (void* p : blocks)
+            allocator.free(p);
+    });
+    ASSERT_EQ(taken.size(), 3u);
+    EXPECT_EQ(taken[0], blocks[limit]) << "the bin the exit hook put on the free list";
+    EXPECT_EQ(taken[1], blocks[limit - 1]) << "then the batch";
+    EXPECT_EQ(taken[2], blocks[limit - 2]);
+    EXPECT_EQ(allocator.getFreeSlotCount(cls), limit - 2 + 1) << "the batch's rest and the block freed late";
+    EXPECT_EQ(allocator.getTotalSlots(cls), allocator.getInitialCount(cls));
+}
+
 // The cached block's word 1 links the bin, so a second free is refused as
 // for a block on the class's list, wherever the block sits in the bin.
 TEST(CMemThreadCache, SecondFreeOfACachedBlockWarnsOnceAndKeepsTheBin)
