@@ -73,8 +73,8 @@ public:
 
     void setAttribute(const char16_t* name, const CString& value);
     void setAttribute(const char16_t* name, const char16_t* value);
-    // Compares through getAttributeBool, so "True" counts as false; a missing
-    // attribute is always written.
+    // Compares through getAttributeBool with its default, so "True" and a
+    // missing attribute count as false: false writes nothing to either.
     void setAttribute(const char16_t* name, bool value);
     void setAttribute(const char16_t* name, int value);
     void setAttribute(const char16_t* name, unsigned int value);

@@ -367,7 +367,9 @@ void CXMLElement::setAttribute(const char16_t* name, const CString& value)
 
 void CXMLElement::setAttribute(const char16_t* name, bool value)
 {
-    if (hasAttribute(name) && getAttributeBool(name) == value)
+    // Compared through the conversion with its default: a missing attribute
+    // reads as false, so false leaves it missing.
+    if (getAttributeBool(name) == value)
         return;
     setAttribute(name, value ? u"true" : u"false");
 }

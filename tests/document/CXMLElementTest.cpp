@@ -87,6 +87,13 @@ TEST(CXMLElementAttributes, BoolComparesThroughItsConversion)
     EXPECT_EQ(str(e.getAttributeString(u"b")), u"True");
     e.setAttribute(u"b", true);
     EXPECT_EQ(str(e.getAttributeString(u"b")), u"true");
+    // A missing attribute reads as false too, so false writes nothing there;
+    // the other overloads compare texts, so a missing one is always written.
+    e.setAttribute(u"new", false);
+    EXPECT_FALSE(e.hasAttribute(u"new"));
+    e.setAttribute(u"zero", 0);
+    EXPECT_EQ(str(e.getAttributeString(u"zero")), u"0");
+    e.setAttribute(u"new", true);
     e.setAttribute(u"new", false);
     EXPECT_EQ(str(e.getAttributeString(u"new")), u"false");
 }
