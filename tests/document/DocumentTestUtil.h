@@ -1,13 +1,12 @@
 #pragma once
 
+#include <document/CXMLElement.h>
 #include <document/CXMLParser.h>
 #include <text/CString.h>
 
 #include "system/TempFolder.h"
 
-#include <cstdio>
 #include <string>
-#include <vector>
 
 namespace DocumentTest {
 
@@ -37,35 +36,26 @@ inline tagErrorPos errorOf(const Trell::CXMLParser& parser)
     return pos;
 }
 
+// The whole tree in one line, the text included even beside children (which
+// saving drops): name{a=1,b=2}'text'[child,child].
+inline std::u16string dump(const Trell::CXMLElement* e)
+{
+    std::u16string out = str(e->getName());
+    for (unsigned int i = 0; i < e->getAttributeCount(); ++i) {
+        const Trell::CString name = e->getAttributeNameByIndex(i);
+        out += (i ? u"," : u"{") + str(name) + u"=" + str(e->getAttributeString(name.buffer()));
+    }
+    if (e->hasAttributes())
+        out += u"}";
+    if (e->getText().length() > 0)
+        out += u"'" + str(e->getText()) + u"'";
+    for (unsigned int i = 0; i < e->getChildCount(); ++i)
+        out += (i ? u"," : u"[") + dump(e->getChildByIndex(i));
+    if (e->hasChildren())
+        out += u"]";
+    return out;
+}
+
 using TempFolder = CTempFolder;
-
-inline void writeBytes(const std::string& path, const std::vector<unsigned char>& bytes)
-{
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (!f)
-        return;
-    if (!bytes.empty())
-        std::fwrite(bytes.data(), 1, bytes.size(), f);
-    std::fclose(f);
-}
-
-inline std::vector<unsigned char> readBytes(const std::string& path)
-{
-    std::vector<unsigned char> bytes;
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (!f)
-        return bytes;
-    unsigned char buffer[4096];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0)
-        bytes.insert(bytes.end(), buffer, buffer + n);
-    std::fclose(f);
-    return bytes;
-}
-
-inline std::vector<unsigned char> bytesOf(const std::string& text)
-{
-    return std::vector<unsigned char>(text.begin(), text.end());
-}
 
 } // namespace DocumentTest
