@@ -307,6 +307,8 @@ TEST(CXMLParserFiles, LoadRules)
     const std::pair<std::string, const char16_t*> files[] = {
         {"<a/>", u"a"},
         {"\xEF\xBB\xBF<c/>", u"c"},
+        // Invalid bytes where a mark would stand are no mark: the decoder drops them.
+        {"<a\xBF/>", u"a"},
         // UTF-16LE with its mark, an odd trailing byte ignored.
         {std::string("\xFF\xFE<\0b\0/\0>\0x", 11), u"b"},
         // Big-endian text reads as an empty document.
