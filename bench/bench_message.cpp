@@ -1,8 +1,9 @@
 // Push + pop throughput of small messages through CMessageCenter, beside a
-// std::mutex + std::deque<std::unique_ptr<...>> queue with a condition
-// variable, with one consumer and one or two producers. Each iteration moves
-// kMessages messages; the consumer is the benchmark thread and blocks when
-// the queue is empty (the center wakes it through onMessageAvailable).
+// std::mutex + std::deque<std::unique_ptr<...>> queue, with one consumer and
+// one or two producers. Each iteration moves kMessages messages; the
+// consumer is the benchmark thread. Two shapes: the consumer blocks when the
+// queue is empty (the center wakes it through onMessageAvailable, the peer
+// through a condition variable), or it polls without ever sleeping.
 // Both sides allocate a message, push it, pop it and destroy it.
 
 #include <message/CMessageCenter.h>
@@ -55,6 +56,17 @@ public:
         return message;
     }
 
+    // Null when the queue is empty.
+    std::unique_ptr<tagPeerMessage> tryPop()
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        if (m_queue.empty())
+            return nullptr;
+        std::unique_ptr<tagPeerMessage> message = std::move(m_queue.front());
+        m_queue.pop_front();
+        return message;
+    }
+
 private:
     std::mutex m_mutex;
     std::condition_variable m_ready;
@@ -79,6 +91,37 @@ void BM_PeerQueue(benchmark::State& state)
         }
         for (unsigned int n = 0; n < kMessages / producers * producers; ++n)
             checksum += queue.pop()->id;
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+    benchmark::DoNotOptimize(checksum);
+    state.SetItemsProcessed(static_cast<long long>(state.iterations()) * (kMessages / producers * producers));
+}
+
+// A polling consumer: the peer's producers still notify (as they would for
+// a sleeping consumer), the consumer never waits.
+void BM_PeerQueuePolling(benchmark::State& state)
+{
+    const unsigned int producers = static_cast<unsigned int>(state.range(0));
+    CPeerQueue queue;
+    unsigned long long checksum = 0;
+    for (auto _ : state) {
+        std::vector<std::thread> threads;
+        for (unsigned int p = 0; p < producers; ++p) {
+            threads.emplace_back([&queue, producers] {
+                for (unsigned int i = 0; i < kMessages / producers; ++i) {
+                    std::unique_ptr<tagPeerMessage> message = std::make_unique<tagPeerMessage>();
+                    message->id = i;
+                    queue.push(std::move(message));
+                }
+            });
+        }
+        for (unsigned int n = 0; n < kMessages / producers * producers;) {
+            if (std::unique_ptr<tagPeerMessage> message = queue.tryPop()) {
+                checksum += message->id;
+                ++n;
+            }
+        }
         for (std::thread& thread : threads)
             thread.join();
     }
@@ -162,6 +205,33 @@ void BM_MessageCenter(benchmark::State& state)
     CMessageCenter::deleteInstance();
 }
 
+void BM_MessageCenterPolling(benchmark::State& state)
+{
+    const unsigned int producers = static_cast<unsigned int>(state.range(0));
+    CMessageCenter* center = CMessageCenter::getInstance();
+    unsigned long long checksum = 0;
+    for (auto _ : state) {
+        std::vector<std::thread> threads;
+        for (unsigned int p = 0; p < producers; ++p) {
+            threads.emplace_back([center, producers] {
+                for (unsigned int i = 0; i < kMessages / producers; ++i)
+                    center->pushMessage(new CMsgLogicEvent(i));
+            });
+        }
+        for (unsigned int n = 0; n < kMessages / producers * producers;) {
+            if (CObjectPtr<CBaseMessage> message = center->popMessage()) {
+                checksum += message->getID();
+                ++n;
+            }
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+    benchmark::DoNotOptimize(checksum);
+    state.SetItemsProcessed(static_cast<long long>(state.iterations()) * (kMessages / producers * producers));
+    CMessageCenter::deleteInstance();
+}
+
 } // namespace
 
 // Real time gives the rate; the CPU column is the whole process's CPU time,
@@ -175,6 +245,19 @@ BENCHMARK(BM_PeerQueue)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MessageCenter)
     ->Arg(1)
+    ->Arg(2)
+    ->ArgName("producers")
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+BENCHMARK(BM_PeerQueuePolling)
+    ->Arg(2)
+    ->ArgName("producers")
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MessageCenterPolling)
     ->Arg(2)
     ->ArgName("producers")
     ->MeasureProcessCPUTime()
