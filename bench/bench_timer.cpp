@@ -23,7 +23,8 @@
 #include <system/CTime.h>
 #include <timer/CTimer.h>
 #include <timer/CTimerManager.h>
-#include <timer/TimerClock.h>
+
+#include "message/TickClock.h"
 
 #include <benchmark/benchmark.h>
 
@@ -211,7 +212,7 @@ void BM_TimerManager(benchmark::State& state)
         CMessageCenter* pCenter = CMessageCenter::getInstance();
         pCenter->clearMessageList();
         pCenter->setListener(&listener);
-        TimerClock::setSource(&recordingClock);
+        TickClock::setSource(&recordingClock);
         CTimerManager::getInstance()->start();
 
         CTimer timer(g_uiDelay, 0);
@@ -232,7 +233,7 @@ void BM_TimerManager(benchmark::State& state)
         g_bRecordChecks.store(false);
         CTimerManager::getInstance()->stop();
         CTimerManager::deleteInstance();
-        TimerClock::setSource(nullptr);
+        TickClock::setSource(nullptr);
         pCenter->setListener(nullptr);
         pCenter->clearMessageList();
 

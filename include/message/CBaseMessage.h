@@ -6,7 +6,11 @@
 #include <foundation/Export.h>
 #include <text/CString.h>
 
+#include <cstdint>
+
 namespace Trell {
+
+class IMessageCenterListener;
 
 // Base of everything that travels through the message center. The type is
 // fixed by the subclass's constructor and selects the queue that holds the
@@ -57,14 +61,28 @@ public:
     CString getTypeName() const;
     static CString getTypeName(unsigned int uiType);
 
-    // Calls the matching callback of the message center's listener; the
-    // base message delivers nothing.
+    // Looks up the message center's listener once and hands it to
+    // deliverTo(); the base message delivers nothing.
     virtual void handleMessage();
+
+    // Queue hooks of the message center, so that it needs no knowledge of
+    // the message kinds that merge. Called with the center's lock held.
+    // Takes over the content of pNext, pushed right behind this message, and
+    // answers true (the center then destroys pNext); false when this kind
+    // does not merge.
+    virtual bool absorbNext(CBaseMessage* pNext);
+    // Drops what this message holds for the timer with that id; true when
+    // nothing is left to deliver (the center then destroys the message).
+    virtual bool dropTimerEntries(std::uintptr_t uiTimerID);
 
 protected:
     explicit CBaseMessage(EMessageType eType, unsigned int uiID = 0, CObject* pData = nullptr);
-    CBaseMessage(const CBaseMessage& other);
-    CBaseMessage& operator=(const CBaseMessage& other);
+    CBaseMessage(const CBaseMessage& other) = default;
+    CBaseMessage& operator=(const CBaseMessage& other) = default;
+
+    // Calls this message's callback of pListener (null when no listener is
+    // set; messages with a listener of their own still call that one).
+    virtual void deliverTo(IMessageCenterListener* pListener);
 
     // The payload pointer itself, for the callbacks (no reference is added).
     CObject* peekData() const { return m_pData.get(); }

@@ -12,8 +12,9 @@
 //   released, so a listener may push or pop from inside it.
 // - getInstance()/deleteInstance() do not lock: the host calls them from its
 //   main thread, before producers start and after they have stopped.
-// - The intake flag (lock()/unlock()) and the modifier flags are plain bools
-//   read and written without the lock.
+// - The intake flag (lock()/unlock()) and the modifier flags are atomics
+//   read and written without the lock: a push may race a lock() and still
+//   be queued, as with the mutex left out of lock().
 
 #include <foundation/CDataArray.h>
 #include <foundation/CMemory.h>
@@ -25,6 +26,7 @@
 #include <message/IMessageCenterListener.h>
 #include <platform/CSyncObject.h>
 
+#include <atomic>
 #include <cstdint>
 
 namespace Trell {
@@ -65,6 +67,9 @@ public:
 
     static CMessageCenter* getInstance();
     static void deleteInstance();
+    // Whether the singleton exists (asking does not create it): for callers
+    // that may run after deleteInstance at shutdown.
+    static bool hasInstance() { return s_pInstance != nullptr; }
 
     void setListener(IMessageCenterListener* pListener) { m_pListener = pListener; }
     IMessageCenterListener* getListener() const { return m_pListener; }
@@ -110,13 +115,13 @@ public:
     void clearMessageList();
 
     // Close and reopen the intake; they do not take the mutex.
-    void lock() { m_bLocked = true; }
-    void unlock() { m_bLocked = false; }
-    bool isLocked() const { return m_bLocked; }
+    void lock() { m_bLocked.store(true, std::memory_order_relaxed); }
+    void unlock() { m_bLocked.store(false, std::memory_order_relaxed); }
+    bool isLocked() const { return m_bLocked.load(std::memory_order_relaxed); }
 
-    bool isCtrlKeyPress() const { return m_bCtrlPressed; }
-    bool isShiftKeyPress() const { return m_bShiftPressed; }
-    bool isAltKeyPress() const { return m_bAltPressed; }
+    bool isCtrlKeyPress() const { return m_bCtrlPressed.load(std::memory_order_relaxed); }
+    bool isShiftKeyPress() const { return m_bShiftPressed.load(std::memory_order_relaxed); }
+    bool isAltKeyPress() const { return m_bAltPressed.load(std::memory_order_relaxed); }
 
 protected:
     CMessageCenter();
@@ -124,20 +129,23 @@ protected:
     CMessageCenter(const CMessageCenter& other);
     CMessageCenter& operator=(const CMessageCenter& other);
 
-    // Appenders used by pushMessage, called with the lock held.
-    void pushInputMessage(CBaseMessage* pMessage);
-    void pushDataMessage(CBaseMessage* pMessage);
-    void pushTimerMessage(CBaseMessage* pMessage);
-    void pushUserMessage(CBaseMessage* pMessage);
-    void pushRenderMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, bool bCoalesce);
+    // Appenders used by pushMessage, called with the lock held. Each answers
+    // whether its list kept the message; the caller destroys one that was
+    // not kept (merged, a duplicate, or out of memory) after unlocking.
+    bool pushInputMessage(CBaseMessage* pMessage);
+    bool pushDataMessage(CBaseMessage* pMessage);
+    bool pushTimerMessage(CBaseMessage* pMessage);
+    // Appends to the command list.
+    bool pushUserMessage(CBaseMessage* pMessage);
+    bool pushRenderMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, bool bCoalesce);
 
     // Whether the trailing run of render messages of `list` holds one with this ID.
     bool hasRenderMessageAtLast(CObjectList<CBaseMessage>& list, unsigned int uiID);
 
 private:
     CObjectList<CBaseMessage>& getPhaseList();
-    // Render and timer messages, which may coalesce or merge with what is queued.
-    void pushMergingMessage(CBaseMessage* pMessage);
+    // Queues by type with the lock held; false when the message is not kept.
+    bool append(CBaseMessage* pMessage);
     void deleteMatching(bool bByType, CBaseMessage::EMessageType eType, bool bByID, unsigned int uiID);
     void notifyMessageAvailable();
     // Hands a touch point to the cursor manager of its surface. The one place
@@ -156,10 +164,10 @@ private:
     unsigned int m_uiPhase;
     CDataArray<tagMessageListInfo> m_aryListInfo;
     CSyncObject m_syncObject;
-    bool m_bLocked;
-    bool m_bCtrlPressed;
-    bool m_bShiftPressed;
-    bool m_bAltPressed;
+    std::atomic<bool> m_bLocked;
+    std::atomic<bool> m_bCtrlPressed;
+    std::atomic<bool> m_bShiftPressed;
+    std::atomic<bool> m_bAltPressed;
 };
 
 } // namespace Trell

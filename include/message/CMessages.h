@@ -8,12 +8,14 @@
 
 namespace Trell {
 
+class IMessageCenterListener;
 class IMsgSystemListener;
 class IMsgUserListener;
 
 // The message classes of the engine's main loop. Each one fixes its type in
-// its constructor and delivers itself to the message center's listener in
-// handleMessage(); without a listener handling does nothing. Default
+// its constructor and delivers itself to the message center's listener
+// (handleMessage() of the base passes it in); without a listener handling
+// does nothing. Default
 // constructors leave the ID 0, the payload empty and their own fields zero.
 
 // A request to refresh one render target (ID = target).
@@ -25,11 +27,11 @@ public:
     CMsgRender();
     explicit CMsgRender(unsigned int uiID);
     ~CMsgRender() override;
-    void handleMessage() override;
 
 protected:
-    CMsgRender(const CMsgRender& other);
-    CMsgRender& operator=(const CMsgRender& other);
+    CMsgRender(const CMsgRender& other) = default;
+    CMsgRender& operator=(const CMsgRender& other) = default;
+    void deliverTo(IMessageCenterListener* pListener) override;
 };
 
 // A system command (ID = command) with an optional payload and an optional
@@ -59,11 +61,11 @@ public:
     CMsgSystem(unsigned int uiCommand, CObject* pData, IMsgSystemListener* pListener);
     ~CMsgSystem() override;
     IMsgSystemListener* getListener() const { return m_pListener; }
-    void handleMessage() override;
 
 protected:
-    CMsgSystem(const CMsgSystem& other);
-    CMsgSystem& operator=(const CMsgSystem& other);
+    CMsgSystem(const CMsgSystem& other) = default;
+    CMsgSystem& operator=(const CMsgSystem& other) = default;
+    void deliverTo(IMessageCenterListener* pListener) override;
 
 private:
     IMsgSystemListener* m_pListener; // not owned
@@ -76,11 +78,11 @@ class ECS_API CMsgQuit : public CBaseMessage
 public:
     CMsgQuit();
     ~CMsgQuit() override;
-    void handleMessage() override;
 
 protected:
-    CMsgQuit(const CMsgQuit& other);
-    CMsgQuit& operator=(const CMsgQuit& other);
+    CMsgQuit(const CMsgQuit& other) = default;
+    CMsgQuit& operator=(const CMsgQuit& other) = default;
+    void deliverTo(IMessageCenterListener* pListener) override;
 };
 
 // ID = the second constructor argument; the first is the gesture value.
@@ -93,11 +95,11 @@ public:
     CMsgGesture(unsigned int uiGesture, unsigned int uiID, CObject* pData);
     ~CMsgGesture() override;
     unsigned int getGesture() const { return m_uiGesture; }
-    void handleMessage() override;
 
 protected:
-    CMsgGesture(const CMsgGesture& other);
-    CMsgGesture& operator=(const CMsgGesture& other);
+    CMsgGesture(const CMsgGesture& other) = default;
+    CMsgGesture& operator=(const CMsgGesture& other) = default;
+    void deliverTo(IMessageCenterListener* pListener) override;
 
 private:
     unsigned int m_uiGesture;
@@ -113,11 +115,11 @@ public:
     CMsgHardkey(unsigned int uiKeyCode, unsigned int uiKeyStatus);
     ~CMsgHardkey() override;
     unsigned int getKeyStatus() const { return m_uiKeyStatus; }
-    void handleMessage() override;
 
 protected:
-    CMsgHardkey(const CMsgHardkey& other);
-    CMsgHardkey& operator=(const CMsgHardkey& other);
+    CMsgHardkey(const CMsgHardkey& other) = default;
+    CMsgHardkey& operator=(const CMsgHardkey& other) = default;
+    void deliverTo(IMessageCenterListener* pListener) override;
 
 private:
     unsigned int m_uiKeyStatus;
@@ -132,11 +134,11 @@ public:
     explicit CMsgIME(const CString& strText);
     ~CMsgIME() override;
     const CString& getText() const { return m_strText; }
-    void handleMessage() override;
 
 protected:
-    CMsgIME(const CMsgIME& other);
-    CMsgIME& operator=(const CMsgIME& other);
+    CMsgIME(const CMsgIME& other) = default;
+    CMsgIME& operator=(const CMsgIME& other) = default;
+    void deliverTo(IMessageCenterListener* pListener) override;
 
 private:
     CString m_strText;
@@ -151,11 +153,11 @@ public:
     CMsgLogicEvent();
     explicit CMsgLogicEvent(unsigned int uiEvent);
     ~CMsgLogicEvent() override;
-    void handleMessage() override;
 
 protected:
-    CMsgLogicEvent(const CMsgLogicEvent& other);
-    CMsgLogicEvent& operator=(const CMsgLogicEvent& other);
+    CMsgLogicEvent(const CMsgLogicEvent& other) = default;
+    CMsgLogicEvent& operator=(const CMsgLogicEvent& other) = default;
+    void deliverTo(IMessageCenterListener* pListener) override;
 };
 
 class ECS_API CMsgVoiceContent : public CBaseMessage
@@ -167,11 +169,11 @@ public:
     explicit CMsgVoiceContent(const CString& strText);
     ~CMsgVoiceContent() override;
     const CString& getText() const { return m_strText; }
-    void handleMessage() override;
 
 protected:
-    CMsgVoiceContent(const CMsgVoiceContent& other);
-    CMsgVoiceContent& operator=(const CMsgVoiceContent& other);
+    CMsgVoiceContent(const CMsgVoiceContent& other) = default;
+    CMsgVoiceContent& operator=(const CMsgVoiceContent& other) = default;
+    void deliverTo(IMessageCenterListener* pListener) override;
 
 private:
     CString m_strText;
@@ -185,11 +187,11 @@ public:
     CMsgDataContext();
     CMsgDataContext(unsigned int uiID, CObject* pData);
     ~CMsgDataContext() override;
-    void handleMessage() override;
 
 protected:
-    CMsgDataContext(const CMsgDataContext& other);
-    CMsgDataContext& operator=(const CMsgDataContext& other);
+    CMsgDataContext(const CMsgDataContext& other) = default;
+    CMsgDataContext& operator=(const CMsgDataContext& other) = default;
+    void deliverTo(IMessageCenterListener* pListener) override;
 };
 
 // A user command; otherwise as CMsgSystem.
@@ -202,11 +204,11 @@ public:
     CMsgUser(unsigned int uiCommand, CObject* pData, IMsgUserListener* pListener);
     ~CMsgUser() override;
     IMsgUserListener* getListener() const { return m_pListener; }
-    void handleMessage() override;
 
 protected:
-    CMsgUser(const CMsgUser& other);
-    CMsgUser& operator=(const CMsgUser& other);
+    CMsgUser(const CMsgUser& other) = default;
+    CMsgUser& operator=(const CMsgUser& other) = default;
+    void deliverTo(IMessageCenterListener* pListener) override;
 
 private:
     IMsgUserListener* m_pListener; // not owned

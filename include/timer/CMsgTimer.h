@@ -11,11 +11,14 @@
 
 namespace Trell {
 
+class CTimerManager;
+
 // The timer message (type 40): the expiries found by one or more checks of
 // the timer manager, delivered in order on the thread that handles messages.
 // The message center merges a newly pushed timer message into a timer
-// message waiting at the end of its timer queue (margeDataFrom), and purges
-// the records of a stopped timer from queued messages (deleteDataByID).
+// message waiting at the end of its timer queue (absorbNext, which is
+// margeDataFrom), and purges the records of a stopped timer from queued
+// messages (dropTimerEntries, which is deleteDataByID).
 // Not synchronised: the message center's lock guards a queued message, and a
 // popped one belongs to the consumer.
 class ECS_API CMsgTimer : public CBaseMessage
@@ -46,10 +49,14 @@ public:
     protected:
         friend class CMsgTimer;
 
-        CTimerData(const CTimerData& other);
-        CTimerData& operator=(const CTimerData& other);
+        CTimerData(const CTimerData& other) = default;
+        CTimerData& operator=(const CTimerData& other) = default;
 
     private:
+        // handleMessage() with the manager that the enclosing message looked
+        // up once (null: no manager, so no timer was deleted).
+        void deliver(CTimerManager* pManager);
+
         CTimer* m_pTimer;
         CTimer::ETimerStatus m_eStatus;
         unsigned int m_uiCount;
@@ -76,7 +83,13 @@ public:
     // last timer message was handled, then forgets those deletions.
     void handleMessage() override;
 
+    // Queue hooks: absorbs another CMsgTimer; drops a timer's records and
+    // reports an emptied message.
+    bool absorbNext(CBaseMessage* pNext) override;
+    bool dropTimerEntries(std::uintptr_t uiTimerID) override;
+
 protected:
+    // A copy holds copies of the records.
     CMsgTimer(const CMsgTimer& other);
     CMsgTimer& operator=(const CMsgTimer& other);
 

@@ -30,6 +30,7 @@
 #include <timer/CMsgTimer.h>
 #include <timer/CTimer.h>
 
+#include <atomic>
 #include <cstdint>
 
 namespace Trell {
@@ -94,6 +95,8 @@ private:
     // The worker sleeps on it between checks; only stop() signals it.
     CWaitObject m_waitPulse;
     CSyncObject m_syncDeleted;
+    // The size of the deleted array, readable without the lock.
+    std::atomic<unsigned int> m_uiDeletedCount;
 };
 
 } // namespace Trell

@@ -1,26 +1,12 @@
 #include <message/CBaseMessage.h>
 
+#include <message/CMessageCenter.h>
+
 namespace Trell {
 
 CBaseMessage::CBaseMessage(EMessageType eType, unsigned int uiID, CObject* pData)
     : CObject(), m_eType(eType), m_uiID(uiID), m_pData(pData)
 {
-}
-
-CBaseMessage::CBaseMessage(const CBaseMessage& other)
-    : CObject(other), m_eType(other.m_eType), m_uiID(other.m_uiID), m_pData(other.m_pData)
-{
-}
-
-CBaseMessage& CBaseMessage::operator=(const CBaseMessage& other)
-{
-    if (this != &other) {
-        CObject::operator=(other);
-        m_eType = other.m_eType;
-        m_uiID = other.m_uiID;
-        m_pData = other.m_pData;
-    }
-    return *this;
 }
 
 CBaseMessage::~CBaseMessage()
@@ -64,6 +50,22 @@ CString CBaseMessage::getTypeName(unsigned int uiType)
 
 void CBaseMessage::handleMessage()
 {
+    // Without a center there is no listener; asking must not create one.
+    deliverTo(CMessageCenter::hasInstance() ? CMessageCenter::getInstance()->getListener() : nullptr);
+}
+
+void CBaseMessage::deliverTo(IMessageCenterListener*)
+{
+}
+
+bool CBaseMessage::absorbNext(CBaseMessage*)
+{
+    return false;
+}
+
+bool CBaseMessage::dropTimerEntries(std::uintptr_t)
+{
+    return false;
 }
 
 } // namespace Trell

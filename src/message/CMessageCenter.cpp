@@ -2,9 +2,8 @@
 
 #include <message/CMessages.h>
 #include <platform/CAutoSync.h>
-#include <timer/CMsgTimer.h>
 
-#include "message/MessageClock.h"
+#include "message/TickClock.h"
 
 #include <cstring>
 
@@ -88,12 +87,24 @@ void CMessageCenter::pushQuitMessage()
 
 void CMessageCenter::pushRenderMessage(unsigned int uiID)
 {
+    // The duplicate test and the push share one critical section, so no
+    // other push can slip in between them.
+    CBaseMessage* pRejected = nullptr;
     {
         CAutoSync autoSync(m_syncObject);
-        if (hasRenderMessageAtLast(getPhaseList(), uiID))
+        CObjectList<CBaseMessage>& list = getPhaseList();
+        if (hasRenderMessageAtLast(list, uiID))
             return;
+        if (!m_bLocked.load(std::memory_order_relaxed)) {
+            CBaseMessage* pMessage = new CMsgRender(uiID);
+            if (!pMessage)
+                return;
+            if (!pushRenderMessage(list, pMessage, m_uiPhase == PHASE_INPUT))
+                pRejected = pMessage;
+        }
     }
-    pushMessage(new CMsgRender(uiID));
+    delete pRejected;
+    notifyMessageAvailable();
 }
 
 void CMessageCenter::pushSystemMessage(unsigned int uiCommand, CObject* pData, IMsgSystemListener* pListener)
@@ -113,7 +124,7 @@ void CMessageCenter::pushGestureMessage(unsigned int uiGesture, unsigned int uiI
 
 void CMessageCenter::pushHardkeyMessage(unsigned int uiKeyCode, unsigned int uiKeyStatus)
 {
-    bool* pFlag = nullptr;
+    std::atomic<bool>* pFlag = nullptr;
     if (uiKeyCode == KEY_CTRL)
         pFlag = &m_bCtrlPressed;
     else if (uiKeyCode == KEY_SHIFT)
@@ -122,9 +133,9 @@ void CMessageCenter::pushHardkeyMessage(unsigned int uiKeyCode, unsigned int uiK
         pFlag = &m_bAltPressed;
     if (pFlag) {
         if (uiKeyStatus >= 1 && uiKeyStatus <= 3)
-            *pFlag = true;
+            pFlag->store(true, std::memory_order_relaxed);
         else if (uiKeyStatus == 4 || uiKeyStatus == 5)
-            *pFlag = false;
+            pFlag->store(false, std::memory_order_relaxed);
     }
     pushMessage(new CMsgHardkey(uiKeyCode, uiKeyStatus));
 }
@@ -177,78 +188,49 @@ void CMessageCenter::pushMessage(CBaseMessage* pMessage)
 {
     if (!pMessage)
         return;
-    if (m_bLocked) {
-        delete pMessage;
-        notifyMessageAvailable();
-        return;
+    bool bKept = false;
+    if (!m_bLocked.load(std::memory_order_relaxed)) {
+        CAutoSync autoSync(m_syncObject);
+        bKept = append(pMessage);
     }
-    // Most messages are plain appends: their list and phase follow from the
-    // type alone, so the node is made before the lock is taken and the
-    // critical section only links it. Render and timer messages look at
-    // what is queued and take the general path.
-    CObjectList<CBaseMessage>* pAppendList = nullptr;
-    unsigned int uiNewPhase = 0; // 0 keeps the phase
+    if (!bKept) {
+        // Destroyed outside the lock: a payload's destructor may do anything.
+        delete pMessage;
+    }
+    notifyMessageAvailable();
+}
+
+bool CMessageCenter::append(CBaseMessage* pMessage)
+{
     switch (pMessage->getType()) {
+    case CBaseMessage::MESSAGE_TYPE_RENDER:
+        return pushRenderMessage(getPhaseList(), pMessage, m_uiPhase == PHASE_INPUT);
     case CBaseMessage::MESSAGE_TYPE_SYSTEM:
     case CBaseMessage::MESSAGE_TYPE_QUIT:
-        pAppendList = &m_listCommand;
-        break;
+        return pushUserMessage(pMessage);
     case CBaseMessage::MESSAGE_TYPE_TOUCH:
     case CBaseMessage::MESSAGE_TYPE_GESTURE:
     case CBaseMessage::MESSAGE_TYPE_HARDKEY:
     case CBaseMessage::MESSAGE_TYPE_IME:
     case CBaseMessage::MESSAGE_TYPE_LOGIC_EVENT:
     case CBaseMessage::MESSAGE_TYPE_VOICE_CONTENT:
-        pAppendList = &m_listInput;
-        uiNewPhase = PHASE_INPUT;
-        break;
+        m_uiPhase = PHASE_INPUT;
+        return pushInputMessage(pMessage);
     case CBaseMessage::MESSAGE_TYPE_DATA_CONTEXT:
     case CBaseMessage::MESSAGE_TYPE_SHARE_MEMORY:
     case CBaseMessage::MESSAGE_TYPE_DATA_TRANSFER:
     case CBaseMessage::MESSAGE_TYPE_HTTP_CONNECTOR:
     case CBaseMessage::MESSAGE_TYPE_WEB_BROWSER:
-        pAppendList = &m_listData;
-        uiNewPhase = PHASE_DATA;
-        break;
-    case CBaseMessage::MESSAGE_TYPE_USER:
-        pAppendList = &m_listCommand;
-        uiNewPhase = PHASE_USER;
-        break;
-    case CBaseMessage::MESSAGE_TYPE_RENDER:
+        m_uiPhase = PHASE_DATA;
+        return pushDataMessage(pMessage);
     case CBaseMessage::MESSAGE_TYPE_TIMER:
-        pushMergingMessage(pMessage);
-        notifyMessageAvailable();
-        return;
-    default:
-        delete pMessage;
-        notifyMessageAvailable();
-        return;
-    }
-
-    CObjectList<CBaseMessage>::tagNode* pNode = CObjectList<CBaseMessage>::makeNode(pMessage);
-    bool bAdded = false;
-    {
-        CAutoSync autoSync(m_syncObject);
-        bAdded = pNode && pAppendList->addNode(pNode);
-        if (uiNewPhase)
-            m_uiPhase = uiNewPhase;
-    }
-    if (!bAdded) {
-        // Destroyed outside the lock: a payload's destructor may do anything.
-        CObjectList<CBaseMessage>::freeNode(pNode);
-        delete pMessage;
-    }
-    notifyMessageAvailable();
-}
-
-void CMessageCenter::pushMergingMessage(CBaseMessage* pMessage)
-{
-    CAutoSync autoSync(m_syncObject);
-    if (pMessage->getType() == CBaseMessage::MESSAGE_TYPE_RENDER) {
-        pushRenderMessage(getPhaseList(), pMessage, m_uiPhase == PHASE_INPUT);
-    } else {
-        pushTimerMessage(pMessage);
         m_uiPhase = PHASE_TIMER;
+        return pushTimerMessage(pMessage);
+    case CBaseMessage::MESSAGE_TYPE_USER:
+        m_uiPhase = PHASE_USER;
+        return pushUserMessage(pMessage);
+    default:
+        return false;
     }
 }
 
@@ -258,40 +240,33 @@ void CMessageCenter::notifyMessageAvailable()
         pListener->onMessageAvailable();
 }
 
-void CMessageCenter::pushInputMessage(CBaseMessage* pMessage)
+bool CMessageCenter::pushInputMessage(CBaseMessage* pMessage)
 {
-    if (!m_listInput.add(pMessage))
-        delete pMessage;
+    return m_listInput.add(pMessage);
 }
 
-void CMessageCenter::pushDataMessage(CBaseMessage* pMessage)
+bool CMessageCenter::pushDataMessage(CBaseMessage* pMessage)
 {
-    if (!m_listData.add(pMessage))
-        delete pMessage;
+    return m_listData.add(pMessage);
 }
 
-void CMessageCenter::pushTimerMessage(CBaseMessage* pMessage)
+bool CMessageCenter::pushTimerMessage(CBaseMessage* pMessage)
 {
+    // Checks nobody has handled yet become one message, so a slow consumer
+    // gets one message per backlog; the message kind does the merging.
     CBaseMessage* pLast = m_listTimer.getLast();
     if (pLast && pMessage->getType() == CBaseMessage::MESSAGE_TYPE_TIMER
-        && pLast->getType() == CBaseMessage::MESSAGE_TYPE_TIMER) {
-        // Checks nobody has handled yet become one message, so a slow
-        // consumer gets one message per backlog.
-        static_cast<CMsgTimer*>(pLast)->margeDataFrom(static_cast<CMsgTimer*>(pMessage));
-        delete pMessage;
-        return;
-    }
-    if (!m_listTimer.add(pMessage))
-        delete pMessage;
+        && pLast->getType() == CBaseMessage::MESSAGE_TYPE_TIMER && pLast->absorbNext(pMessage))
+        return false;
+    return m_listTimer.add(pMessage);
 }
 
-void CMessageCenter::pushUserMessage(CBaseMessage* pMessage)
+bool CMessageCenter::pushUserMessage(CBaseMessage* pMessage)
 {
-    if (!m_listCommand.add(pMessage))
-        delete pMessage;
+    return m_listCommand.add(pMessage);
 }
 
-void CMessageCenter::pushRenderMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, bool bCoalesce)
+bool CMessageCenter::pushRenderMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, bool bCoalesce)
 {
     const unsigned int uiID = pMessage->getID();
     if (bCoalesce && list.moveLast() && list.movePrev()) {
@@ -310,12 +285,9 @@ void CMessageCenter::pushRenderMessage(CObjectList<CBaseMessage>& list, CBaseMes
         }
     }
     CBaseMessage* pLast = list.getLast();
-    if (pLast && isRender(pLast) && pLast->getID() == uiID) {
-        delete pMessage;
-        return;
-    }
-    if (!list.add(pMessage))
-        delete pMessage;
+    if (pLast && isRender(pLast) && pLast->getID() == uiID)
+        return false;
+    return list.add(pMessage);
 }
 
 bool CMessageCenter::hasRenderMessageAtLast(CObjectList<CBaseMessage>& list, unsigned int uiID)
@@ -351,24 +323,24 @@ CObjectPtr<CBaseMessage> CMessageCenter::popMessage()
     // both the command check and the weighted choice. A command pop discards
     // the copy and the clock reading, so the table and the clock's base are
     // touched only by weighted passes.
-    const unsigned int uiTick = MessageClock::readTick();
+    const unsigned int uiTick = TickClock::now();
     const unsigned int uiRows = m_aryListInfo.getCount() < 4 ? m_aryListInfo.getCount() : 4;
     tagMessageListInfo rows[4];
     std::memcpy(rows, m_aryListInfo.getData(), uiRows * sizeof(tagMessageListInfo));
-    const unsigned int uiNow = MessageClock::peekSinceBase(uiTick);
+    const unsigned int uiNow = TickClock::peekSchedulingTime(uiTick);
     for (unsigned int i = 0; i < uiRows; ++i)
         rows[i].uiScore = (uiNow - rows[i].uiLastTime) * rows[i].uiWeight;
-    // Swapping only on a strictly smaller score keeps rows with equal scores
-    // in their order, and the table keeps its sorted order between pops:
-    // both decide ties and are relied upon.
-    for (unsigned int uiPass = 0; uiPass + 1 < uiRows; ++uiPass) {
-        for (unsigned int j = 0; j + 1 < uiRows - uiPass; ++j) {
-            if (rows[j + 1].uiScore < rows[j].uiScore) {
-                const tagMessageListInfo tmp = rows[j];
-                rows[j] = rows[j + 1];
-                rows[j + 1] = tmp;
-            }
-        }
+    // Ascending by score, a row moving only past strictly greater scores:
+    // rows with equal scores keep their order, and the table keeps its
+    // sorted order between pops; both decide ties and are relied upon.
+    // (The same order as a bubble sort that swaps on a strictly smaller
+    // score; on the usual, already sorted table it costs three compares.)
+    for (unsigned int i = 1; i < uiRows; ++i) {
+        const tagMessageListInfo row = rows[i];
+        unsigned int j = i;
+        for (; j > 0 && row.uiScore < rows[j - 1].uiScore; --j)
+            rows[j] = rows[j - 1];
+        rows[j] = row;
     }
 
     // The node is unlinked under the lock and freed after it is released.
@@ -394,7 +366,7 @@ CObjectPtr<CBaseMessage> CMessageCenter::popMessage()
         }
     }
     if (bWeighted) {
-        MessageClock::commitBase(uiTick);
+        TickClock::commitSchedulingBase(uiTick);
         std::memcpy(m_aryListInfo.getData(), rows, uiRows * sizeof(tagMessageListInfo));
     }
     if (pNode) {
@@ -462,15 +434,10 @@ void CMessageCenter::deleteTimerMessage(std::uintptr_t uiTimerID)
     bool bOn = m_listTimer.moveFirst();
     while (bOn) {
         CBaseMessage* pMessage = m_listTimer.getCurrent();
-        if (pMessage->getType() == CBaseMessage::MESSAGE_TYPE_TIMER) {
-            CMsgTimer* pTimerMessage = static_cast<CMsgTimer*>(pMessage);
-            pTimerMessage->deleteDataByID(uiTimerID);
-            if (pTimerMessage->getDataCount() == 0) {
-                bOn = m_listTimer.removeCurrent();
-                continue;
-            }
-        }
-        bOn = m_listTimer.moveNext();
+        if (pMessage->getType() == CBaseMessage::MESSAGE_TYPE_TIMER && pMessage->dropTimerEntries(uiTimerID))
+            bOn = m_listTimer.removeCurrent();
+        else
+            bOn = m_listTimer.moveNext();
     }
 }
 

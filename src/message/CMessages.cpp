@@ -1,36 +1,20 @@
 #include <message/CMessages.h>
 
-#include <message/CMessageCenter.h>
 #include <message/IMessageCenterListener.h>
 #include <message/IMsgSystemListener.h>
 #include <message/IMsgUserListener.h>
 
 namespace Trell {
 
-namespace {
-
-IMessageCenterListener* centerListener()
-{
-    return CMessageCenter::getInstance()->getListener();
-}
-
-} // namespace
-
 // --- CMsgRender ---
 
 CMsgRender::CMsgRender() : CBaseMessage(MESSAGE_TYPE_RENDER) {}
 CMsgRender::CMsgRender(unsigned int uiID) : CBaseMessage(MESSAGE_TYPE_RENDER, uiID) {}
-CMsgRender::CMsgRender(const CMsgRender& other) : CBaseMessage(other) {}
-CMsgRender& CMsgRender::operator=(const CMsgRender& other)
-{
-    CBaseMessage::operator=(other);
-    return *this;
-}
 CMsgRender::~CMsgRender() {}
 
-void CMsgRender::handleMessage()
+void CMsgRender::deliverTo(IMessageCenterListener* pListener)
 {
-    if (IMessageCenterListener* pListener = centerListener())
+    if (pListener)
         pListener->onHandleRenderMessage(getID());
 }
 
@@ -57,18 +41,11 @@ CMsgSystem::CMsgSystem(unsigned int uiCommand, CObject* pData, IMsgSystemListene
     : CBaseMessage(MESSAGE_TYPE_SYSTEM, uiCommand, pData), m_pListener(pListener)
 {
 }
-CMsgSystem::CMsgSystem(const CMsgSystem& other) : CBaseMessage(other), m_pListener(other.m_pListener) {}
-CMsgSystem& CMsgSystem::operator=(const CMsgSystem& other)
-{
-    CBaseMessage::operator=(other);
-    m_pListener = other.m_pListener;
-    return *this;
-}
 CMsgSystem::~CMsgSystem() {}
 
-void CMsgSystem::handleMessage()
+void CMsgSystem::deliverTo(IMessageCenterListener* pListener)
 {
-    if (IMessageCenterListener* pListener = centerListener())
+    if (pListener)
         pListener->onHandleSystemMessage(getID(), peekData());
     if (m_pListener)
         m_pListener->onHandleSystemMessage(getID(), peekData());
@@ -77,17 +54,11 @@ void CMsgSystem::handleMessage()
 // --- CMsgQuit ---
 
 CMsgQuit::CMsgQuit() : CBaseMessage(MESSAGE_TYPE_QUIT) {}
-CMsgQuit::CMsgQuit(const CMsgQuit& other) : CBaseMessage(other) {}
-CMsgQuit& CMsgQuit::operator=(const CMsgQuit& other)
-{
-    CBaseMessage::operator=(other);
-    return *this;
-}
 CMsgQuit::~CMsgQuit() {}
 
-void CMsgQuit::handleMessage()
+void CMsgQuit::deliverTo(IMessageCenterListener* pListener)
 {
-    if (IMessageCenterListener* pListener = centerListener())
+    if (pListener)
         pListener->onHandleQuitMessage();
 }
 
@@ -98,18 +69,11 @@ CMsgGesture::CMsgGesture(unsigned int uiGesture, unsigned int uiID, CObject* pDa
     : CBaseMessage(MESSAGE_TYPE_GESTURE, uiID, pData), m_uiGesture(uiGesture)
 {
 }
-CMsgGesture::CMsgGesture(const CMsgGesture& other) : CBaseMessage(other), m_uiGesture(other.m_uiGesture) {}
-CMsgGesture& CMsgGesture::operator=(const CMsgGesture& other)
-{
-    CBaseMessage::operator=(other);
-    m_uiGesture = other.m_uiGesture;
-    return *this;
-}
 CMsgGesture::~CMsgGesture() {}
 
-void CMsgGesture::handleMessage()
+void CMsgGesture::deliverTo(IMessageCenterListener* pListener)
 {
-    if (IMessageCenterListener* pListener = centerListener())
+    if (pListener)
         pListener->onHandleGestureMessage(m_uiGesture, getID(), peekData());
 }
 
@@ -120,18 +84,11 @@ CMsgHardkey::CMsgHardkey(unsigned int uiKeyCode, unsigned int uiKeyStatus)
     : CBaseMessage(MESSAGE_TYPE_HARDKEY, uiKeyCode), m_uiKeyStatus(uiKeyStatus)
 {
 }
-CMsgHardkey::CMsgHardkey(const CMsgHardkey& other) : CBaseMessage(other), m_uiKeyStatus(other.m_uiKeyStatus) {}
-CMsgHardkey& CMsgHardkey::operator=(const CMsgHardkey& other)
-{
-    CBaseMessage::operator=(other);
-    m_uiKeyStatus = other.m_uiKeyStatus;
-    return *this;
-}
 CMsgHardkey::~CMsgHardkey() {}
 
-void CMsgHardkey::handleMessage()
+void CMsgHardkey::deliverTo(IMessageCenterListener* pListener)
 {
-    if (IMessageCenterListener* pListener = centerListener())
+    if (pListener)
         pListener->onHandleHardkeyMessage(getID(), m_uiKeyStatus);
 }
 
@@ -139,18 +96,11 @@ void CMsgHardkey::handleMessage()
 
 CMsgIME::CMsgIME() : CBaseMessage(MESSAGE_TYPE_IME) {}
 CMsgIME::CMsgIME(const CString& strText) : CBaseMessage(MESSAGE_TYPE_IME), m_strText(strText) {}
-CMsgIME::CMsgIME(const CMsgIME& other) : CBaseMessage(other), m_strText(other.m_strText) {}
-CMsgIME& CMsgIME::operator=(const CMsgIME& other)
-{
-    CBaseMessage::operator=(other);
-    m_strText = other.m_strText;
-    return *this;
-}
 CMsgIME::~CMsgIME() {}
 
-void CMsgIME::handleMessage()
+void CMsgIME::deliverTo(IMessageCenterListener* pListener)
 {
-    if (IMessageCenterListener* pListener = centerListener())
+    if (pListener)
         pListener->onHandleIMEMessage(m_strText);
 }
 
@@ -158,17 +108,11 @@ void CMsgIME::handleMessage()
 
 CMsgLogicEvent::CMsgLogicEvent() : CBaseMessage(MESSAGE_TYPE_LOGIC_EVENT) {}
 CMsgLogicEvent::CMsgLogicEvent(unsigned int uiEvent) : CBaseMessage(MESSAGE_TYPE_LOGIC_EVENT, uiEvent) {}
-CMsgLogicEvent::CMsgLogicEvent(const CMsgLogicEvent& other) : CBaseMessage(other) {}
-CMsgLogicEvent& CMsgLogicEvent::operator=(const CMsgLogicEvent& other)
-{
-    CBaseMessage::operator=(other);
-    return *this;
-}
 CMsgLogicEvent::~CMsgLogicEvent() {}
 
-void CMsgLogicEvent::handleMessage()
+void CMsgLogicEvent::deliverTo(IMessageCenterListener* pListener)
 {
-    if (IMessageCenterListener* pListener = centerListener())
+    if (pListener)
         pListener->onHandleLogicEventMessage(getID());
 }
 
@@ -179,18 +123,11 @@ CMsgVoiceContent::CMsgVoiceContent(const CString& strText)
     : CBaseMessage(MESSAGE_TYPE_VOICE_CONTENT), m_strText(strText)
 {
 }
-CMsgVoiceContent::CMsgVoiceContent(const CMsgVoiceContent& other) : CBaseMessage(other), m_strText(other.m_strText) {}
-CMsgVoiceContent& CMsgVoiceContent::operator=(const CMsgVoiceContent& other)
-{
-    CBaseMessage::operator=(other);
-    m_strText = other.m_strText;
-    return *this;
-}
 CMsgVoiceContent::~CMsgVoiceContent() {}
 
-void CMsgVoiceContent::handleMessage()
+void CMsgVoiceContent::deliverTo(IMessageCenterListener* pListener)
 {
-    if (IMessageCenterListener* pListener = centerListener())
+    if (pListener)
         pListener->onHandleVoiceContentMessage(m_strText);
 }
 
@@ -201,17 +138,11 @@ CMsgDataContext::CMsgDataContext(unsigned int uiID, CObject* pData)
     : CBaseMessage(MESSAGE_TYPE_DATA_CONTEXT, uiID, pData)
 {
 }
-CMsgDataContext::CMsgDataContext(const CMsgDataContext& other) : CBaseMessage(other) {}
-CMsgDataContext& CMsgDataContext::operator=(const CMsgDataContext& other)
-{
-    CBaseMessage::operator=(other);
-    return *this;
-}
 CMsgDataContext::~CMsgDataContext() {}
 
-void CMsgDataContext::handleMessage()
+void CMsgDataContext::deliverTo(IMessageCenterListener* pListener)
 {
-    if (IMessageCenterListener* pListener = centerListener())
+    if (pListener)
         pListener->onHandleDataContextMessage(getID(), peekData());
 }
 
@@ -222,18 +153,11 @@ CMsgUser::CMsgUser(unsigned int uiCommand, CObject* pData, IMsgUserListener* pLi
     : CBaseMessage(MESSAGE_TYPE_USER, uiCommand, pData), m_pListener(pListener)
 {
 }
-CMsgUser::CMsgUser(const CMsgUser& other) : CBaseMessage(other), m_pListener(other.m_pListener) {}
-CMsgUser& CMsgUser::operator=(const CMsgUser& other)
-{
-    CBaseMessage::operator=(other);
-    m_pListener = other.m_pListener;
-    return *this;
-}
 CMsgUser::~CMsgUser() {}
 
-void CMsgUser::handleMessage()
+void CMsgUser::deliverTo(IMessageCenterListener* pListener)
 {
-    if (IMessageCenterListener* pListener = centerListener())
+    if (pListener)
         pListener->onHandleUserMessage(getID(), peekData());
     if (m_pListener)
         m_pListener->onHandleUserMessage(getID(), peekData());

@@ -19,8 +19,8 @@ list(APPEND ECS_SOURCES
     src/message/CHardkeyTable.cpp
     src/message/CMessageCenter.cpp
     src/message/CMessageCenterProxy.cpp
-    src/message/MessageClock.h
-    src/message/MessageClock.cpp
+    src/message/TickClock.h
+    src/message/TickClock.cpp
     src/message/MessageLog.h
     src/message/MessageLog.cpp
     src/message/CEventDispatcher.cpp

@@ -13,28 +13,14 @@ CMsgTimer::CTimerData::CTimerData(CTimer* pTimer, CTimer::ETimerStatus eStatus, 
 {
 }
 
-CMsgTimer::CTimerData::CTimerData(const CTimerData& other)
-    : CObject(other),
-      m_pTimer(other.m_pTimer),
-      m_eStatus(other.m_eStatus),
-      m_uiCount(other.m_uiCount),
-      m_uiID(other.m_uiID)
-{
-}
-
-CMsgTimer::CTimerData& CMsgTimer::CTimerData::operator=(const CTimerData& other)
-{
-    CObject::operator=(other);
-    m_pTimer = other.m_pTimer;
-    m_eStatus = other.m_eStatus;
-    m_uiCount = other.m_uiCount;
-    m_uiID = other.m_uiID;
-    return *this;
-}
-
 CMsgTimer::CTimerData::~CTimerData() = default;
 
 void CMsgTimer::CTimerData::handleMessage()
+{
+    deliver(CTimerManager::hasInstance() ? CTimerManager::getInstance() : nullptr);
+}
+
+void CMsgTimer::CTimerData::deliver(CTimerManager* pManager)
 {
     if (!m_pTimer)
         return;
@@ -48,7 +34,7 @@ void CMsgTimer::CTimerData::handleMessage()
     pListener->onTimerComplete(m_pTimer);
     // A listener that deleted (or stopped) the timer from its callback put
     // the id on the deleted list; the timer must not be touched then.
-    if (CTimerManager::getInstance()->checkIsDeletedTimer(m_uiID))
+    if (pManager && pManager->checkIsDeletedTimer(m_uiID))
         return;
     m_pTimer->terminate();
 }
@@ -107,16 +93,32 @@ void CMsgTimer::margeDataFrom(CMsgTimer* pOther)
     other.setOwning(true);
 }
 
+bool CMsgTimer::absorbNext(CBaseMessage* pNext)
+{
+    CMsgTimer* pOther = dynamic_cast<CMsgTimer*>(pNext);
+    if (!pOther)
+        return false;
+    margeDataFrom(pOther);
+    return true;
+}
+
+bool CMsgTimer::dropTimerEntries(std::uintptr_t uiTimerID)
+{
+    deleteDataByID(uiTimerID);
+    return m_aryData.getCount() == 0;
+}
+
 void CMsgTimer::handleMessage()
 {
+    // Looked up once and handed to every record. Index loop: a callback
+    // cannot change this message (it is off the queue), but it may stop or
+    // delete any timer, which the deleted list reports for the records that
+    // follow.
     CTimerManager* pManager = CTimerManager::getInstance();
-    // Index loop: a callback cannot change this message (it is off the
-    // queue), but it may stop or delete any timer, which the deleted list
-    // reports for the records that follow.
     for (unsigned int i = 0; i < m_aryData.getCount(); ++i) {
         CTimerData* pData = m_aryData[i];
         if (!pManager->checkIsDeletedTimer(pData->getID()))
-            pData->handleMessage();
+            pData->deliver(pManager);
     }
     pManager->clearDeletedTimer();
 }

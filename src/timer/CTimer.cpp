@@ -2,7 +2,8 @@
 
 #include <timer/CMsgTimer.h>
 #include <timer/CTimerManager.h>
-#include <timer/TimerClock.h>
+
+#include "message/TickClock.h"
 
 namespace Trell {
 
@@ -67,7 +68,7 @@ CTimer::~CTimer()
 void CTimer::reset()
 {
     m_uiCurrentCount.store(0);
-    m_uiStartTime.store(TimerClock::now());
+    m_uiStartTime.store(TickClock::now());
 }
 
 void CTimer::setRepeatCount(unsigned int uiRepeatCount)
@@ -81,7 +82,7 @@ void CTimer::start()
     if (m_bRunning.load())
         return;
     m_bRunning.store(true);
-    m_uiStartTime.store(TimerClock::now());
+    m_uiStartTime.store(TickClock::now());
     m_uiCurrentCount.store(0);
     CTimerManager::getInstance()->addTimer(this);
 }

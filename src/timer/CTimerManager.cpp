@@ -1,16 +1,15 @@
 #include <timer/CTimerManager.h>
 
+#include <document/CConfigParser.h>
 #include <message/CMessageCenter.h>
 #include <platform/CAutoSync.h>
 #include <text/CString.h>
-#include <timer/TimerClock.h>
+
+#include "message/TickClock.h"
 
 namespace Trell {
 
 namespace {
-// Built-in settings of the timer thread's entry "tm".
-const char16_t* const TIMER_THREAD_NAME = u"tm";
-const int TIMER_THREAD_PRIORITY = 51;
 const unsigned int TIMER_CHECK_INTERVAL = 10;
 } // namespace
 
@@ -36,10 +35,9 @@ CTimerManager::CTimerManager()
       m_aryDeletedTimer(),
       m_uiCheckInterval(TIMER_CHECK_INTERVAL),
       m_waitPulse(CString()),
-      m_syncDeleted()
+      m_syncDeleted(),
+      m_uiDeletedCount(0)
 {
-    setThreadName(CString(TIMER_THREAD_NAME));
-    setThreadPriority(TIMER_THREAD_PRIORITY);
 }
 
 CTimerManager::~CTimerManager()
@@ -53,8 +51,16 @@ void CTimerManager::start()
 {
     if (m_bRunning.load())
         return;
-    setThreadName(CString(TIMER_THREAD_NAME));
-    setThreadPriority(TIMER_THREAD_PRIORITY);
+    // The configuration's "tm" entry; without a loaded configuration the
+    // entry's defaults (no name, the default priority).
+    if (CConfigParser::hasInstance()) {
+        const CConfigParser::tagThread* pThread = CConfigParser::getInstance()->getThread();
+        setThreadName(pThread->name[CConfigParser::tagThread::SLOT_TM]);
+        setThreadPriority(pThread->priority[CConfigParser::tagThread::SLOT_TM]);
+    } else {
+        setThreadName(CString());
+        setThreadPriority(CConfigParser::DEFAULT_THREAD_PRIORITY);
+    }
     startThread();
     // run() signals first thing, so timers started from here on are checked.
     m_waitSignal.wait(0);
@@ -88,6 +94,7 @@ void CTimerManager::addTimer(CTimer* pTimer)
         // delivered normally.
         CAutoSync lock(m_syncDeleted);
         m_aryDeletedTimer.remove(pTimer->getID());
+        m_uiDeletedCount.store(m_aryDeletedTimer.getCount());
     }
     m_waitWake.notify();
 }
@@ -106,12 +113,20 @@ void CTimerManager::removeTimer(CTimer* pTimer)
         CAutoSync lock(m_syncDeleted);
         if (!m_aryDeletedTimer.contains(uiID))
             m_aryDeletedTimer.add(uiID);
+        m_uiDeletedCount.store(m_aryDeletedTimer.getCount());
     }
-    CMessageCenter::getInstance()->deleteTimerMessage(uiID);
+    // At shutdown the center may already be gone: then nothing is queued,
+    // and asking must not build a new one that nobody deletes.
+    if (CMessageCenter::hasInstance())
+        CMessageCenter::getInstance()->deleteTimerMessage(uiID);
 }
 
 bool CTimerManager::checkIsDeletedTimer(std::uintptr_t uiID)
 {
+    // The usual case, nothing deleted, costs no lock. The count is written
+    // under the lock by the same main thread that delivers.
+    if (m_uiDeletedCount.load() == 0)
+        return false;
     CAutoSync lock(m_syncDeleted);
     return m_aryDeletedTimer.contains(uiID);
 }
@@ -120,6 +135,7 @@ void CTimerManager::clearDeletedTimer()
 {
     CAutoSync lock(m_syncDeleted);
     m_aryDeletedTimer.clear();
+    m_uiDeletedCount.store(0);
 }
 
 void CTimerManager::timerPulse(CMsgTimer::CTimerData* pData)
@@ -152,7 +168,7 @@ void CTimerManager::run()
 
         {
             CAutoSync lock(m_syncThread);
-            const unsigned int uiNow = TimerClock::now();
+            const unsigned int uiNow = TickClock::now();
             discardPending();
 
             for (unsigned int i = 0; i < m_aryTimer.getCount();) {

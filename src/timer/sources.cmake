@@ -6,6 +6,4 @@ list(APPEND ECS_HEADERS
 list(APPEND ECS_SOURCES
     src/timer/CTimer.cpp
     src/timer/CMsgTimer.cpp
-    src/timer/CTimerManager.cpp
-    src/timer/TimerClock.h
-    src/timer/TimerClock.cpp)
+    src/timer/CTimerManager.cpp)

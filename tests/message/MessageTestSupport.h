@@ -4,7 +4,7 @@
 #include <message/CBaseMessage.h>
 #include <message/CMessageCenter.h>
 
-#include "message/MessageClock.h"
+#include "message/TickClock.h"
 
 #include <atomic>
 
@@ -55,10 +55,10 @@ struct tagTestClock
     static void install(unsigned int uiStart)
     {
         s_uiTick = uiStart;
-        Trell::MessageClock::setTickSource(&tick);
+        Trell::TickClock::setSource(&tick);
     }
     static void advance(unsigned int uiMilliseconds) { s_uiTick += uiMilliseconds; }
-    static void uninstall() { Trell::MessageClock::setTickSource(nullptr); }
+    static void uninstall() { Trell::TickClock::setSource(nullptr); }
 };
 
 } // namespace MessageTest

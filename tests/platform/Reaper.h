@@ -6,6 +6,8 @@
 
 #include <text/CString.h>
 
+#include "support/WaitUntil.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -49,19 +51,6 @@ private:
     bool m_bDone = false;
     std::thread m_thread;
 };
-
-// Polls a condition until it holds or the deadline passes.
-template <class TCondition>
-bool waitUntil(TCondition condition, std::chrono::seconds deadline = std::chrono::seconds(60))
-{
-    const auto end = std::chrono::steady_clock::now() + deadline;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 // Library text of an ASCII string.
 inline Trell::CString toCString(const std::string& text)

@@ -9,7 +9,9 @@
 #include <timer/CMsgTimer.h>
 #include <timer/CTimer.h>
 #include <timer/CTimerManager.h>
-#include <timer/TimerClock.h>
+
+#include "message/TickClock.h"
+#include "support/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
@@ -91,24 +93,9 @@ inline unsigned int pumpMessages()
     }
 }
 
-constexpr std::chrono::seconds DEADLINE{30};
-
-// Waits (without pumping) until a condition holds; false at the deadline.
-template <class TCondition>
-bool waitUntil(TCondition condition, std::chrono::seconds deadline = DEADLINE)
-{
-    const auto end = std::chrono::steady_clock::now() + deadline;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
-
 // Runs the main loop until the condition holds; false when the deadline passes.
 template <class TCondition>
-bool pumpUntil(TCondition condition, std::chrono::seconds deadline = DEADLINE)
+bool pumpUntil(TCondition condition, std::chrono::seconds deadline = std::chrono::seconds(60))
 {
     return waitUntil([&] { return pumpMessages(), condition(); }, deadline);
 }
@@ -174,7 +161,7 @@ protected:
     {
         g_uiFakeNow.store(0);
         g_uiClockReads.store(0);
-        TimerClock::setSource(&fakeClock);
+        TickClock::setSource(&fakeClock);
         CMessageCenter::getInstance()->clearMessageList();
         CTimerManager::getInstance()->clearDeletedTimer();
         CTimerManager::getInstance()->start();
@@ -186,10 +173,10 @@ protected:
         CTimerManager::deleteInstance();
         CMessageCenter::getInstance()->clearMessageList();
         CMessageCenter::deleteInstance();
-        TimerClock::setSource(nullptr);
+        TickClock::setSource(nullptr);
     }
 
-    static void useTickClock() { TimerClock::setSource(nullptr); }
+    static void useTickClock() { TickClock::setSource(nullptr); }
 
     // Outlives the test's timers, which the test body destroys first.
     CRecordingListener m_listener;

@@ -1,38 +1,38 @@
-#include "message/MessageClock.h"
+#include "message/TickClock.h"
 
 #include <system/CTime.h>
 
 #include <atomic>
 
 namespace Trell {
-namespace MessageClock {
+namespace TickClock {
 
 namespace {
-
-unsigned int systemTick()
-{
-    return CTime::getTickCount();
-}
-
-std::atomic<PFN_TICK_SOURCE> s_pfnSource{&systemTick};
+std::atomic<PFN_TICK_SOURCE> s_pfnSource{nullptr};
 std::atomic<bool> s_bBaseTaken{false};
 std::atomic<unsigned int> s_uiBase{0};
-
 } // namespace
 
-unsigned int readTick()
+unsigned int now()
 {
-    return s_pfnSource.load(std::memory_order_relaxed)();
+    const PFN_TICK_SOURCE pfnSource = s_pfnSource.load(std::memory_order_relaxed);
+    return pfnSource ? pfnSource() : CTime::getTickCount();
 }
 
-unsigned int peekSinceBase(unsigned int uiTick)
+void setSource(PFN_TICK_SOURCE pfnSource)
+{
+    s_pfnSource.store(pfnSource);
+    s_bBaseTaken.store(false);
+}
+
+unsigned int peekSchedulingTime(unsigned int uiTick)
 {
     if (!s_bBaseTaken.load(std::memory_order_relaxed))
         return 0;
     return uiTick - s_uiBase.load(std::memory_order_relaxed);
 }
 
-void commitBase(unsigned int uiTick)
+void commitSchedulingBase(unsigned int uiTick)
 {
     if (s_bBaseTaken.load(std::memory_order_relaxed))
         return;
@@ -40,11 +40,5 @@ void commitBase(unsigned int uiTick)
     s_bBaseTaken.store(true, std::memory_order_relaxed);
 }
 
-void setTickSource(PFN_TICK_SOURCE pfnSource)
-{
-    s_pfnSource.store(pfnSource ? pfnSource : &systemTick);
-    s_bBaseTaken.store(false);
-}
-
-} // namespace MessageClock
+} // namespace TickClock
 } // namespace Trell
