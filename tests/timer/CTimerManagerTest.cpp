@@ -1,4 +1,10 @@
+#include <document/CConfigParser.h>
+
+#include "platform/Reaper.h"
 #include "timer/TimerTestSupport.h"
+
+#include <filesystem>
+#include <fstream>
 
 using namespace Trell;
 using namespace TimerTest;
@@ -7,24 +13,70 @@ namespace {
 
 using CTimerManagerTest = CTimerFixture;
 
-TEST_F(CTimerManagerTest, StartReturnsOnceTheNamedWorkerRuns)
+TEST_F(CTimerManagerTest, WorkerTakesNameAndPriorityFromTheTmEntry)
 {
     CTimerManager* pManager = CTimerManager::getInstance();
-    // The worker has reported its id before run() released start().
+    // No configuration loaded: the entry's defaults. The worker has reported
+    // its id before run() released start().
+    ASSERT_FALSE(CConfigParser::hasInstance());
     EXPECT_NE(pManager->getThreadID(), 0u);
-    EXPECT_TRUE(pManager->getThreadName() == CString(u"tm"));
+    EXPECT_TRUE(pManager->getThreadName().isEmpty());
     EXPECT_EQ(pManager->getThreadPriority(), 51);
     EXPECT_EQ(pManager->getCheckInterval(), 10u);
+    pManager->stop();
 
+    const std::string path = (std::filesystem::temp_directory_path() / "timer-thread-entry.xml").string();
+    std::ofstream(path) << "<engine><thread_set><thread id=\"mq\" name=\"main\" priority=\"7\"/>"
+                           "<thread id=\"tm\" name=\"ticker\" priority=\"42\"/></thread_set></engine>";
+    ASSERT_TRUE(CConfigParser::getInstance()->load(toCString(path)));
+    pManager->start();
+    EXPECT_TRUE(pManager->getThreadName() == CString(u"ticker"));
+    EXPECT_EQ(pManager->getThreadPriority(), 42);
     const unsigned int uiThreadID = pManager->getThreadID();
     pManager->start();
     EXPECT_EQ(pManager->getThreadID(), uiThreadID) << "a second start replaced the worker";
+    CConfigParser::deleteInstance();
+    std::filesystem::remove(path);
+}
 
+// Stop while the worker idles before its first timer, start straight after a
+// stop, and both with a timer running: no round hangs (the reaper ends a
+// hung run), and after each stop no worker is left checking.
+TEST_F(CTimerManagerTest, StopAndStartInQuickRoundsNeitherHangNorLeaveAWorker)
+{
+    CReaper reaper("timer manager stop/start rounds", std::chrono::seconds(120));
+    CTimerManager* pManager = CTimerManager::getInstance();
+    CTimer timer(10, 0);
+    timer.setListener(&m_listener);
+    for (unsigned int uiRound = 0; uiRound < 300; ++uiRound) {
+        pManager->stop();
+        pManager->start();
+        if (uiRound % 3 == 0)
+            timer.start();
+        if (uiRound % 3 == 2)
+            timer.stop();
+    }
+    timer.start();
     pManager->stop();
     EXPECT_EQ(pManager->getThreadID(), 0u);
-    pManager->stop();
+    const unsigned int uiReads = g_uiClockReads.load();
+    std::this_thread::sleep_for(std::chrono::milliseconds(40));
+    EXPECT_EQ(g_uiClockReads.load(), uiReads) << "a worker still checks after stop";
     pManager->start();
-    EXPECT_NE(pManager->getThreadID(), 0u);
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount(&timer) >= 1; }));
+    timer.stop();
+}
+
+// At shutdown the center may go first; stopping a timer then must not
+// build a new center that nobody deletes.
+TEST_F(CTimerManagerTest, RemoveTimerAfterTheCenterIsGoneLeavesItGone)
+{
+    CTimer timer(10, 0);
+    timer.start();
+    CMessageCenter::deleteInstance();
+    timer.stop();
+    EXPECT_FALSE(CMessageCenter::hasInstance());
 }
 
 TEST_F(CTimerManagerTest, IdleWorkerDoesNotCheck)
