@@ -1,8 +1,6 @@
 #include <message/CMessageCenter.h>
 #include <message/CMessages.h>
 #include <message/IMessageCenterListener.h>
-#include <timer/CMsgTimer.h>
-#include <timer/CTimer.h>
 
 #include "MessageTestSupport.h"
 
@@ -20,6 +18,7 @@
 
 using namespace Trell;
 using MessageTest::CCountedMessage;
+using MessageTest::CEntryMessage;
 using MessageTest::tagLifeCount;
 using MessageTest::tagTestClock;
 
@@ -142,9 +141,7 @@ protected:
         if (type == 1) {
             center->pushMessage(new CMsgRender(id));
         } else if (type == 40) {
-            CMsgTimer* message = new CMsgTimer();
-            message->addData(new CMsgTimer::CTimerData(nullptr, CTimer::TIMER_STATUS_PULSE, id));
-            center->pushMessage(message);
+            center->pushMessage(new CEntryMessage({id}));
         } else {
             center->pushMessage(new CCountedMessage(type, id));
         }
@@ -241,7 +238,7 @@ TEST_F(Scheduling, MixedFloodsFollowTheReferenceModel)
         ASSERT_EQ(static_cast<unsigned int>(message->getType()), expected.type) << "pop " << pops;
         ASSERT_EQ(message->getID(), expected.id) << "pop " << pops;
         if (expected.type == 40) {
-            ASSERT_EQ(static_cast<CMsgTimer*>(message.get())->getDataCount(), expected.records) << "pop " << pops;
+            ASSERT_EQ(static_cast<CEntryMessage*>(message.get())->m_entries.size(), expected.records) << "pop " << pops;
         }
     }
     // Drain what is left.
@@ -259,52 +256,29 @@ TEST_F(Scheduling, MixedFloodsFollowTheReferenceModel)
     EXPECT_GT(pops, 5000u);
 }
 
-// With one pop per millisecond the input list, served every pop, scores
-// 1 ms x 10. A list of weight w that was just served wins once its waiting
-// time d gives d x w > 10, so it waits at most 10 / w + 1 pops, and at least
-// the first d with d x w >= 10 (a tie may go either way).
-TEST_F(Scheduling, DataIsServedWithinItsBoundUnderAnInputFlood)
+// One pop per millisecond under a flood of one list: a list of weight w that
+// was just served beats the flooded list (weight W, served every pop, so
+// scoring 1 x W) once its waiting time d gives d x w > W; it waits at most
+// W / w + 1 pops and at least the first d with d x w >= W (a tie may go
+// either way). Each case: flood type, probe type, fewest and most pops.
+TEST_F(Scheduling, ListsAreServedWithinTheirBoundUnderAFlood)
 {
-    for (unsigned int i = 0; i < 3000; ++i)
-        push(20, i);
-    push(31, 0);
-    ASSERT_LE(popsUntil(31, 0, 100), 3u);
-    for (unsigned int round = 1; round <= 50; ++round) {
-        push(31, round);
-        const unsigned int waited = popsUntil(31, round, 100);
-        EXPECT_GE(waited, 2u) << "round " << round;
-        EXPECT_LE(waited, 10u / 5u + 1u) << "round " << round;
-    }
-    EXPECT_GT(center->getMessageCountByType(CBaseMessage::MESSAGE_TYPE_TOUCH), 2000u);
-}
-
-TEST_F(Scheduling, TimerIsServedWithinItsBoundUnderAnInputFlood)
-{
-    for (unsigned int i = 0; i < 3000; ++i)
-        push(20, i);
-    push(40, 0);
-    ASSERT_LE(popsUntil(40, 0, 100), 6u);
-    for (unsigned int round = 1; round <= 50; ++round) {
-        push(40, 0);
-        const unsigned int waited = popsUntil(40, 0, 100);
-        EXPECT_GE(waited, 5u) << "round " << round;
-        EXPECT_LE(waited, 10u / 2u + 1u) << "round " << round;
-    }
-}
-
-TEST_F(Scheduling, InputIsNotStarvedByADataFlood)
-{
-    for (unsigned int i = 0; i < 3000; ++i)
-        push(31, i);
-    push(20, 0);
-    const unsigned int first = popsUntil(20, 0, 100);
-    EXPECT_LE(first, 2u);
-    for (unsigned int round = 1; round <= 50; ++round) {
-        push(20, round);
-        // Input weighs twice as much as data: having waited one millisecond
-        // it matches data that waited two, and after two it beats any data
-        // that was served in between.
-        EXPECT_LE(popsUntil(20, round, 100), 2u) << "round " << round;
+    const unsigned int cases[][4] = {{20, 31, 2, 10 / 5 + 1}, {20, 40, 5, 10 / 2 + 1}, {31, 20, 1, 2}};
+    for (const auto& c : cases) {
+        center->clearMessageList();
+        for (unsigned int i = 0; i < 3000; ++i)
+            push(c[0], i);
+        // The probe's first wait depends on where the table stood.
+        push(c[1], 0);
+        ASSERT_LE(popsUntil(c[1], 0, 100), c[3] + 1) << c[0] << " floods " << c[1];
+        for (unsigned int round = 1; round <= 50; ++round) {
+            const unsigned int id = c[1] == 40 ? 0 : round; // a timer message's ID is 0
+            push(c[1], id);
+            const unsigned int waited = popsUntil(c[1], id, 100);
+            EXPECT_GE(waited, c[2]) << c[0] << " floods " << c[1] << ", round " << round;
+            EXPECT_LE(waited, c[3]) << c[0] << " floods " << c[1] << ", round " << round;
+        }
+        EXPECT_GT(center->getMessageCount(), 2000u);
     }
 }
 

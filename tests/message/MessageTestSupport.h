@@ -6,7 +6,10 @@
 
 #include "message/TickClock.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
+#include <vector>
 
 namespace MessageTest {
 
@@ -34,6 +37,30 @@ public:
         ++tagLifeCount::s_iConstructed;
     }
     ~CCountedMessage() override { ++tagLifeCount::s_iDestroyed; }
+};
+
+// A type 40 message holding timer ids, merging and dropping entries the way
+// the timer message does, so that the center's queue rules are tested here
+// without the timer family.
+class CEntryMessage : public CCountedMessage
+{
+public:
+    explicit CEntryMessage(std::vector<std::uintptr_t> entries) : CCountedMessage(40, 0), m_entries(std::move(entries)) {}
+    bool absorbNext(Trell::CBaseMessage* pNext) override
+    {
+        CEntryMessage* pOther = dynamic_cast<CEntryMessage*>(pNext);
+        if (!pOther)
+            return false;
+        m_entries.insert(m_entries.end(), pOther->m_entries.begin(), pOther->m_entries.end());
+        pOther->m_entries.clear();
+        return true;
+    }
+    bool dropTimerEntries(std::uintptr_t uiID) override
+    {
+        m_entries.erase(std::remove(m_entries.begin(), m_entries.end(), uiID), m_entries.end());
+        return m_entries.empty();
+    }
+    std::vector<std::uintptr_t> m_entries;
 };
 
 // A payload that reports its own destruction.
