@@ -1,3 +1,5 @@
+#include <message/CMessages.h>
+
 #include "timer/TimerTestSupport.h"
 
 using namespace Trell;
@@ -24,70 +26,54 @@ Contents contents(const CMsgTimer& message)
     return result;
 }
 
-TEST(CMsgTimer, AddDataIgnoresNullAndKeepsOrder)
-{
-    CTimer a, b;
-    CMsgTimer message;
-    message.addData(nullptr);
-    message.addData(new CMsgTimer::CTimerData(&a, CTimer::TIMER_STATUS_PULSE, 1));
-    message.addData(new CMsgTimer::CTimerData(&b, CTimer::TIMER_STATUS_COMPLETE, 7));
-    ASSERT_EQ(message.getDataCount(), 2u);
-    EXPECT_EQ(contents(message), (Contents{{&a, 1}, {&b, 7}}));
-    EXPECT_EQ(message.getDataAt(2), nullptr);
-}
-
-TEST(CMsgTimer, MargeDataFromMovesEveryRecordToTheEnd)
+TEST(CMsgTimer, RecordsKeepOrderThroughAddMergeAndDelete)
 {
     CTimer a, b, c;
     CMsgTimer* pTarget = makeMessage({{&a, 1}, {&b, 1}});
+    pTarget->addData(nullptr);
+    EXPECT_EQ(pTarget->getDataAt(2), nullptr);
     CMsgTimer* pSource = makeMessage({{&c, 1}, {&a, 2}, {&b, 2}});
     pTarget->margeDataFrom(pSource);
-    EXPECT_EQ(contents(*pTarget), (Contents{{&a, 1}, {&b, 1}, {&c, 1}, {&a, 2}, {&b, 2}}));
-    EXPECT_EQ(pSource->getDataCount(), 0u);
-    // The source no longer owns the records: deleting it leaves them intact
-    // (the sanitizer build would report a double delete).
-    delete pSource;
-    EXPECT_EQ(contents(*pTarget), (Contents{{&a, 1}, {&b, 1}, {&c, 1}, {&a, 2}, {&b, 2}}));
-
-    // Null and the message itself are ignored.
     pTarget->margeDataFrom(nullptr);
     pTarget->margeDataFrom(pTarget);
-    EXPECT_EQ(pTarget->getDataCount(), 5u);
-    // Into an empty message.
-    CMsgTimer empty;
-    empty.margeDataFrom(pTarget);
-    EXPECT_EQ(empty.getDataCount(), 5u);
-    EXPECT_EQ(pTarget->getDataCount(), 0u);
+    EXPECT_EQ(contents(*pTarget), (Contents{{&a, 1}, {&b, 1}, {&c, 1}, {&a, 2}, {&b, 2}}));
+    EXPECT_EQ(pSource->getDataCount(), 0u);
+    // The source no longer owns the records (the sanitizer build would
+    // report a double delete).
+    delete pSource;
+
+    pTarget->deleteDataByID(a.getID());
+    pTarget->deleteDataByID(0);
+    EXPECT_EQ(contents(*pTarget), (Contents{{&b, 1}, {&c, 1}, {&b, 2}}));
     delete pTarget;
-}
 
-TEST(CMsgTimer, DeleteDataByIDRemovesEveryRecordOfThatTimerOnly)
-{
-    CTimer a, b, c;
-    CMsgTimer* pMessage = makeMessage({{&a, 1}, {&b, 1}, {&a, 2}, {&c, 1}, {&a, 3}, {&b, 2}});
-    pMessage->deleteDataByID(a.getID());
-    EXPECT_EQ(contents(*pMessage), (Contents{{&b, 1}, {&c, 1}, {&b, 2}}));
-    // An unknown id changes nothing.
-    pMessage->deleteDataByID(a.getID());
-    pMessage->deleteDataByID(0);
-    EXPECT_EQ(pMessage->getDataCount(), 3u);
-    pMessage->deleteDataByID(b.getID());
-    pMessage->deleteDataByID(c.getID());
-    EXPECT_EQ(pMessage->getDataCount(), 0u);
-    delete pMessage;
-}
-
-// The id outlives the timer: records of a deleted timer are still found by it.
-TEST(CMsgTimer, RecordKeepsTheIDOfATimerThatIsGone)
-{
-    CTimer* pTimer = new CTimer();
-    const std::uintptr_t uiID = pTimer->getID();
+    // The id outlives the timer: records of a deleted timer are still found by it.
+    CTimer* pGone = new CTimer();
+    const std::uintptr_t uiID = pGone->getID();
     CMsgTimer message;
-    message.addData(new CMsgTimer::CTimerData(pTimer, CTimer::TIMER_STATUS_PULSE, 1));
-    delete pTimer;
+    message.addData(new CMsgTimer::CTimerData(pGone, CTimer::TIMER_STATUS_PULSE, 1));
+    delete pGone;
     EXPECT_EQ(message.getDataAt(0)->getID(), uiID);
     message.deleteDataByID(uiID);
     EXPECT_EQ(message.getDataCount(), 0u);
+}
+
+// The hooks the message center calls: only another timer message merges, and
+// dropping reports a message left without records.
+TEST(CMsgTimer, QueueHooksMergeTimerMessagesAndReportEmptiness)
+{
+    CTimer a, b;
+    CMsgTimer* pFirst = makeMessage({{&a, 1}});
+    CMsgTimer* pSecond = makeMessage({{&b, 1}, {&a, 2}});
+    CMsgRender render(1);
+    EXPECT_FALSE(pFirst->absorbNext(&render));
+    EXPECT_TRUE(pFirst->absorbNext(pSecond));
+    delete pSecond;
+    EXPECT_EQ(contents(*pFirst), (Contents{{&a, 1}, {&b, 1}, {&a, 2}}));
+    EXPECT_FALSE(pFirst->dropTimerEntries(a.getID()));
+    EXPECT_TRUE(pFirst->dropTimerEntries(b.getID()));
+    EXPECT_FALSE(render.dropTimerEntries(b.getID()));
+    delete pFirst;
 }
 
 using CMsgTimerDelivery = CTimerFixture;

@@ -10,24 +10,6 @@ using Counts = std::vector<unsigned int>;
 
 // ---- counted timers ------------------------------------------------------
 
-TEST_F(CTimerTest, RepeatCountOneOnlyCompletes)
-{
-    CTimer timer(100, 1);
-    listenAndStart(timer, m_listener);
-    EXPECT_TRUE(timer.isRunning());
-
-    g_uiFakeNow.store(100);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.completeCount() == 1; })) << "completion never arrived";
-    EXPECT_EQ(m_listener.pulseCount(), 0u);
-    EXPECT_FALSE(timer.isRunning());
-    EXPECT_EQ(timer.getCurrentCount(), 0u);
-
-    // Far past further due times nothing else arrives.
-    ASSERT_TRUE(settleAt(1000));
-    EXPECT_EQ(m_listener.completeCount(), 1u);
-    EXPECT_EQ(m_listener.pulseCount(), 0u);
-}
-
 TEST_F(CTimerTest, RepeatCountThreeReportsCountsOneAndTwoThenCompletes)
 {
     CTimer timer(100, 3);
@@ -74,6 +56,8 @@ TEST_F(CTimerTest, RepeatCountThreeOnTheTickClockIsNeverEarly)
     }
 }
 
+// A counted timer without listener ends at its last check while its
+// completion record is still queued; deleting it then must purge the record.
 TEST_F(CTimerTest, CompletionOfATimerWithoutListenerEndsItAtTheCheck)
 {
     CTimer timer(50, 2);
@@ -85,12 +69,26 @@ TEST_F(CTimerTest, CompletionOfATimerWithoutListenerEndsItAtTheCheck)
     timer.start();
     EXPECT_TRUE(timer.isRunning());
     timer.stop();
+    pumpMessages();
+
+    CTimer* pTimer = new CTimer(10, 1);
+    pTimer->start();
+    g_uiFakeNow.store(110);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+    EXPECT_FALSE(pTimer->isRunning());
+    delete pTimer;
+    EXPECT_EQ(queuedTimerMessages(), 0u);
 }
 
-TEST_F(CTimerTest, StartIsIgnoredWhileTheCompletionIsOnItsWay)
+// Repeat count 1: one completion, no pulse; start is ignored while the
+// completion is on its way.
+TEST_F(CTimerTest, RepeatCountOneOnlyCompletesAndIgnoresStartMeanwhile)
 {
     CTimer timer(10, 1);
     listenAndStart(timer, m_listener);
+    g_uiFakeNow.store(9);
+    ASSERT_TRUE(settle(2));
+    EXPECT_TRUE(m_listener.m_events.empty());
     g_uiFakeNow.store(10);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     // Completing: out of the manager but still marked running, so start does nothing.
@@ -100,6 +98,8 @@ TEST_F(CTimerTest, StartIsIgnoredWhileTheCompletionIsOnItsWay)
     EXPECT_EQ(timer.getCurrentCount(), 1u);
     ASSERT_TRUE(pumpUntil([&] { return m_listener.completeCount() == 1; }));
     EXPECT_FALSE(timer.isRunning());
+    EXPECT_EQ(timer.getCurrentCount(), 0u);
+    EXPECT_EQ(m_listener.pulseCount(), 0u);
 
     // After delivery it starts normally.
     timer.start();
@@ -256,24 +256,17 @@ TEST_F(CTimerTest, StopAfterThePopDeliversNothingAndIsForgottenAfterwards)
     timer.start();
     g_uiFakeNow.store(20);
     ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
-}
 
-TEST_F(CTimerTest, StopAndRestartBeforeDeliveryIsDeliveredNormally)
-{
-    CTimer timer(10, 0);
-    listenAndStart(timer, m_listener);
-    g_uiFakeNow.store(10);
-    CObjectPtr<CBaseMessage> pMessage = popQueuedTimerMessage();
+    // Stopped and restarted before the popped message is handled: the
+    // restart lifts the stop.
+    g_uiFakeNow.store(30);
+    pMessage = popQueuedTimerMessage();
     ASSERT_TRUE(pMessage);
     timer.stop();
     timer.start();
-    g_uiFakeNow.store(20);
     pMessage->handleMessage();
-    EXPECT_EQ(m_listener.pulseCount(), 1u) << "the restart did not lift the stop";
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 2; }));
+    EXPECT_EQ(m_listener.pulseCount(), 2u) << "the restart did not lift the stop";
 }
-
-// ---- deletion --------------------------------------------------------------
 
 TEST_F(CTimerTest, DeletedTimerIsNeverCalledBack)
 {
@@ -295,9 +288,6 @@ TEST_F(CTimerTest, DeletedTimerIsNeverCalledBack)
     EXPECT_TRUE(m_listener.m_events.empty());
 }
 
-// A counted timer without m_listener ends at its last check while its
-// completion record is still queued; deleting it then must not leave the
-// record pointing at it.
 TEST_F(CTimerTest, DeletingAFinishedTimerWithoutListenerPurgesItsCompletion)
 {
     CTimer* pTimer = new CTimer(10, 1);
