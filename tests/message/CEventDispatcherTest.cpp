@@ -74,32 +74,23 @@ TEST(CEventDispatcher, DispatchesInOrderAndSkipsBlockedListeners)
     EXPECT_EQ(log.size(), 6u);
 }
 
-TEST(CEventDispatcher, ListenerRemovingItselfDoesNotSkipTheNext)
+// A listener that removes or destroys itself in onEvent does not make the
+// next one be skipped.
+TEST(CEventDispatcher, ListenerLeavingMidDispatchDoesNotSkipTheNext)
 {
     std::vector<std::string> log;
     CPublisher publisher;
     CNamedListener a(&log, "a"), b(&log, "b"), c(&log, "c");
+    CNamedListener* d = new CNamedListener(&log, "d");
     publisher.addEventListener(&a);
     publisher.addEventListener(&b);
+    publisher.addEventListener(d);
     publisher.addEventListener(&c);
     a.whenCalled = [&] { publisher.removeEventListener(&a); };
+    d->whenCalled = [d] { delete d; };
     publisher.publish(1);
     publisher.publish(2);
-    EXPECT_EQ(log, (std::vector<std::string>{"a1", "b1", "c1", "b2", "c2"}));
-}
-
-TEST(CEventDispatcher, ListenerDestroyingItselfDoesNotSkipTheNext)
-{
-    std::vector<std::string> log;
-    CPublisher publisher;
-    CNamedListener* a = new CNamedListener(&log, "a");
-    CNamedListener b(&log, "b");
-    publisher.addEventListener(a);
-    publisher.addEventListener(&b);
-    a->whenCalled = [a] { delete a; };
-    publisher.publish(1);
-    publisher.publish(2);
-    EXPECT_EQ(log, (std::vector<std::string>{"a1", "b1", "b2"}));
+    EXPECT_EQ(log, (std::vector<std::string>{"a1", "b1", "d1", "c1", "b2", "c2"}));
 }
 
 TEST(CEventDispatcher, DestroyingTheDispatcherMidDispatchEndsItWithAWarning)
@@ -124,11 +115,14 @@ TEST(CEventDispatcher, EitherSideMayBeDestroyedFirst)
 {
     std::vector<std::string> log;
     CPublisher publisher;
+    CPublisher second;
     {
         CNamedListener shortLived(&log, "s");
         publisher.addEventListener(&shortLived);
+        second.addEventListener(&shortLived);
     }
-    publisher.publish(1); // the dead listener took itself out
+    publisher.publish(1); // the dead listener took itself out of both
+    second.publish(1);
     EXPECT_TRUE(log.empty());
 
     CNamedListener survivor(&log, "v");
