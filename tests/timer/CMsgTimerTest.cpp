@@ -100,24 +100,24 @@ TEST_F(CMsgTimerDelivery, SkipsRemovedTimersThenForgetsTheRemovals)
     delete pMessage;
 }
 
+// A completion calls the listener, then ends the timer; the ended timer stays
+// in the manager until the next check, so deleting it in between must take
+// it out (the sanitizer build reports a check of a freed timer).
 TEST_F(CMsgTimerDelivery, CompletionCallsTheListenerThenEndsTheTimer)
 {
-    CTimer timer(100, 2);
-    listenAndStart(timer, m_listener);
+    CTimer* pTimer = new CTimer(100, 2);
+    listenAndStart(*pTimer, m_listener);
     g_uiFakeNow.store(100);
     ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
-    EXPECT_EQ(timer.getCurrentCount(), 1u);
+    EXPECT_EQ(pTimer->getCurrentCount(), 1u);
 
-    // A completion record delivered by hand (the manager has the timer too,
-    // which the terminate makes it drop).
     g_uiFakeNow.store(150);
-    CMsgTimer::CTimerData record(&timer, CTimer::TIMER_STATUS_COMPLETE, 2);
+    CMsgTimer::CTimerData record(pTimer, CTimer::TIMER_STATUS_COMPLETE, 2);
     record.handleMessage();
     EXPECT_EQ(m_listener.completeCount(), 1u);
-    EXPECT_FALSE(timer.isRunning());
-    EXPECT_EQ(timer.getCurrentCount(), 0u);
-
-    // Dropped at the next check, with nothing more delivered.
+    EXPECT_FALSE(pTimer->isRunning());
+    EXPECT_EQ(pTimer->getCurrentCount(), 0u);
+    delete pTimer;
     ASSERT_TRUE(settleAt(1000));
     EXPECT_EQ(m_listener.m_events.size(), 2u);
 }

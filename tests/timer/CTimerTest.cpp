@@ -166,22 +166,11 @@ TEST_F(CTimerTest, SetRepeatCountOnARunningTimerRestartsTheCountButNotTheSchedul
     EXPECT_EQ(m_listener.counts(&timer), (Counts{1, 2, 3, 1, 2, 3}));
 }
 
-TEST_F(CTimerTest, NewDelayAppliesWithoutRestartingTheSchedule)
-{
-    CTimer timer(100, 0);
-    listenAndStart(timer, m_listener);
-    g_uiFakeNow.store(100);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
-    // Pulse 2 of a 50 ms schedule that began at 0 is due at 100: at once.
-    timer.setDelay(50);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 2; }));
-    ASSERT_TRUE(settle());
-    EXPECT_EQ(m_listener.pulseCount(), 2u);
-}
-
 // ---- start, reset, stop ------------------------------------------------------
 
-TEST_F(CTimerTest, StartOnARunningTimerDoesNotRestartItsSchedule)
+// The schedule is anchored at the start: a second start and a new delay
+// keep it, reset restarts it.
+TEST_F(CTimerTest, StartAndSetDelayKeepTheScheduleResetRestartsIt)
 {
     CTimer timer(100, 0);
     listenAndStart(timer, m_listener);
@@ -190,27 +179,23 @@ TEST_F(CTimerTest, StartOnARunningTimerDoesNotRestartItsSchedule)
     // Due at 100 from the first start (a restart would move it to 160).
     g_uiFakeNow.store(100);
     ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; })) << "start restarted the schedule";
-    EXPECT_EQ(timer.getCurrentCount(), 1u);
-}
+    // Pulse 2 of a 50 ms schedule that began at 0 is due at 100: at once.
+    timer.setDelay(50);
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 2; }));
+    ASSERT_TRUE(settle());
+    EXPECT_EQ(m_listener.pulseCount(), 2u);
 
-TEST_F(CTimerTest, ResetRestartsTheScheduleOfARunningTimer)
-{
-    CTimer timer(100, 0);
-    listenAndStart(timer, m_listener);
-    g_uiFakeNow.store(100);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
-
-    g_uiFakeNow.store(150);
+    g_uiFakeNow.store(140);
     timer.reset();
     EXPECT_EQ(timer.getCurrentCount(), 0u);
     EXPECT_TRUE(timer.isRunning());
-    // Pulse 2 of the old schedule (at 200) must not come...
-    g_uiFakeNow.store(249);
+    // Pulse 3 of the old schedule (at 150) must not come...
+    g_uiFakeNow.store(189);
     ASSERT_TRUE(settle());
-    EXPECT_EQ(m_listener.pulseCount(), 1u);
-    // ...pulse 1 of the new one comes at 250.
-    g_uiFakeNow.store(250);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 2; }));
+    EXPECT_EQ(m_listener.pulseCount(), 2u);
+    // ...pulse 1 of the new one comes at 190.
+    g_uiFakeNow.store(190);
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 3; }));
     EXPECT_EQ(m_listener.m_events.back().uiCount, 1u);
 }
 
@@ -286,32 +271,6 @@ TEST_F(CTimerTest, DeletedTimerIsNeverCalledBack)
     pMessage->handleMessage();
     pumpMessages();
     EXPECT_TRUE(m_listener.m_events.empty());
-}
-
-TEST_F(CTimerTest, DeletingAFinishedTimerWithoutListenerPurgesItsCompletion)
-{
-    CTimer* pTimer = new CTimer(10, 1);
-    pTimer->start();
-    g_uiFakeNow.store(10);
-    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
-    EXPECT_FALSE(pTimer->isRunning());
-    delete pTimer;
-    EXPECT_EQ(queuedTimerMessages(), 0u);
-    pumpMessages();
-}
-
-// A delivered completion leaves a restarted timer stopped but still in the
-// manager until the next check; deleting it in between must take it out.
-TEST_F(CTimerTest, DeletingATerminatedTimerTakesItOutOfTheManager)
-{
-    CTimer* pTimer = new CTimer(100, 0);
-    listenAndStart(*pTimer, m_listener);
-    CMsgTimer::CTimerData completion(pTimer, CTimer::TIMER_STATUS_COMPLETE, 1);
-    completion.handleMessage();
-    EXPECT_FALSE(pTimer->isRunning());
-    delete pTimer;
-    ASSERT_TRUE(settleAt(1000));
-    EXPECT_EQ(m_listener.m_events.size(), 1u);
 }
 
 // The m_listener may delete the timer from its completion callback; the
