@@ -61,7 +61,18 @@ void CTimerManager::start()
         setThreadName(CString());
         setThreadPriority(CConfigParser::DEFAULT_THREAD_PRIORITY);
     }
+    // Timers added before this start (or kept over a stop) must not wait for
+    // the next addTimer: the wake that announced them may have been taken by
+    // the previous worker. The old worker is gone once startThread returns,
+    // so the new one is the first to see this.
+    bool bHasTimers = false;
+    {
+        CAutoSync lock(m_syncThread);
+        bHasTimers = m_aryTimer.getCount() > 0;
+    }
     startThread();
+    if (bHasTimers)
+        m_waitWake.notify();
     // run() signals first thing, so timers started from here on are checked.
     m_waitSignal.wait(0);
 }
