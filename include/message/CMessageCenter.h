@@ -129,14 +129,12 @@ protected:
     CMessageCenter(const CMessageCenter& other);
     CMessageCenter& operator=(const CMessageCenter& other);
 
-    // Appenders used by pushMessage, called with the lock held. Each answers
-    // whether its list kept the message; the caller destroys one that was
-    // not kept (merged, a duplicate, or out of memory) after unlocking.
-    bool pushInputMessage(CBaseMessage* pMessage);
-    bool pushDataMessage(CBaseMessage* pMessage);
+    // The appenders of the messages that may merge with what is queued,
+    // called by pushMessage with the lock held (the other types are plain
+    // appends of a node made before the lock). Each answers whether its list
+    // kept the message; the caller destroys one that was not kept (merged,
+    // a duplicate, or out of memory) after unlocking.
     bool pushTimerMessage(CBaseMessage* pMessage);
-    // Appends to the command list.
-    bool pushUserMessage(CBaseMessage* pMessage);
     bool pushRenderMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, bool bCoalesce);
 
     // Whether the trailing run of render messages of `list` holds one with this ID.
@@ -144,8 +142,6 @@ protected:
 
 private:
     CObjectList<CBaseMessage>& getPhaseList();
-    // Queues by type with the lock held; false when the message is not kept.
-    bool append(CBaseMessage* pMessage);
     void deleteMatching(bool bByType, CBaseMessage::EMessageType eType, bool bByID, unsigned int uiID);
     void notifyMessageAvailable();
     // Hands a touch point to the cursor manager of its surface. The one place

@@ -188,66 +188,83 @@ void CMessageCenter::pushMessage(CBaseMessage* pMessage)
 {
     if (!pMessage)
         return;
-    bool bKept = false;
-    if (!m_bLocked.load(std::memory_order_relaxed)) {
-        CAutoSync autoSync(m_syncObject);
-        bKept = append(pMessage);
-    }
-    if (!bKept) {
-        // Destroyed outside the lock: a payload's destructor may do anything.
+    if (m_bLocked.load(std::memory_order_relaxed)) {
         delete pMessage;
+        notifyMessageAvailable();
+        return;
     }
-    notifyMessageAvailable();
-}
-
-bool CMessageCenter::append(CBaseMessage* pMessage)
-{
+    // Most messages are plain appends: their list and phase follow from the
+    // type alone, so the node is made before the lock is taken and the
+    // critical section only links it. Render and timer messages look at
+    // what is queued and go through their appenders under the lock.
+    CObjectList<CBaseMessage>* pAppendList = nullptr;
+    unsigned int uiNewPhase = 0; // 0 keeps the phase
     switch (pMessage->getType()) {
-    case CBaseMessage::MESSAGE_TYPE_RENDER:
-        return pushRenderMessage(getPhaseList(), pMessage, m_uiPhase == PHASE_INPUT);
     case CBaseMessage::MESSAGE_TYPE_SYSTEM:
     case CBaseMessage::MESSAGE_TYPE_QUIT:
-        return pushUserMessage(pMessage);
+        pAppendList = &m_listCommand;
+        break;
     case CBaseMessage::MESSAGE_TYPE_TOUCH:
     case CBaseMessage::MESSAGE_TYPE_GESTURE:
     case CBaseMessage::MESSAGE_TYPE_HARDKEY:
     case CBaseMessage::MESSAGE_TYPE_IME:
     case CBaseMessage::MESSAGE_TYPE_LOGIC_EVENT:
     case CBaseMessage::MESSAGE_TYPE_VOICE_CONTENT:
-        m_uiPhase = PHASE_INPUT;
-        return pushInputMessage(pMessage);
+        pAppendList = &m_listInput;
+        uiNewPhase = PHASE_INPUT;
+        break;
     case CBaseMessage::MESSAGE_TYPE_DATA_CONTEXT:
     case CBaseMessage::MESSAGE_TYPE_SHARE_MEMORY:
     case CBaseMessage::MESSAGE_TYPE_DATA_TRANSFER:
     case CBaseMessage::MESSAGE_TYPE_HTTP_CONNECTOR:
     case CBaseMessage::MESSAGE_TYPE_WEB_BROWSER:
-        m_uiPhase = PHASE_DATA;
-        return pushDataMessage(pMessage);
-    case CBaseMessage::MESSAGE_TYPE_TIMER:
-        m_uiPhase = PHASE_TIMER;
-        return pushTimerMessage(pMessage);
+        pAppendList = &m_listData;
+        uiNewPhase = PHASE_DATA;
+        break;
     case CBaseMessage::MESSAGE_TYPE_USER:
-        m_uiPhase = PHASE_USER;
-        return pushUserMessage(pMessage);
+        pAppendList = &m_listCommand;
+        uiNewPhase = PHASE_USER;
+        break;
+    case CBaseMessage::MESSAGE_TYPE_RENDER:
+    case CBaseMessage::MESSAGE_TYPE_TIMER:
+        break;
     default:
-        return false;
+        delete pMessage;
+        notifyMessageAvailable();
+        return;
     }
+
+    bool bKept = false;
+    CObjectList<CBaseMessage>::tagNode* pNode = nullptr;
+    if (pAppendList) {
+        pNode = CObjectList<CBaseMessage>::makeNode(pMessage);
+        if (pNode) {
+            CAutoSync autoSync(m_syncObject);
+            bKept = pAppendList->addNode(pNode);
+            if (uiNewPhase)
+                m_uiPhase = uiNewPhase;
+        }
+    } else {
+        CAutoSync autoSync(m_syncObject);
+        if (pMessage->getType() == CBaseMessage::MESSAGE_TYPE_RENDER) {
+            bKept = pushRenderMessage(getPhaseList(), pMessage, m_uiPhase == PHASE_INPUT);
+        } else {
+            bKept = pushTimerMessage(pMessage);
+            m_uiPhase = PHASE_TIMER;
+        }
+    }
+    if (!bKept) {
+        // Destroyed outside the lock: a payload's destructor may do anything.
+        CObjectList<CBaseMessage>::freeNode(pNode);
+        delete pMessage;
+    }
+    notifyMessageAvailable();
 }
 
 void CMessageCenter::notifyMessageAvailable()
 {
     if (IMessageCenterListener* pListener = m_pListener)
         pListener->onMessageAvailable();
-}
-
-bool CMessageCenter::pushInputMessage(CBaseMessage* pMessage)
-{
-    return m_listInput.add(pMessage);
-}
-
-bool CMessageCenter::pushDataMessage(CBaseMessage* pMessage)
-{
-    return m_listData.add(pMessage);
 }
 
 bool CMessageCenter::pushTimerMessage(CBaseMessage* pMessage)
@@ -259,11 +276,6 @@ bool CMessageCenter::pushTimerMessage(CBaseMessage* pMessage)
         && pLast->getType() == CBaseMessage::MESSAGE_TYPE_TIMER && pLast->absorbNext(pMessage))
         return false;
     return m_listTimer.add(pMessage);
-}
-
-bool CMessageCenter::pushUserMessage(CBaseMessage* pMessage)
-{
-    return m_listCommand.add(pMessage);
 }
 
 bool CMessageCenter::pushRenderMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, bool bCoalesce)
