@@ -267,8 +267,9 @@ TEST_F(MessageCenter, MessagesLeftInTheCenterDieWithIt)
         push(DATA, i);
         push(USER, i);
     }
+    push(1, 7); // user phase: the render list
     CObjectPtr<CBaseMessage> held = center->popMessage();
-    EXPECT_EQ(tagLifeCount::live(), 30);
+    EXPECT_EQ(tagLifeCount::live(), 31);
     CMessageCenter::deleteInstance();
     EXPECT_FALSE(CMessageCenter::hasInstance());
     center = CMessageCenter::getInstance();
