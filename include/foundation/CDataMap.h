@@ -26,22 +26,22 @@ class CDataMap : public CObject, public ContainerDetail::CAvlMapSurface<CDataMap
     TRELL_DECLARE_ALLOCATOR(u"CDataMap")
 
 public:
-    struct tagNode
+    // Key and value of one entry; tagNode adds the tree links after them.
+    struct tagEntry
     {
-        TRELL_DECLARE_ALLOCATOR(u"CDataMap::tagNode")
+        TRELL_DECLARE_ALLOCATOR(u"CDataMap::tagEntry")
 
         const K key;
         V value;
-        tagNode* pLeft;
-        tagNode* pRight;
-        tagNode* pParent;
-        int iLeftHeight;
-        int iRightHeight;
-        int iBalance;
 
-        tagNode(const K& k, const V& v)
-            : key(k), value(v), pLeft(nullptr), pRight(nullptr), pParent(nullptr),
-              iLeftHeight(0), iRightHeight(0), iBalance(0) {}
+        tagEntry(const K& k, const V& v) : key(k), value(v) {}
+    };
+
+    struct tagNode : public ContainerDetail::tagAvlNode<tagEntry, tagNode>
+    {
+        TRELL_DECLARE_ALLOCATOR(u"CDataMap::tagNode")
+
+        tagNode(const K& k, const V& v) : ContainerDetail::tagAvlNode<tagEntry, tagNode>(k, v) {}
     };
 
 private:

@@ -38,24 +38,16 @@ public:
         tagPair(std::piecewise_construct_t, V* v, A&&... keyArgs) : key(std::forward<A>(keyArgs)...), value(v) {}
     };
 
-    struct tagNode : public tagPair
+    struct tagNode : public ContainerDetail::tagAvlNode<tagPair, tagNode>
     {
         TRELL_DECLARE_ALLOCATOR(u"CObjectMap::tagNode")
 
-        tagNode* pLeft;
-        tagNode* pRight;
-        tagNode* pParent;
-        int iLeftHeight;
-        int iRightHeight;
-        int iBalance;
-
-        tagNode(const K& k, V* v)
-            : tagPair(k, v), pLeft(nullptr), pRight(nullptr), pParent(nullptr),
-              iLeftHeight(0), iRightHeight(0), iBalance(0) {}
+        tagNode(const K& k, V* v) : ContainerDetail::tagAvlNode<tagPair, tagNode>(k, v) {}
         template <class... A>
         tagNode(std::piecewise_construct_t, V* v, A&&... keyArgs)
-            : tagPair(std::piecewise_construct, v, std::forward<A>(keyArgs)...), pLeft(nullptr), pRight(nullptr),
-              pParent(nullptr), iLeftHeight(0), iRightHeight(0), iBalance(0) {}
+            : ContainerDetail::tagAvlNode<tagPair, tagNode>(std::piecewise_construct, v, std::forward<A>(keyArgs)...)
+        {
+        }
     };
 
 private:

@@ -22,21 +22,20 @@ class CSet : public CObject
     TRELL_DECLARE_ALLOCATOR(u"CSet")
 
 public:
-    struct tagNode
+    struct tagValue
+    {
+        TRELL_DECLARE_ALLOCATOR(u"CSet::tagValue")
+
+        const T key;
+
+        explicit tagValue(const T& value) : key(value) {}
+    };
+
+    struct tagNode : public ContainerDetail::tagAvlNode<tagValue, tagNode>
     {
         TRELL_DECLARE_ALLOCATOR(u"CSet::tagNode")
 
-        const T key;
-        tagNode* pLeft;
-        tagNode* pRight;
-        tagNode* pParent;
-        int iLeftHeight;
-        int iRightHeight;
-        int iBalance;
-
-        explicit tagNode(const T& value)
-            : key(value), pLeft(nullptr), pRight(nullptr), pParent(nullptr),
-              iLeftHeight(0), iRightHeight(0), iBalance(0) {}
+        explicit tagNode(const T& value) : ContainerDetail::tagAvlNode<tagValue, tagNode>(value) {}
     };
 
 private:

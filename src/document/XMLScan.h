@@ -5,25 +5,12 @@
 // so scans stop there without a separate end check.
 
 #include <foundation/CMemory.h>
+#include <text/BlockScan.h>
 #include <text/CString.h>
 #include <text/CStringCore.h>
 
 #include <cstdint>
 #include <cstring>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#define ECS_XML_SSE2 1
-#endif
-
-// The block scans below read whole 16-byte blocks that never cross a page
-// boundary but may extend past the terminator; the address and thread
-// sanitizers would report those bytes although no result depends on them.
-#if defined(__clang__) || defined(__GNUC__)
-#define ECS_XML_NO_SANITIZE_OVERREAD __attribute__((no_sanitize_address, no_sanitize_thread))
-#else
-#define ECS_XML_NO_SANITIZE_OVERREAD
-#endif
 
 namespace Trell {
 namespace XMLScan {
@@ -58,17 +45,11 @@ inline bool isBlank(char16_t c) { return c < 128 && (s_table.aClass[c] & CLASS_B
 inline bool isNameStart(char16_t c) { return c < 128 && (s_table.aClass[c] & CLASS_NAME_START); }
 inline bool isName(char16_t c) { return c < 128 && (s_table.aClass[c] & CLASS_NAME); }
 
-#if ECS_XML_SSE2
-// A 16-byte load at `p` stays inside p's page, so it cannot fault.
-inline bool blockStaysInPage(const char16_t* p)
-{
-    return (reinterpret_cast<std::uintptr_t>(p) & 4095u) <= 4096u - 16u;
-}
-
-ECS_XML_NO_SANITIZE_OVERREAD inline __m128i loadBlock(const char16_t* p)
-{
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
+#if ECS_SSE2
+using BlockScan::blockStaysInPage;
+using BlockScan::firstUnit;
+using BlockScan::loadBlock;
+using BlockScan::maskOf;
 
 // Lanes where lo <= unit < lo + count, as unsigned 16-bit comparisons.
 inline __m128i inRange(__m128i units, short lo, short count)
@@ -93,28 +74,18 @@ inline __m128i isNameBlock(__m128i v)
     const __m128i underscore = _mm_cmpeq_epi16(v, _mm_set1_epi16('_'));
     return _mm_or_si128(_mm_or_si128(letters, digitsColon), _mm_or_si128(dashDot, underscore));
 }
-
-inline unsigned int maskOf(__m128i lanes)
-{
-    return unsigned(_mm_movemask_epi8(lanes));
-}
-
-inline unsigned int firstUnit(unsigned int mask)
-{
-    return unsigned(__builtin_ctz(mask)) / 2;
-}
 #endif
 
 // Blank runs are mostly one unit (between attributes) or a line break and a
 // few tabs (between elements): the first two units are tested on their own.
-ECS_XML_NO_SANITIZE_OVERREAD inline const char16_t* skipBlank(const char16_t* p)
+ECS_NO_SANITIZE_OVERREAD inline const char16_t* skipBlank(const char16_t* p)
 {
     if (!isBlank(*p))
         return p;
     ++p;
     if (!isBlank(*p))
         return p;
-#if ECS_XML_SSE2
+#if ECS_SSE2
     while (blockStaysInPage(p)) {
         const unsigned int mask = ~maskOf(isBlankBlock(loadBlock(p))) & 0xFFFFu;
         if (mask)
@@ -128,9 +99,9 @@ ECS_XML_NO_SANITIZE_OVERREAD inline const char16_t* skipBlank(const char16_t* p)
 }
 
 // The end of the run of name units starting at `p`.
-ECS_XML_NO_SANITIZE_OVERREAD inline const char16_t* skipName(const char16_t* p)
+ECS_NO_SANITIZE_OVERREAD inline const char16_t* skipName(const char16_t* p)
 {
-#if ECS_XML_SSE2
+#if ECS_SSE2
     while (blockStaysInPage(p)) {
         const unsigned int mask = ~maskOf(isNameBlock(loadBlock(p))) & 0xFFFFu;
         if (mask)
@@ -146,10 +117,10 @@ ECS_XML_NO_SANITIZE_OVERREAD inline const char16_t* skipName(const char16_t* p)
 // Scans from `p` to the first unit equal to `stop1`, `stop2` or zero, and
 // tells whether an '&' came before it (entities to decode).
 template <char16_t Stop1, char16_t Stop2>
-ECS_XML_NO_SANITIZE_OVERREAD inline const char16_t* scanTo(const char16_t* p, bool& hasAmpersand)
+ECS_NO_SANITIZE_OVERREAD inline const char16_t* scanTo(const char16_t* p, bool& hasAmpersand)
 {
     bool amp = false;
-#if ECS_XML_SSE2
+#if ECS_SSE2
     const __m128i stop1 = _mm_set1_epi16(short(Stop1));
     const __m128i stop2 = _mm_set1_epi16(short(Stop2));
     const __m128i zero = _mm_setzero_si128();
@@ -329,7 +300,7 @@ inline int compareNames(const char16_t* a, unsigned int lengthA, const char16_t*
     return lengthA < lengthB ? -1 : (lengthA > lengthB ? 1 : 0);
 }
 
-#if ECS_XML_SSE2
+#if ECS_SSE2
 // Lanes holding one of the seven special characters.
 inline __m128i isSpecialBlock(__m128i v)
 {
@@ -346,10 +317,10 @@ inline __m128i isSpecialBlock(__m128i v)
 // `length` when there is none. Whole blocks inside the text go eight units
 // at a time; the tail reads one block past the text when that stays within
 // the page, and only the lanes inside the text count.
-ECS_XML_NO_SANITIZE_OVERREAD inline unsigned int findSpecial(const char16_t* text, unsigned int length)
+ECS_NO_SANITIZE_OVERREAD inline unsigned int findSpecial(const char16_t* text, unsigned int length)
 {
     unsigned int i = 0;
-#if ECS_XML_SSE2
+#if ECS_SSE2
     for (; length - i >= 8; i += 8) {
         const unsigned int mask = maskOf(isSpecialBlock(loadBlock(text + i)));
         if (mask)

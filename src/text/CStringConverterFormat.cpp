@@ -383,12 +383,10 @@ int fixedDigits(const tagConversion& conv, char16_t kind, double value, char* ou
 #endif
 }
 
-// The digits of one floating conversion come from fixedDigits or snprintf
-// (without width, so that padding stays here); the field is then laid out like any other.
-void emitFloat(CFormatSink& sink, const tagConversion& conv, char16_t kind, bool isLong, long double longValue,
-               double value)
+// The C format for the digits of a floating conversion: flags, precision
+// (as '*') and kind, without width, so that padding stays with emitField.
+void floatFormat(const tagConversion& conv, char16_t kind, bool isLong, char (&cFormat)[16])
 {
-    char cFormat[16];
     unsigned int s = 0;
     cFormat[s++] = '%';
     if (conv.plus) {
@@ -409,77 +407,88 @@ void emitFloat(CFormatSink& sink, const tagConversion& conv, char16_t kind, bool
     }
     cFormat[s++] = static_cast<char>(kind);
     cFormat[s] = 0;
+}
 
-    char local[128];
-    char* text = local;
-    int n = isLong ? -1 : fixedDigits(conv, kind, value, local);
-    if (n < 0) {
-        if (conv.precision >= 0) {
-            n = isLong ? std::snprintf(local, sizeof(local), cFormat, conv.precision, longValue)
-                       : std::snprintf(local, sizeof(local), cFormat, conv.precision, value);
-        } else {
-            n = isLong ? std::snprintf(local, sizeof(local), cFormat, longValue)
-                       : std::snprintf(local, sizeof(local), cFormat, value);
-        }
+int printFloat(char* out, std::size_t size, const char* cFormat, const tagConversion& conv, bool isLong,
+               long double longValue, double value)
+{
+    if (conv.precision >= 0) {
+        return isLong ? std::snprintf(out, size, cFormat, conv.precision, longValue)
+                      : std::snprintf(out, size, cFormat, conv.precision, value);
     }
-    if (n < 0) {
-        sink.fail();
-        return;
-    }
-    if (static_cast<unsigned int>(n) >= sizeof(local)) {
-        text = static_cast<char*>(CMemory::malloc(static_cast<unsigned int>(n) + 1, 0));
-        if (text == nullptr) {
-            sink.fail();
-            return;
-        }
-        if (conv.precision >= 0) {
-            n = isLong ? std::snprintf(text, static_cast<std::size_t>(n) + 1, cFormat, conv.precision, longValue)
-                       : std::snprintf(text, static_cast<std::size_t>(n) + 1, cFormat, conv.precision, value);
-        } else {
-            n = isLong ? std::snprintf(text, static_cast<std::size_t>(n) + 1, cFormat, longValue)
-                       : std::snprintf(text, static_cast<std::size_t>(n) + 1, cFormat, value);
-        }
-    }
+    return isLong ? std::snprintf(out, size, cFormat, longValue) : std::snprintf(out, size, cFormat, value);
+}
 
-    // Zero padding goes after the sign and the "0x" of hexadecimal forms;
-    // infinities and NaNs are padded with spaces.
+// Lays out the ASCII digits of a floating conversion. Zero padding goes after
+// the sign and the "0x" of hexadecimal forms; infinities and NaNs are padded
+// with spaces.
+void emitFloatText(CFormatSink& sink, const tagConversion& conv, const char* text, unsigned int n)
+{
     unsigned int prefixLength = 0;
     if (n > 0 && (text[0] == '-' || text[0] == '+' || text[0] == ' ')) {
         prefixLength = 1;
     }
-    if (n >= static_cast<int>(prefixLength) + 2 && text[prefixLength] == '0' &&
+    if (n >= prefixLength + 2 && text[prefixLength] == '0' &&
         (text[prefixLength + 1] == 'x' || text[prefixLength + 1] == 'X')) {
         prefixLength += 2;
     }
-    const char first = n > static_cast<int>(prefixLength) ? text[prefixLength] : 0;
+    const char first = n > prefixLength ? text[prefixLength] : 0;
     const bool finite = first != 'i' && first != 'I' && first != 'n' && first != 'N';
     const bool zeroPad = conv.zero && !conv.left && finite;
 
-    {
-        char16_t prefix[3];
-        for (unsigned int i = 0; i < prefixLength; ++i) {
-            prefix[i] = static_cast<char16_t>(static_cast<unsigned char>(text[i]));
-        }
-        // Widen the body in place of a temporary: small bodies on the stack.
-        const unsigned int bodyLength = static_cast<unsigned int>(n) - prefixLength;
-        char16_t bodyLocal[128];
-        char16_t* body = bodyLength <= 128 ? bodyLocal
-                                           : static_cast<char16_t*>(CMemory::malloc(bodyLength * 2u, 0));
-        if (body == nullptr) {
-            sink.fail();
-        } else {
-            for (unsigned int i = 0; i < bodyLength; ++i) {
-                body[i] = static_cast<char16_t>(static_cast<unsigned char>(text[prefixLength + i]));
-            }
-            emitField(sink, conv, prefix, prefixLength, 0, body, bodyLength, zeroPad);
-            if (body != bodyLocal) {
-                CMemory::free(body);
-            }
-        }
+    // Widened in place of a temporary: short texts on the stack. The first
+    // unit is set only because the compiler cannot see that n is never 0.
+    char16_t local[128];
+    local[0] = 0;
+    char16_t* wide = n <= 128 ? local : static_cast<char16_t*>(CMemory::malloc(n * 2u, 0));
+    if (wide == nullptr) {
+        sink.fail();
+        return;
     }
-    if (text != local) {
-        CMemory::free(text);
+    for (unsigned int i = 0; i < n; ++i) {
+        wide[i] = static_cast<char16_t>(static_cast<unsigned char>(text[i]));
     }
+    emitField(sink, conv, wide, prefixLength, 0, wide + prefixLength, n - prefixLength, zeroPad);
+    if (wide != local) {
+        CMemory::free(wide);
+    }
+}
+
+// The digits of one floating conversion come from fixedDigits or snprintf;
+// the field is then laid out like any other.
+void emitFloat(CFormatSink& sink, const tagConversion& conv, char16_t kind, bool isLong, long double longValue,
+               double value)
+{
+    char local[128];
+    int n = isLong ? -1 : fixedDigits(conv, kind, value, local);
+    if (n >= 0) {
+        emitFloatText(sink, conv, local, static_cast<unsigned int>(n));
+        return;
+    }
+    char cFormat[16];
+    floatFormat(conv, kind, isLong, cFormat);
+    n = printFloat(local, sizeof(local), cFormat, conv, isLong, longValue, value);
+    if (n < 0) {
+        sink.fail();
+        return;
+    }
+    if (static_cast<unsigned int>(n) < sizeof(local)) {
+        emitFloatText(sink, conv, local, static_cast<unsigned int>(n));
+        return;
+    }
+    // Long digit strings ("%.400f", "%f" of huge values) go through the heap.
+    char* text = static_cast<char*>(CMemory::malloc(static_cast<unsigned int>(n) + 1, 0));
+    if (text == nullptr) {
+        sink.fail();
+        return;
+    }
+    n = printFloat(text, static_cast<std::size_t>(n) + 1, cFormat, conv, isLong, longValue, value);
+    if (n < 0) {
+        sink.fail();
+    } else {
+        emitFloatText(sink, conv, text, static_cast<unsigned int>(n));
+    }
+    CMemory::free(text);
 }
 
 // Reads a decimal count from the format; false when it overflows int.
@@ -497,6 +506,188 @@ bool readCount(const char16_t*& p, int& value)
     return true;
 }
 
+void readFlags(const char16_t*& p, tagConversion& conv)
+{
+    for (;; ++p) {
+        switch (*p) {
+        case u'-': conv.left = true; break;
+        case u'+': conv.plus = true; break;
+        case u' ': conv.space = true; break;
+        case u'#': conv.alt = true; break;
+        case u'0': conv.zero = true; break;
+        default: return;
+        }
+    }
+}
+
+// Width and precision, each a count or '*' taken from the arguments; false
+// when a count overflows int.
+bool readWidthAndPrecision(const char16_t*& p, va_list* args, tagConversion& conv)
+{
+    if (*p == u'*') {
+        ++p;
+        conv.width = va_arg(*args, int);
+        if (conv.width < 0) {
+            // A negative width argument means left alignment.
+            conv.left = true;
+            conv.width = conv.width == INT_MIN ? INT_MAX : -conv.width;
+        }
+    } else if (!readCount(p, conv.width)) {
+        return false;
+    }
+    if (*p != u'.') {
+        return true;
+    }
+    ++p;
+    if (*p != u'*') {
+        return readCount(p, conv.precision);
+    }
+    ++p;
+    conv.precision = va_arg(*args, int);
+    if (conv.precision < 0) {
+        conv.precision = -1; // as if none was given
+    }
+    return true;
+}
+
+void readLength(const char16_t*& p, tagConversion& conv)
+{
+    switch (*p) {
+    case u'h':
+        ++p;
+        conv.length = LENGTH_H;
+        if (*p == u'h') {
+            ++p;
+            conv.length = LENGTH_HH;
+        }
+        break;
+    case u'l':
+        ++p;
+        conv.length = LENGTH_L;
+        if (*p == u'l') {
+            ++p;
+            conv.length = LENGTH_LL;
+        }
+        break;
+    case u'q': ++p; conv.length = LENGTH_LL; break;
+    case u'j': ++p; conv.length = LENGTH_J; break;
+    case u'z': ++p; conv.length = LENGTH_Z; break;
+    case u't': ++p; conv.length = LENGTH_T; break;
+    case u'L': ++p; conv.length = LENGTH_BIG_L; break;
+    default: break;
+    }
+}
+
+// "%d" and "%i": the argument's type follows the length modifier.
+void formatSigned(CFormatSink& sink, const tagConversion& conv, va_list* args)
+{
+    long long v;
+    switch (conv.length) {
+    case LENGTH_HH: v = static_cast<signed char>(va_arg(*args, int)); break;
+    case LENGTH_H: v = static_cast<short>(va_arg(*args, int)); break;
+    case LENGTH_L: v = va_arg(*args, long); break;
+    case LENGTH_LL:
+    case LENGTH_BIG_L: v = va_arg(*args, long long); break;
+    case LENGTH_J: v = static_cast<long long>(va_arg(*args, intmax_t)); break;
+    case LENGTH_Z: v = static_cast<long long>(va_arg(*args, std::ptrdiff_t)); break; // signed size_t
+    case LENGTH_T: v = static_cast<long long>(va_arg(*args, std::ptrdiff_t)); break;
+    default: v = va_arg(*args, int); break;
+    }
+    const unsigned long long magnitude =
+        v < 0 ? 0ull - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
+    emitInteger(sink, conv, magnitude, v < 0, true, 10, false);
+}
+
+// "%u", "%o", "%x" and "%X".
+void formatUnsigned(CFormatSink& sink, const tagConversion& conv, char16_t kind, va_list* args)
+{
+    unsigned long long v;
+    switch (conv.length) {
+    case LENGTH_HH: v = static_cast<unsigned char>(va_arg(*args, unsigned int)); break;
+    case LENGTH_H: v = static_cast<unsigned short>(va_arg(*args, unsigned int)); break;
+    case LENGTH_L: v = va_arg(*args, unsigned long); break;
+    case LENGTH_LL:
+    case LENGTH_BIG_L: v = va_arg(*args, unsigned long long); break;
+    case LENGTH_J: v = static_cast<unsigned long long>(va_arg(*args, uintmax_t)); break;
+    case LENGTH_Z: v = static_cast<unsigned long long>(va_arg(*args, std::size_t)); break;
+    case LENGTH_T: v = static_cast<unsigned long long>(static_cast<std::size_t>(va_arg(*args, std::ptrdiff_t))); break;
+    default: v = va_arg(*args, unsigned int); break;
+    }
+    const unsigned int base = kind == u'u' ? 10 : (kind == u'o' ? 8 : 16);
+    emitInteger(sink, conv, v, false, false, base, kind == u'X');
+}
+
+void formatPointer(CFormatSink& sink, const tagConversion& conv, va_list* args)
+{
+    const void* v = va_arg(*args, void*);
+    if (v == nullptr) {
+        emitAscii(sink, conv, "(nil)");
+        return;
+    }
+    tagConversion hex = conv;
+    hex.alt = true;
+    emitInteger(sink, hex, static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(v)), false, false, 16,
+                false);
+}
+
+// Plain "%s" means a char16_t string, like "%ls".
+void formatString(CFormatSink& sink, const tagConversion& conv, va_list* args)
+{
+    const char16_t* text = va_arg(*args, const char16_t*);
+    const std::size_t limit =
+        conv.precision < 0 ? static_cast<std::size_t>(-1) : static_cast<std::size_t>(conv.precision);
+    if (text != nullptr) {
+        emitText(sink, conv, text, limit);
+    } else if (limit >= 6) {
+        // As the C library: "(null)" unless a precision cuts it short.
+        emitAscii(sink, conv, "(null)");
+    } else {
+        emitAscii(sink, conv, "");
+    }
+}
+
+void formatFloating(CFormatSink& sink, const tagConversion& conv, char16_t kind, va_list* args)
+{
+    if (conv.length == LENGTH_BIG_L) {
+        emitFloat(sink, conv, kind, true, va_arg(*args, long double), 0.0);
+    } else {
+        emitFloat(sink, conv, kind, false, 0.0L, va_arg(*args, double));
+    }
+}
+
+// One conversion after its specification; false for an unknown one, "%n"
+// and a '%' at the very end.
+bool formatConversion(CFormatSink& sink, const tagConversion& conv, char16_t kind, va_list* args)
+{
+    switch (kind) {
+    case u'd':
+    case u'i': formatSigned(sink, conv, args); return true;
+    case u'u':
+    case u'o':
+    case u'x':
+    case u'X': formatUnsigned(sink, conv, kind, args); return true;
+    case u'p': formatPointer(sink, conv, args); return true;
+    case u'c':
+    case u'C': {
+        const char16_t unit = static_cast<char16_t>(va_arg(*args, int));
+        emitField(sink, conv, nullptr, 0, 0, &unit, 1, false);
+        return true;
+    }
+    case u's':
+    case u'S': formatString(sink, conv, args); return true;
+    case u'f':
+    case u'F':
+    case u'e':
+    case u'E':
+    case u'g':
+    case u'G':
+    case u'a':
+    case u'A': formatFloating(sink, conv, kind, args); return true;
+    case u'%': sink.put(u"%", 1); return true;
+    default: return false;
+    }
+}
+
 // Runs the whole format; false on an invalid conversion or allocation failure.
 bool formatInto(CFormatSink& sink, const char16_t* format, va_list* args)
 {
@@ -510,195 +701,20 @@ bool formatInto(CFormatSink& sink, const char16_t* format, va_list* args)
             sink.put(run, static_cast<std::size_t>(p - run));
         }
         if (*p == 0) {
-            break;
+            return !sink.failed();
         }
         ++p;
-
         tagConversion conv;
-        for (;; ++p) {
-            if (*p == u'-') {
-                conv.left = true;
-            } else if (*p == u'+') {
-                conv.plus = true;
-            } else if (*p == u' ') {
-                conv.space = true;
-            } else if (*p == u'#') {
-                conv.alt = true;
-            } else if (*p == u'0') {
-                conv.zero = true;
-            } else {
-                break;
-            }
-        }
-        if (*p == u'*') {
-            ++p;
-            conv.width = va_arg(*args, int);
-            if (conv.width < 0) {
-                // A negative width argument means left alignment.
-                conv.left = true;
-                conv.width = conv.width == INT_MIN ? INT_MAX : -conv.width;
-            }
-        } else if (!readCount(p, conv.width)) {
+        readFlags(p, conv);
+        if (!readWidthAndPrecision(p, args, conv)) {
             return false;
         }
-        if (*p == u'.') {
-            ++p;
-            if (*p == u'*') {
-                ++p;
-                conv.precision = va_arg(*args, int);
-                if (conv.precision < 0) {
-                    conv.precision = -1; // as if none was given
-                }
-            } else if (!readCount(p, conv.precision)) {
-                return false;
-            }
-        }
-        switch (*p) {
-        case u'h':
-            ++p;
-            conv.length = LENGTH_H;
-            if (*p == u'h') {
-                ++p;
-                conv.length = LENGTH_HH;
-            }
-            break;
-        case u'l':
-            ++p;
-            conv.length = LENGTH_L;
-            if (*p == u'l') {
-                ++p;
-                conv.length = LENGTH_LL;
-            }
-            break;
-        case u'q':
-            ++p;
-            conv.length = LENGTH_LL;
-            break;
-        case u'j':
-            ++p;
-            conv.length = LENGTH_J;
-            break;
-        case u'z':
-            ++p;
-            conv.length = LENGTH_Z;
-            break;
-        case u't':
-            ++p;
-            conv.length = LENGTH_T;
-            break;
-        case u'L':
-            ++p;
-            conv.length = LENGTH_BIG_L;
-            break;
-        default:
-            break;
-        }
-
+        readLength(p, conv);
         const char16_t kind = *p++;
-        switch (kind) {
-        case u'd':
-        case u'i': {
-            long long v;
-            switch (conv.length) {
-            case LENGTH_HH: v = static_cast<signed char>(va_arg(*args, int)); break;
-            case LENGTH_H: v = static_cast<short>(va_arg(*args, int)); break;
-            case LENGTH_L: v = va_arg(*args, long); break;
-            case LENGTH_LL:
-            case LENGTH_BIG_L: v = va_arg(*args, long long); break;
-            case LENGTH_J: v = static_cast<long long>(va_arg(*args, intmax_t)); break;
-            case LENGTH_Z: v = static_cast<long long>(va_arg(*args, std::ptrdiff_t)); break; // signed size_t
-            case LENGTH_T: v = static_cast<long long>(va_arg(*args, std::ptrdiff_t)); break;
-            default: v = va_arg(*args, int); break;
-            }
-            const unsigned long long magnitude =
-                v < 0 ? 0ull - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
-            emitInteger(sink, conv, magnitude, v < 0, true, 10, false);
-            break;
-        }
-        case u'u':
-        case u'o':
-        case u'x':
-        case u'X': {
-            unsigned long long v;
-            switch (conv.length) {
-            case LENGTH_HH: v = static_cast<unsigned char>(va_arg(*args, unsigned int)); break;
-            case LENGTH_H: v = static_cast<unsigned short>(va_arg(*args, unsigned int)); break;
-            case LENGTH_L: v = va_arg(*args, unsigned long); break;
-            case LENGTH_LL:
-            case LENGTH_BIG_L: v = va_arg(*args, unsigned long long); break;
-            case LENGTH_J: v = static_cast<unsigned long long>(va_arg(*args, uintmax_t)); break;
-            case LENGTH_Z: v = static_cast<unsigned long long>(va_arg(*args, std::size_t)); break;
-            case LENGTH_T:
-                v = static_cast<unsigned long long>(static_cast<std::size_t>(va_arg(*args, std::ptrdiff_t)));
-                break;
-            default: v = va_arg(*args, unsigned int); break;
-            }
-            const unsigned int base = kind == u'u' ? 10 : (kind == u'o' ? 8 : 16);
-            emitInteger(sink, conv, v, false, false, base, kind == u'X');
-            break;
-        }
-        case u'p': {
-            const void* v = va_arg(*args, void*);
-            if (v == nullptr) {
-                emitAscii(sink, conv, "(nil)");
-            } else {
-                tagConversion hex = conv;
-                hex.alt = true;
-                emitInteger(sink, hex, static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(v)), false,
-                            false, 16, false);
-            }
-            break;
-        }
-        case u'c':
-        case u'C': {
-            const char16_t unit = static_cast<char16_t>(va_arg(*args, int));
-            emitField(sink, conv, nullptr, 0, 0, &unit, 1, false);
-            break;
-        }
-        case u's':
-        case u'S': {
-            // Plain "%s" means a char16_t string, like "%ls".
-            const char16_t* text = va_arg(*args, const char16_t*);
-            const std::size_t limit = conv.precision < 0 ? static_cast<std::size_t>(-1)
-                                                         : static_cast<std::size_t>(conv.precision);
-            if (text == nullptr) {
-                // As the C library: "(null)" unless a precision cuts it short.
-                if (limit >= 6) {
-                    emitAscii(sink, conv, "(null)");
-                } else {
-                    emitAscii(sink, conv, "");
-                }
-            } else {
-                emitText(sink, conv, text, limit);
-            }
-            break;
-        }
-        case u'f':
-        case u'F':
-        case u'e':
-        case u'E':
-        case u'g':
-        case u'G':
-        case u'a':
-        case u'A':
-            if (conv.length == LENGTH_BIG_L) {
-                emitFloat(sink, conv, kind, true, va_arg(*args, long double), 0.0);
-            } else {
-                emitFloat(sink, conv, kind, false, 0.0L, va_arg(*args, double));
-            }
-            break;
-        case u'%':
-            sink.put(u"%", 1);
-            break;
-        default:
-            // Unknown conversions, "%n" and a '%' at the very end.
-            return false;
-        }
-        if (sink.failed()) {
+        if (!formatConversion(sink, conv, kind, args) || sink.failed()) {
             return false;
         }
     }
-    return !sink.failed();
 }
 
 } // namespace

@@ -1,22 +1,9 @@
 #include <text/CStringCore.h>
 
+#include <text/BlockScan.h>
+
 #include <cstdint>
 #include <cstring>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#define ECS_STRING_SSE2 1
-#endif
-
-// The vector scans below read whole 16-byte blocks that never cross a page
-// boundary but may extend past the terminator (or start before the text);
-// the address and thread sanitizers would report those bytes although no
-// result depends on them.
-#if defined(__clang__) || defined(__GNUC__)
-#define ECS_NO_SANITIZE_OVERREAD __attribute__((no_sanitize_address, no_sanitize_thread))
-#else
-#define ECS_NO_SANITIZE_OVERREAD
-#endif
 
 namespace Trell {
 
@@ -92,22 +79,18 @@ inline char16_t lowerUnit(char16_t c)
     return c;
 }
 
-#if ECS_STRING_SSE2
-inline unsigned int firstBit(unsigned int mask)
-{
-    return unsigned(__builtin_ctz(mask));
-}
-
-inline bool blockStaysInPage(const void* p)
-{
-    return (reinterpret_cast<std::uintptr_t>(p) & 4095u) <= 4096u - 16u;
-}
+#if ECS_SSE2
+using BlockScan::blockStaysInPage;
+using BlockScan::firstUnit;
+using BlockScan::loadAlignedBlock;
+using BlockScan::loadBlock;
+using BlockScan::maskOf;
 #endif
 
 // Two zero-terminated texts compared unit by unit; both non-null.
 ECS_NO_SANITIZE_OVERREAD int compareTerminated(const char16_t* a, const char16_t* b)
 {
-#if ECS_STRING_SSE2
+#if ECS_SSE2
     const __m128i zero = _mm_setzero_si128();
     for (;;) {
         if (!blockStaysInPage(a) || !blockStaysInPage(b)) {
@@ -118,13 +101,13 @@ ECS_NO_SANITIZE_OVERREAD int compareTerminated(const char16_t* a, const char16_t
             }
             continue;
         }
-        const __m128i va = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
-        const __m128i vb = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
+        const __m128i va = loadBlock(a);
+        const __m128i vb = loadBlock(b);
         const __m128i stop = _mm_or_si128(_mm_andnot_si128(_mm_cmpeq_epi16(va, vb), _mm_set1_epi16(-1)),
                                           _mm_cmpeq_epi16(va, zero));
-        const unsigned int mask = unsigned(_mm_movemask_epi8(stop));
+        const unsigned int mask = maskOf(stop);
         if (mask) {
-            const unsigned int i = firstBit(mask) / 2;
+            const unsigned int i = firstUnit(mask);
             return sign(int(a[i]) - int(b[i]));
         }
         a += 8;
@@ -239,7 +222,7 @@ ECS_NO_SANITIZE_OVERREAD int CStringCore::strlen(const char16_t* text)
 {
     if (!text)
         return 0;
-#if ECS_STRING_SSE2
+#if ECS_SSE2
     // Units are 2-byte aligned in every buffer the library makes; an odd
     // address (packed foreign data) takes the plain loop.
     if (reinterpret_cast<std::uintptr_t>(text) & 1u) {
@@ -253,15 +236,13 @@ ECS_NO_SANITIZE_OVERREAD int CStringCore::strlen(const char16_t* text)
     const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(text);
     const char16_t* block = reinterpret_cast<const char16_t*>(address & ~std::uintptr_t(15));
     const __m128i zero = _mm_setzero_si128();
-    unsigned int mask = unsigned(_mm_movemask_epi8(
-        _mm_cmpeq_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(block)), zero)));
+    unsigned int mask = maskOf(_mm_cmpeq_epi16(loadAlignedBlock(block), zero));
     mask &= ~0u << (address & 15u);
     while (mask == 0) {
         block += 8;
-        mask = unsigned(_mm_movemask_epi8(
-            _mm_cmpeq_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(block)), zero)));
+        mask = maskOf(_mm_cmpeq_epi16(loadAlignedBlock(block), zero));
     }
-    return int((block + firstBit(mask) / 2) - text);
+    return int((block + firstUnit(mask)) - text);
 #else
     const char16_t* p = text;
     while (*p)
@@ -411,14 +392,13 @@ int CStringCore::findChar(const char16_t* text, unsigned int length, char16_t ch
     if (!text)
         return -1;
     unsigned int i = 0;
-#if ECS_STRING_SSE2
+#if ECS_SSE2
     // Counted: every block read lies inside the given length.
     const __m128i needle = _mm_set1_epi16(short(ch));
     for (; i + 8 <= length; i += 8) {
-        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
-        const unsigned int mask = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(block, needle)));
+        const unsigned int mask = maskOf(_mm_cmpeq_epi16(loadBlock(text + i), needle));
         if (mask)
-            return int(i + firstBit(mask) / 2);
+            return int(i + firstUnit(mask));
     }
 #endif
     for (; i < length; ++i) {

@@ -3,6 +3,7 @@ list(APPEND ECS_HEADERS
     include/text/CString.h
 )
 list(APPEND ECS_SOURCES
+    src/text/BlockScan.h
     src/text/CStringCore.cpp
     src/text/CString.cpp
     src/text/CMemManagerReportPath.cpp

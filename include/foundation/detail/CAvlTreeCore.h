@@ -12,12 +12,35 @@ namespace Trell {
 
 namespace ContainerDetail {
 
+// The links and balance data of a tree node, after the node's payload (its
+// `key`, then any value), so that every node lays out as key, value, links.
+// `Node` is the container's own node type deriving from this (allocated under
+// its own name); the links point at whole nodes. The balance is the left
+// height minus the right height; an empty subtree has height 0.
+template <class Payload, class Node>
+struct tagAvlNode : public Payload
+{
+    TRELL_DECLARE_ALLOCATOR(u"tagAvlNode")
+
+    typedef tagAvlNode tagLinks;
+
+    Node* pLeft = nullptr;
+    Node* pRight = nullptr;
+    Node* pParent = nullptr;
+    int iLeftHeight = 0;
+    int iRightHeight = 0;
+    int iBalance = 0;
+
+    template <class... A>
+    explicit tagAvlNode(A&&... payloadArgs) : Payload(std::forward<A>(payloadArgs)...)
+    {
+    }
+};
+
 // The AVL tree behind CDataMap, CObjectMap and CSet, with the per-container
 // state they share: root, index cache, count and cursor, in that order. Each
-// container keeps its own node type (allocated under its own name), which
-// provides `key`, `pLeft`, `pRight`, `pParent`, `iLeftHeight`, `iRightHeight`
-// and `iBalance` (left height minus right height; an empty subtree has
-// height 0). Heights are only maintained while balancing is on. Every walk is
+// container's node type derives from tagAvlNode. Heights are only maintained
+// while balancing is on. Every walk is
 // iterative or bounded by the height of a balanced tree, because an
 // unbalanced tree can degenerate into a long chain. Nodes are made by the
 // container (through the callbacks of insert and copyFrom) and freed here
@@ -33,6 +56,8 @@ struct CAvlTreeCore
     mutable Node** ppIndex;
     unsigned int uiCount;
     Node* pCursor;
+
+    typedef typename Node::tagLinks Links;
 
     CAvlTreeCore() noexcept : pRoot(nullptr), ppIndex(nullptr), uiCount(0), pCursor(nullptr) {}
     CAvlTreeCore(const CAvlTreeCore&) = delete;
@@ -54,7 +79,7 @@ struct CAvlTreeCore
 
     // The end of the chain of `Link` children from `node`: the leftmost node
     // of its subtree for pLeft, the rightmost for pRight.
-    template <Node* Node::*Link>
+    template <Node* Links::*Link>
     static Node* extreme(Node* node)
     {
         if (node)
@@ -69,7 +94,7 @@ struct CAvlTreeCore
     // In-order neighbour on the `Toward` side (pRight: successor, pLeft:
     // predecessor): the nearest node of that child's subtree, or else the
     // first ancestor reached from its other side.
-    template <Node* Node::*Toward, Node* Node::*Away>
+    template <Node* Links::*Toward, Node* Links::*Away>
     static Node* neighbour(Node* node)
     {
         if (node->*Toward)
@@ -130,7 +155,7 @@ struct CAvlTreeCore
     // Lifts `node`'s child on the `Near` side into its place; `node` takes
     // that child's `Far` subtree as its new `Near` child. Near = pLeft turns
     // right, Near = pRight turns left. Returns the lifted child.
-    template <Node* Node::*Near, Node* Node::*Far>
+    template <Node* Links::*Near, Node* Links::*Far>
     static Node* rotate(Node*& root, Node* node)
     {
         Node* pivot = node->*Near;
