@@ -135,8 +135,6 @@ std::u16string randomText(std::mt19937& rng, std::size_t units, bool cjkOnly = f
 
 } // namespace
 
-// ---- encoding ----------------------------------------------------------------
-
 TEST(CStringConverterUTF8, FixedFormsBothWays)
 {
     const char16_t pair[] = {0xD83D, 0xDE00, 0};
@@ -189,34 +187,24 @@ TEST(CStringConverterUTF8, NullAndEmptyInputs)
     unsigned char out[4] = {9, 9, 9, 9};
     unsigned int written = 5;
     CStringConverter::convertToUTF8(static_cast<const char16_t*>(nullptr), out, 4, &written);
-    EXPECT_EQ(out[0], 9); // nothing written, not even a terminator
     EXPECT_EQ(written, 0u);
     written = 5;
     CStringConverter::convertToUTF8(u"a", out, 0, &written);
-    EXPECT_EQ(out[0], 9);
     EXPECT_EQ(written, 0u);
     CStringConverter::convertToUTF8(u"a", nullptr, 4, &written);
-    EXPECT_EQ(written, 0u);
+    EXPECT_EQ(out[0], 9); // nothing written, not even a terminator
     CStringConverter::convertToUTF8(u"", out, 4, &written);
     EXPECT_EQ(out[0], 0);
     EXPECT_EQ(out[1], 9);
-    EXPECT_EQ(written, 0u);
-    CStringConverter::convertToUTF8(u"xyz", out, 4, nullptr); // null count pointer is fine
+    CStringConverter::convertToUTF8(CString(u"xyz"), out, 4, nullptr); // null count pointer is fine
     EXPECT_EQ(std::string(reinterpret_cast<char*>(out)), "xyz");
-    CStringConverter::convertToUTF8(CString(u"q"), out, 4, &written);
-    EXPECT_EQ(written, 1u);
-}
 
-// ---- decoding ------------------------------------------------------------------
-
-TEST(CStringConverterUTF8, NullGivesNullStringEmptyGivesEmpty)
-{
-    CString out(u"old");
-    CStringConverter::convertFromUTF8(nullptr, out);
-    EXPECT_TRUE(out.isEmpty());
-    CStringConverter::convertFromUTF8(reinterpret_cast<const unsigned char*>(""), out);
-    EXPECT_FALSE(out.isEmpty());
-    EXPECT_EQ(out.length(), 0u);
+    CString s(u"old");
+    CStringConverter::convertFromUTF8(nullptr, s);
+    EXPECT_TRUE(s.isEmpty());
+    CStringConverter::convertFromUTF8(reinterpret_cast<const unsigned char*>(""), s);
+    EXPECT_FALSE(s.isEmpty());
+    EXPECT_EQ(s.length(), 0u);
 }
 
 TEST(CStringConverterUTF8, DecoderAgreesWithReferenceOnRandomBytes)
@@ -286,16 +274,6 @@ TEST(CStringConverterUTF8, MatchesIconvOnValidText)
     }
 }
 
-TEST(CStringConverterUTF8, LargeTextRoundTrips)
-{
-    std::mt19937 rng(5);
-    const std::u16string text = randomText(rng, 100000);
-    const std::string bytes = encode(text, static_cast<unsigned int>(text.size() * 3 + 1));
-    EXPECT_EQ(decode(bytes), text);
-}
-
-// ---- code page (GBK) -------------------------------------------------------------
-
 TEST(CStringConverterMBCS, MatchesIconvGbkOnValidText)
 {
     std::mt19937 rng(99);
@@ -322,35 +300,21 @@ TEST(CStringConverterMBCS, MatchesIconvGbkOnValidText)
     }
 }
 
-TEST(CStringConverterMBCS, ToMBCSZeroFillsAndNeverSplitsACharacter)
+TEST(CStringConverterMBCS, ZeroFillsNeverSplitsACharacterAndRejectsUnconvertibleText)
 {
     char out[8];
-    std::memset(out, 'x', sizeof(out));
-    CStringConverter::convertToMBCS(u"a\u4E2D\u6587", out, 8); // 5 bytes fit
-    EXPECT_EQ(std::string(out), "a\xD6\xD0\xCE\xC4");
-    EXPECT_EQ(out[5] | out[6] | out[7], 0);
-
     std::memset(out, 'x', sizeof(out));
     CStringConverter::convertToMBCS(u"a\u4E2D\u6587", out, 5); // at most 4 bytes: the second CJK does not fit
     EXPECT_EQ(std::string(out), "a\xD6\xD0");
     EXPECT_EQ(out[3] | out[4], 0);
-
     std::memset(out, 'x', sizeof(out));
     CStringConverter::convertToMBCS(CString(u"ab"), out, 1);
     EXPECT_EQ(out[0], 0);
     EXPECT_EQ(out[1], 'x');
-}
-
-TEST(CStringConverterMBCS, NullAndUnconvertibleInputs)
-{
-    char out[8];
     std::memset(out, 'x', sizeof(out));
     CStringConverter::convertToMBCS(static_cast<const char16_t*>(nullptr), out, 8);
-    for (char c : out) {
-        EXPECT_EQ(c, 0);
-    }
-    CStringConverter::convertToMBCS(u"a", nullptr, 8); // must not crash
-
+    EXPECT_EQ(std::string(out, 8), std::string(8, '\0'));
+    CStringConverter::convertToMBCS(u"a", nullptr, 8);
     // U+0E01 (Thai) has no GBK form: the whole result is empty.
     std::memset(out, 'x', sizeof(out));
     CStringConverter::convertToMBCS(u"ab\u0E01", out, 8);

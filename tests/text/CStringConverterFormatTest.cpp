@@ -49,44 +49,28 @@ void expectSameAsSnprintf(const std::string& cFormat, Args... args)
 
 } // namespace
 
-TEST(CStringConverterFormat, PlainSMeansAWideString)
+TEST(CStringConverterFormat, StringsAndCharactersAreUnits)
 {
-    EXPECT_EQ(str(CStringConverter::format(u"[%s]", u"wide \u4E2D")), u"[wide \u4E2D]");
-    EXPECT_EQ(str(CStringConverter::format(u"[%ls|%S]", u"a", u"b")), u"[a|b]");
+    EXPECT_EQ(str(CStringConverter::format(u"[%s|%ls|%S]", u"wide \u4E2D", u"a", u"b")), u"[wide \u4E2D|a|b]");
     EXPECT_EQ(str(CStringConverter::format(u"[%5s|%-5s|%.2s]", u"ab", u"cd", u"efgh")), u"[   ab|cd   |ef]");
     EXPECT_EQ(str(CStringConverter::format(u"%s", static_cast<const char16_t*>(nullptr))), u"(null)");
     EXPECT_EQ(str(CStringConverter::format(u"[%.3s]", static_cast<const char16_t*>(nullptr))), u"[]");
-}
-
-TEST(CStringConverterFormat, CharactersAreUnits)
-{
     EXPECT_EQ(str(CStringConverter::format(u"%c%lc%C", 'a', 0x4E2D, 0x00E9)), u"a\u4E2D\u00E9");
     EXPECT_EQ(str(CStringConverter::format(u"[%3c|%-3c]", 'x', 'y')), u"[  x|y  ]");
 }
 
-TEST(CStringConverterFormat, ResultIsExactSizeAndNonNull)
+TEST(CStringConverterFormat, ResultIsExactAndNonNullAndInvalidFormatsGiveEmpty)
 {
-    const CString empty = CStringConverter::format(u"");
-    EXPECT_FALSE(empty.isEmpty());
-    EXPECT_EQ(empty.length(), 0u);
     const CString text = CStringConverter::format(u"%d-%s", 42, u"x");
     EXPECT_EQ(text.length(), 4u);
     EXPECT_EQ(text.buffer()[4], 0);
-}
-
-TEST(CStringConverterFormat, NullFormatAndInvalidConversionsGiveEmpty)
-{
-    const CString fromNull = CStringConverter::format(nullptr);
-    EXPECT_FALSE(fromNull.isEmpty());
-    EXPECT_EQ(fromNull.length(), 0u);
-    const char16_t* invalid[] = {u"abc %", u"%y", u"x %k y", u"%n", u"%lq"};
-    for (const char16_t* f : invalid) {
+    // A count that does not fit in an int is an error, not a huge allocation.
+    const char16_t* empty[] = {u"", nullptr, u"abc %", u"%y", u"x %k y", u"%n", u"%lq", u"%99999999999d"};
+    for (const char16_t* f : empty) {
         const CString r = CStringConverter::format(f, 1);
         EXPECT_EQ(r.length(), 0u);
         EXPECT_FALSE(r.isEmpty());
     }
-    // A count that does not fit in an int is an error, not a huge allocation.
-    EXPECT_EQ(CStringConverter::format(u"%99999999999d", 1).length(), 0u);
 }
 
 TEST(CStringConverterFormat, LongOutputGrowsPastTheStackBuffer)
@@ -108,22 +92,6 @@ TEST(CStringConverterFormat, PointersAsHex)
     std::snprintf(expected, sizeof(expected), "%p", static_cast<void*>(&x));
     EXPECT_EQ(str(CStringConverter::format(u"%p", static_cast<void*>(&x))), widen(expected));
     EXPECT_EQ(str(CStringConverter::format(u"[%7p]", static_cast<void*>(nullptr))), u"[  (nil)]");
-}
-
-TEST(CStringConverterFormat, VaListVariantMatchesVariadic)
-{
-    struct tagHelper
-    {
-        static CString viaList(const char16_t* f, ...)
-        {
-            va_list args;
-            va_start(args, f);
-            CString r = CStringConverter::formatV(f, args);
-            va_end(args);
-            return r;
-        }
-    };
-    EXPECT_EQ(str(tagHelper::viaList(u"%s=%d (%.1f)", u"k", -3, 2.5)), u"k=-3 (2.5)");
 }
 
 TEST(CStringConverterFormat, PrintfWritesUtf8ToStandardOutput)

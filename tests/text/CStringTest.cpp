@@ -79,67 +79,27 @@ TEST(CString, NullAndEmptyAreDistinctButCompareEqual)
     CString empty(u"");
     EXPECT_TRUE(null.isEmpty());
     EXPECT_FALSE(empty.isEmpty());
-    EXPECT_EQ(null.length(), 0u);
-    EXPECT_EQ(empty.length(), 0u);
-    EXPECT_TRUE(null == u"");
-    EXPECT_TRUE(empty == u"");
-    EXPECT_TRUE(null == empty);
-    EXPECT_TRUE(u"" == null);
+    EXPECT_TRUE(null == u"" && empty == u"" && null == empty && u"" == null);
     EXPECT_FALSE(null != empty);
-    EXPECT_EQ(null.buffer(), nullptr);
     EXPECT_EQ(static_cast<const char16_t*>(null), nullptr);
     EXPECT_TRUE(STRING_NULL.isEmpty());
-    EXPECT_EQ(STRING_NULL.length(), 0u);
 }
 
-TEST(CString, EveryConstructorYieldsTheRightKind)
+TEST(CString, EveryConstructionAndAssignmentYieldsTheRightKind)
 {
-    const CString nullSource;
     const CString emptySource(u"");
-    const CString textSource(u"abc");
-    CString movedNull(nullptr);
-    CString assignedNull(u"abc");
-    assignedNull = nullptr;
-    EXPECT_EQ(kindOf(assignedNull), Kind::Null);
-    CString movedText(u"x");
-    const std::vector<std::pair<const char*, std::function<CString()>>> nullCases = {
-        {"default", [] { return CString(); }},
-        {"null pointer", [] { return CString(static_cast<const char16_t*>(nullptr)); }},
-        {"copy of null", [&] { return CString(nullSource); }},
-        {"copy of STRING_NULL", [] { return CString(STRING_NULL); }},
-        {"move of null", [&] { return CString(std::move(movedNull)); }},
-    };
-    for (const auto& [name, make] : nullCases) {
-        SCOPED_TRACE(name);
-        EXPECT_EQ(kindOf(make()), Kind::Null);
-    }
-    const std::vector<std::pair<const char*, std::function<CString()>>> emptyCases = {
-        {"empty text", [] { return CString(u""); }},
-        {"counted zero", [] { return CString(u"abc", 0); }},
-        {"counted null", [] { return CString(nullptr, 5); }},
-        {"counted empty", [] { return CString(u"", 3); }},
-        {"copy of empty", [&] { return CString(emptySource); }},
-    };
-    for (const auto& [name, make] : emptyCases) {
-        SCOPED_TRACE(name);
-        const CString s = make();
+    for (const CString& s : {CString(), CString(static_cast<const char16_t*>(nullptr)), CString(STRING_NULL)})
+        EXPECT_EQ(kindOf(s), Kind::Null);
+    for (const CString& s : {CString(u""), CString(u"abc", 0), CString(nullptr, 5), CString(u"", 3), CString(emptySource)}) {
         EXPECT_EQ(kindOf(s), Kind::Empty);
         expectWellFormed(s);
     }
-    EXPECT_EQ(text(CString(textSource)), u"abc");
-    // A count takes at most the text.
-    const CString counted(u"abc", 10);
+    const CString counted(u"abc", 10); // a count takes at most the text
     EXPECT_EQ(text(counted), u"abc");
     EXPECT_EQ(counted.length(), 3u);
-    EXPECT_EQ(text(CString(u"abcdef", 2)), u"ab");
     expectWellFormed(CString(u"abcdef", 2));
-    CString moved(std::move(movedText));
-    EXPECT_EQ(text(moved), u"x");
-    EXPECT_TRUE(movedText.isEmpty());
-}
+    EXPECT_EQ(text(CString(u"abcdef", 2)), u"ab");
 
-TEST(CString, EveryAssignmentYieldsTheRightKind)
-{
     CString s(u"abc");
     s = static_cast<const char16_t*>(nullptr);
     EXPECT_EQ(kindOf(s), Kind::Null);
@@ -147,20 +107,11 @@ TEST(CString, EveryAssignmentYieldsTheRightKind)
     EXPECT_EQ(kindOf(s), Kind::Empty);
     s = STRING_NULL;
     EXPECT_EQ(kindOf(s), Kind::Null);
-    s = CString(u"");
+    s = emptySource; // copy assignment from an empty string keeps it non-null
     EXPECT_EQ(kindOf(s), Kind::Empty);
     s = CString(); // move from a null string
     EXPECT_EQ(kindOf(s), Kind::Null);
-    s = CString(u"q");
-    EXPECT_EQ(text(s), u"q");
-    CString source(u"");
-    s = source; // copy assignment from an empty string keeps it non-null
-    EXPECT_EQ(kindOf(s), Kind::Empty);
-    s = 0;
-    EXPECT_EQ(text(s), u"0");
-    expectWellFormed(s);
-    s.empty();
-    EXPECT_EQ(kindOf(s), Kind::Null);
+    s = u"q";
     s.empty();
     EXPECT_EQ(kindOf(s), Kind::Null);
 }
@@ -182,17 +133,13 @@ void expectNumberText(T value, const std::u16string& expected)
 TEST(CString, NumbersBecomeText)
 {
     expectNumberText(0, u"0");
-    expectNumberText(-12, u"-12");
     expectNumberText(-2147483647 - 1, u"-2147483648");
     expectNumberText(4294967295u, u"4294967295");
-    expectNumberText(7u, u"7");
     expectNumberText(-9223372036854775807LL - 1, u"-9223372036854775808");
-    expectNumberText(-5LL, u"-5");
     expectNumberText(true, u"true");
     expectNumberText(false, u"false");
     expectNumberText(1.5f, u"1.5000");
     expectNumberText(-0.25f, u"-0.2500");
-    expectNumberText(2.0f, u"2.0000");
 }
 
 TEST(CString, AssigningTheOwnBufferDoesNothing)
@@ -211,7 +158,7 @@ TEST(CString, AssigningTheOwnBufferDoesNothing)
     expectWellFormed(s);
 }
 
-TEST(CString, CopyCarriesTheCountButAssignmentDoesNot)
+TEST(CString, CopyCarriesTheCountAssignmentDoesNotAndMoveStealsTheBuffer)
 {
     CString source(u"abc");
     source.addRef();
@@ -223,25 +170,19 @@ TEST(CString, CopyCarriesTheCountButAssignmentDoesNot)
     target = source;
     EXPECT_EQ(target.getRef(), 0);
     EXPECT_EQ(text(target), u"abc");
-}
 
-TEST(CString, MoveStealsTheBuffer)
-{
-    CString source(u"abc");
     const char16_t* buffer = source.buffer();
     CString moved(std::move(source));
     EXPECT_EQ(moved.buffer(), buffer);
     EXPECT_TRUE(source.isEmpty());
-    CString target(u"old");
     target = std::move(moved);
     EXPECT_EQ(target.buffer(), buffer);
-    EXPECT_EQ(text(target), u"abc");
     EXPECT_TRUE(moved.isEmpty());
 }
 
 // --- raw buffer access -----------------------------------------------------------
 
-TEST(CString, FromBufferSetsLengthToCount)
+TEST(CString, RawBufferAccessCountsTruncatesAndHandsOverOwnership)
 {
     CString s(u"old");
     s.fromBuffer(u"abcdef", 3);
@@ -253,11 +194,8 @@ TEST(CString, FromBufferSetsLengthToCount)
     EXPECT_EQ(std::u16string(s.buffer()), u"ab");
     s.fromBuffer(u"xyz", 0);
     EXPECT_EQ(kindOf(s), Kind::Empty);
-}
 
-TEST(CString, ToBufferTruncatesAndTerminates)
-{
-    const CString s(u"abcdef");
+    s = u"abcdef";
     char16_t out[8];
     std::fill(std::begin(out), std::end(out), u'#');
     EXPECT_EQ(s.toBuffer(out, 4), 3u);
@@ -272,25 +210,21 @@ TEST(CString, ToBufferTruncatesAndTerminates)
     EXPECT_EQ(out[0], u'#'); // nothing written
     EXPECT_EQ(s.toBuffer(out, 1), 0u);
     EXPECT_EQ(out[0], 0);
-}
 
-TEST(CString, AttachAndDetachHandOverOwnership)
-{
     auto* buffer = static_cast<char16_t*>(CMemory::malloc(4 * sizeof(char16_t), 0));
     ASSERT_NE(buffer, nullptr);
     buffer[0] = u'x';
     buffer[1] = u'y';
     buffer[2] = u'z';
     buffer[3] = 0;
-    CString s(u"old");
     s.attach(buffer, -1);
     EXPECT_EQ(s.buffer(), buffer);
     EXPECT_EQ(s.length(), 3u);
     char16_t* taken = s.detach();
     EXPECT_EQ(taken, buffer);
     EXPECT_EQ(kindOf(s), Kind::Null);
-    s.attach(taken, 2); // an explicit length is trusted
-    EXPECT_EQ(s.length(), 2u);
+    s.attach(taken, 0); // an explicit length is trusted, 0 included
+    EXPECT_EQ(s.length(), 0u);
     s.attach(nullptr, -1);
     EXPECT_EQ(kindOf(s), Kind::Null);
     EXPECT_EQ(CString().detach(), nullptr);
@@ -298,63 +232,40 @@ TEST(CString, AttachAndDetachHandOverOwnership)
 
 // --- queries ------------------------------------------------------------------------
 
-TEST(CString, CharAccessAndCounts)
-{
-    const CString s(u"abca");
-    EXPECT_EQ(s.charAt(0), u'a');
-    EXPECT_EQ(s.charAt(3), u'a');
-    EXPECT_EQ(s.charAt(4), 0);
-    EXPECT_EQ(s.charAt(1000), 0);
-    EXPECT_EQ(CString().charAt(0), 0);
-    EXPECT_EQ(s.charCount(u'a'), 2u);
-    EXPECT_EQ(CString().charCount(u'a'), 0u);
-}
-
-TEST(CString, IndexSearches)
+TEST(CString, QueriesAnswerOutOfRangeAndNullAsDocumented)
 {
     const CString s(u"abcabc");
+    const CString null;
+    EXPECT_EQ(s.charAt(5), u'c');
+    EXPECT_EQ(s.charAt(6), 0);
+    EXPECT_EQ(null.charAt(0), 0);
+    EXPECT_EQ(s.charCount(u'a'), 2u);
+    EXPECT_EQ(null.charCount(u'a'), 0u);
     EXPECT_EQ(s.indexOf(u'c'), 2);
-    EXPECT_EQ(s.indexOf(u'z'), -1);
-    EXPECT_EQ(CString().indexOf(u'a'), -1);
-    EXPECT_EQ(CString(u"").indexOf(u'a'), -1);
     EXPECT_EQ(s.lastIndexOf(u'c'), 5);
+    EXPECT_EQ(s.indexOf(u'z'), -1);
     EXPECT_EQ(s.lastIndexOf(u'z'), -1);
-    EXPECT_EQ(s.indexOf(u"bc"), 1);
+    EXPECT_EQ(null.indexOf(u'a'), -1);
     EXPECT_EQ(s.indexOf(u"bc", 2), 4); // relative to the whole string
     EXPECT_EQ(s.indexOf(CString(u"bc"), 5), -1);
     EXPECT_EQ(s.indexOf(u"bc", 6), -1);
     EXPECT_EQ(s.indexOf(u""), -1);
-    EXPECT_EQ(CString().indexOf(u"a"), -1);
-    EXPECT_EQ(s.lastIndexOf(u"ab"), 3);
+    EXPECT_EQ(null.indexOf(u"a"), -1);
     EXPECT_EQ(s.lastIndexOf(CString(u"abc")), 3);
-    EXPECT_EQ(s.lastIndexOf(u"x"), -1);
-}
 
-TEST(CString, PrefixTestsAndComparisons)
-{
-    const CString s(u"Hello");
-    EXPECT_TRUE(s.startWith(u"He"));
-    EXPECT_FALSE(s.startWith(u"he"));
-    EXPECT_TRUE(s.startWithIC(u"he"));
-    EXPECT_TRUE(s.startWithIC(CString(u"HELLO")));
-    EXPECT_FALSE(s.startWith(u""));
-    EXPECT_FALSE(s.startWith(CString()));
-    EXPECT_FALSE(CString().startWith(u"a"));
-
-    EXPECT_EQ(s.compare(u"Hello"), 0);
-    EXPECT_EQ(s.compare(u"Help"), -1);
-    EXPECT_EQ(s.compare(CString(u"Hell")), 1);
-    EXPECT_EQ(s.compareIC(u"hELLO"), 0);
-    EXPECT_EQ(CString().compare(u""), 0);
-    EXPECT_EQ(CString().compare(CString(u"a")), -1);
-    EXPECT_TRUE(s == u"Hello");
-    EXPECT_TRUE(s != u"hello");
-    EXPECT_TRUE(u"Hello" == s);
-    EXPECT_TRUE(s == CString(u"Hello"));
-    EXPECT_TRUE(s < CString(u"Help"));
-    EXPECT_TRUE(CString(u"b") > CString(u"a"));
-    EXPECT_TRUE(CString() <= CString(u""));
-    EXPECT_TRUE(CString(u"") >= CString());
+    const CString h(u"Hello");
+    EXPECT_TRUE(h.startWith(u"He"));
+    EXPECT_FALSE(h.startWith(u"he"));
+    EXPECT_TRUE(h.startWithIC(CString(u"HELLO")));
+    EXPECT_FALSE(h.startWith(CString()));
+    EXPECT_FALSE(null.startWith(u"a"));
+    EXPECT_EQ(h.compare(u"Help"), -1);
+    EXPECT_EQ(h.compare(CString(u"Hell")), 1);
+    EXPECT_EQ(h.compareIC(u"hELLO"), 0);
+    EXPECT_EQ(null.compare(u""), 0);
+    EXPECT_TRUE(h != u"hello");
+    EXPECT_TRUE(h < CString(u"Help") && CString(u"b") > CString(u"a"));
+    EXPECT_TRUE(CString() <= CString(u"") && CString(u"") >= CString());
 }
 
 TEST(CString, CompareReverseMatchesReversedTexts)
@@ -380,20 +291,16 @@ TEST(CString, CompareReverseMatchesReversedTexts)
 TEST(CString, NumberQueriesAndExactTrue)
 {
     EXPECT_FALSE(CString().isNumberStart());
-    EXPECT_FALSE(CString(u"").isNumberStart());
     EXPECT_FALSE(CString(u"-1").isNumberStart());
     EXPECT_TRUE(CString(u"1a").isNumberStart());
     EXPECT_EQ(CString(u"-12ab").toInt(), -12);
     EXPECT_EQ(CString(u"0x1G2").toUInt(), 0x12u);
     EXPECT_EQ(CString(u"-9000000000").toLLong(), -9000000000LL);
     EXPECT_FLOAT_EQ(CString(u"-0.25").toFloat(), -0.25f);
-    EXPECT_EQ(CString().toInt(), 0);
-    // Only the exact text "true" is true.
     EXPECT_TRUE(CString(u"true").toBool());
-    for (const char16_t* no : {u"True", u"TRUE", u" true", u"true ", u"1", u"", u"tru", u"truex"})
+    for (const char16_t* no : {u"True", u" true", u"true ", u"1", u""})
         EXPECT_FALSE(CString(no).toBool()) << std::u16string(no).size();
     EXPECT_FALSE(CString().toBool());
-    EXPECT_TRUE(CString(true).toBool());
 }
 
 // --- editing ------------------------------------------------------------------------
