@@ -94,4 +94,22 @@ private:
 
 inline int CCountedObject::s_iLive = 0;
 
+// Every test on this fixture ends with no tracked element and no counted
+// object alive.
+class CTrackedTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        CTracked::resetCounters();
+        CCountedObject::s_iLive = 0;
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(CTracked::s_iLive, 0) << "elements leaked or destroyed twice";
+        EXPECT_EQ(CTracked::s_iConstructed, CTracked::s_iDestroyed);
+        EXPECT_EQ(CCountedObject::s_iLive, 0);
+    }
+};
+
 } // namespace ContainerTest
