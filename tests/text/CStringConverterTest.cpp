@@ -323,7 +323,20 @@ TEST(CStringConverterEscape, EmptyAndNullInputs)
     EXPECT_TRUE(out.isEmpty());
     CStringConverter::decodeChars(NULL_TEXT, 3, 4, s_chars, s_replacements, s_lengths, out);
     EXPECT_TRUE(out.isEmpty());
-    // No table: a plain copy.
-    CStringConverter::decodeChars(u"abc", 3, 0, nullptr, nullptr, nullptr, out);
-    EXPECT_EQ(str(out), u"abc");
+    // A table with any part missing counts as no table: a plain copy.
+    const char16_t* const* noReplacements = nullptr;
+    CStringConverter::decodeChars(u"&lt;x", 5, 0, nullptr, nullptr, nullptr, out);
+    EXPECT_EQ(str(out), u"&lt;x");
+    CStringConverter::decodeChars(u"&lt;x", 5, 4, nullptr, s_replacements, s_lengths, out);
+    EXPECT_EQ(str(out), u"&lt;x");
+    CStringConverter::decodeChars(u"&lt;x", 5, 4, s_chars, noReplacements, s_lengths, out);
+    EXPECT_EQ(str(out), u"&lt;x");
+    CStringConverter::decodeChars(u"&lt;x", 5, 4, s_chars, s_replacements, nullptr, out);
+    EXPECT_EQ(str(out), u"&lt;x");
+    CStringConverter::encodeChars(u"<x", 2, 4, nullptr, s_replacements, s_lengths, out);
+    EXPECT_EQ(str(out), u"<x");
+    CStringConverter::encodeChars(u"<x", 2, 4, s_chars, noReplacements, s_lengths, out);
+    EXPECT_EQ(str(out), u"<x");
+    CStringConverter::encodeChars(u"<x", 2, 4, s_chars, s_replacements, nullptr, out);
+    EXPECT_EQ(str(out), u"<x");
 }
