@@ -82,8 +82,9 @@ TEST_F(CTrackedTest, DataListMatchesStdListUnderRandomOperations)
             }
             break;
         case 6:
-            if (count)
+            if (count) {
                 ASSERT_EQ(list[index % count].value(), *std::next(reference.begin(), index % count));
+            }
             break;
         default:
             list.add(CTracked(value));
