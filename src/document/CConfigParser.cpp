@@ -210,11 +210,14 @@ bool CConfigParser::load(const CString& path)
     }
 
     m_strPath = path;
-    m_strFolder = CPath::getFileFolderNoLastSeparator(path);
+    // A relative name is taken from the current folder now, so the folder and
+    // the paths resolved against it stay right when the process moves.
+    m_strFolder = CPath::getFileFolderNoLastSeparator(
+        CPath::generateAbsolutePath(PlatformImp::getCurrentFolder(), path));
     setDefaults();
     m_bModified = false;
     const unsigned int uiFailedBefore = MemInternal::failedAllocationCount();
-    readSettings(pDocument->getRootElement(), CPath::getFileFolder(path));
+    readSettings(pDocument->getRootElement(), m_strFolder);
     if (MemInternal::failedAllocationCount() != uiFailedBefore) {
         // Out of memory while reading: a half-read configuration would pass
         // for a whole one, so none is kept.
@@ -398,36 +401,27 @@ bool CConfigParser::save()
     CString strText(u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
     if (!m_pRoot->saveTo(strText, true, true))
         return false;
-    const unsigned long long ullSize = 3ull * strText.length() + 1;
+    // Byte order mark, then at most three bytes per unit and the terminator.
+    const unsigned long long ullSize = 3ull + 3ull * strText.length() + 1;
     if (ullSize > MAX_SAVE_BYTES)
         return false;
     unsigned char* pBytes = static_cast<unsigned char*>(CMemory::malloc(static_cast<unsigned int>(ullSize), 0));
     if (!pBytes)
         return false;
+    pBytes[0] = 0xEF;
+    pBytes[1] = 0xBB;
+    pBytes[2] = 0xBF;
     unsigned int uiWritten = 0;
-    CStringConverter::convertToUTF8(strText, pBytes, static_cast<unsigned int>(ullSize), &uiWritten);
+    CStringConverter::convertToUTF8(strText, pBytes + 3, static_cast<unsigned int>(ullSize - 3), &uiWritten);
 
-    // Written beside the old file and renamed over it, so that a crash while
-    // writing leaves either the old file or the new one, never a torn one.
-    CString strTemp(m_strPath);
-    strTemp.append(u".tmp");
-    static const unsigned char BOM[3] = {0xEF, 0xBB, 0xBF};
-    bool bOk = false;
-    {
-        CFile file;
-        if (file.open(strTemp, false)) {
-            bOk = file.writeData(BOM, 3) && file.writeData(pBytes, uiWritten);
-            file.flush();
-            file.close();
-        }
-    }
+    // The whole file is replaced in one step: a crash leaves either the old
+    // file or the new one, and a linked configuration stays a link. The
+    // folder is absolute since load, so a changed current folder does not
+    // send the save elsewhere.
+    const bool bOk = PlatformImp::replaceFileContent(
+        CPath::generateAbsolutePath(m_strFolder, CPath::getFileName(m_strPath)), pBytes, uiWritten + 3);
     CMemory::free(pBytes);
-    if (bOk)
-        bOk = PlatformImp::replaceFile(strTemp, m_strPath);
     if (!bOk) {
-        // Never remove what we did not write (a folder of that name, say).
-        if (CFile::isExist(strTemp) && CFile::isFile(strTemp))
-            CFile::deleteFile(strTemp);
         CLogEngine::warning2(
             CStringConverter::format(u"The configuration file %ls cannot be saved.", m_strPath.buffer()));
         return false;

@@ -55,11 +55,20 @@ void getLocalTime(tagLocalTime& time);
 // Null on failure.
 std::FILE* openFileStream(const CString& strPath, const char16_t* pszMode);
 
-// Renames strFrom over strTo in one step, replacing strTo if it exists (the
-// file operations of IFile refuse an existing target). Atomic when both lie
-// in the same folder. False when either name is empty or the rename fails;
-// strTo is then untouched.
-bool replaceFile(const CString& strFrom, const CString& strTo);
+// Whether the path is itself a symbolic link (or junction), whatever it
+// leads to.
+bool isLink(const CString& strPath);
+
+// Current folder of the process, "/"-separated; empty when it cannot be read.
+CString getCurrentFolder();
+
+// Replaces the content of strPath with uiCount bytes so that a crash or power
+// cut at any moment leaves either the old content or the new one. A link is
+// followed: the file it leads to is replaced and the link stays. The bytes go
+// to a temporary of a unique name beside that file, with its permissions,
+// and reach the disk before the temporary is renamed over it. On failure the
+// file is untouched and the temporary removed.
+bool replaceFileContent(const CString& strPath, const unsigned char* pData, unsigned int uiCount);
 
 } // namespace PlatformImp
 } // namespace Trell

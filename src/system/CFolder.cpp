@@ -13,8 +13,9 @@ IFolder* createImp()
     return PlatformImp::createFolder();
 }
 
-// Lists strPath into aryEntries through a temporary platform object.
-bool listFolder(const CString& strPath, CObjectArray<IFolder::tagEntry>& aryEntries)
+// Lists strPath into aryEntries through a temporary platform object; hidden
+// entries only with bHidden.
+bool listFolder(const CString& strPath, CObjectArray<IFolder::tagEntry>& aryEntries, bool bHidden)
 {
     if (strPath.length() == 0)
         return false;
@@ -23,7 +24,51 @@ bool listFolder(const CString& strPath, CObjectArray<IFolder::tagEntry>& aryEntr
         return false;
     const bool bOk = pFolder->listEntries(strPath, aryEntries);
     delete pFolder;
+    if (bOk && !bHidden) {
+        for (unsigned int i = aryEntries.getCount(); i-- > 0;) {
+            if (aryEntries[i]->isHidden)
+                aryEntries.removeAt(i);
+        }
+    }
     return bOk;
+}
+
+bool removeFolder(const CString& strPath)
+{
+    IFolder* pFolder = createImp();
+    if (!pFolder)
+        return false;
+    const bool bOk = pFolder->deleteFolder(strPath);
+    delete pFolder;
+    return bOk;
+}
+
+// A link is removed as itself, never through what it leads to.
+bool removeLink(const IFolder::tagEntry& entry)
+{
+    return entry.isFolder ? removeFolder(entry.path) : CFile::deleteFile(entry.path);
+}
+
+// Hidden entries go too: the caller asked for the whole folder, and a folder
+// that still holds one cannot be removed.
+bool deleteTree(const CString& strPath)
+{
+    CObjectArray<IFolder::tagEntry> aryEntries(true);
+    if (!listFolder(strPath, aryEntries, true))
+        return false;
+    for (unsigned int i = 0; i < aryEntries.getCount(); ++i) {
+        const IFolder::tagEntry* pEntry = aryEntries[i];
+        if (pEntry->isLink) {
+            if (!removeLink(*pEntry))
+                return false;
+        } else if (pEntry->isFolder) {
+            if (!deleteTree(pEntry->path))
+                return false;
+        } else if (CFile::isExist(pEntry->path) && !CFile::deleteFile(pEntry->path)) {
+            return false;
+        }
+    }
+    return removeFolder(strPath);
 }
 
 CString childPath(const CString& strFolder, const CString& strName)
@@ -41,19 +86,20 @@ CString bareExtern(const CString& strExtern)
     return strExtern;
 }
 
-// Calls visit(entry) for every file of strFolder in listing order, and
-// descends into each sub-folder where it is listed when bRecursive is set.
+// Calls visit(entry) for every visible file of strFolder in listing order,
+// and descends into each sub-folder where it is listed when bRecursive is
+// set. Links to folders are not descended, so a link cycle cannot trap it.
 template <class Visit>
 void forEachFile(const CString& strFolder, bool bRecursive, const Visit& visit)
 {
     CObjectArray<IFolder::tagEntry> aryEntries(true);
-    if (!listFolder(strFolder, aryEntries))
+    if (!listFolder(strFolder, aryEntries, false))
         return;
     for (unsigned int i = 0; i < aryEntries.getCount(); ++i) {
         const IFolder::tagEntry* pEntry = aryEntries[i];
         if (!pEntry->isFolder)
             visit(*pEntry);
-        else if (bRecursive)
+        else if (bRecursive && !pEntry->isLink)
             forEachFile(pEntry->path, true, visit);
     }
 }
@@ -89,24 +135,11 @@ bool CFolder::createFolder(const CString& strPath)
 
 bool CFolder::deleteFolder(const CString& strPath)
 {
-    CObjectArray<IFolder::tagEntry> aryEntries(true);
-    if (!listFolder(strPath, aryEntries))
+    if (strPath.length() == 0)
         return false;
-    for (unsigned int i = 0; i < aryEntries.getCount(); ++i) {
-        const IFolder::tagEntry* pEntry = aryEntries[i];
-        if (pEntry->isFolder) {
-            if (!deleteFolder(pEntry->path))
-                return false;
-        } else if (CFile::isExist(pEntry->path) && !CFile::deleteFile(pEntry->path)) {
-            return false;
-        }
-    }
-    IFolder* pFolder = createImp();
-    if (!pFolder)
-        return false;
-    const bool bOk = pFolder->deleteFolder(strPath);
-    delete pFolder;
-    return bOk;
+    if (PlatformImp::isLink(strPath))
+        return removeFolder(strPath);
+    return deleteTree(strPath);
 }
 
 bool CFolder::copyFilesTo(const CString& strFrom, const CString& strTo, bool bOverwrite, bool bRecursive)
@@ -114,7 +147,7 @@ bool CFolder::copyFilesTo(const CString& strFrom, const CString& strTo, bool bOv
     if (strTo.length() == 0)
         return false;
     CObjectArray<IFolder::tagEntry> aryEntries(true);
-    if (!listFolder(strFrom, aryEntries))
+    if (!listFolder(strFrom, aryEntries, false))
         return false;
     if (!createFolder(strTo))
         return false;
@@ -123,7 +156,8 @@ bool CFolder::copyFilesTo(const CString& strFrom, const CString& strTo, bool bOv
         const IFolder::tagEntry* pEntry = aryEntries[i];
         const CString strTarget = childPath(strTo, pEntry->name);
         if (pEntry->isFolder) {
-            if (bRecursive && !copyFilesTo(pEntry->path, strTarget, bOverwrite, true))
+            // A link to a folder is not followed: a cycle would never end.
+            if (bRecursive && !pEntry->isLink && !copyFilesTo(pEntry->path, strTarget, bOverwrite, true))
                 bOk = false;
             continue;
         }
@@ -172,7 +206,7 @@ void CFolder::findFilesByFileTile(const CString& strFolder, const CString& strTi
 bool CFolder::open(const CString& strPath)
 {
     close();
-    return listFolder(strPath, m_aryEntries);
+    return listFolder(strPath, m_aryEntries, false);
 }
 
 unsigned int CFolder::getEntryCount() const

@@ -6,11 +6,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -151,6 +155,16 @@ void expectDefaults(const CConfigParser* c)
     }
 }
 
+// The names in a folder, hidden ones included, sorted.
+std::vector<std::string> names(const std::string& strFolder)
+{
+    std::vector<std::string> out;
+    for (const auto& entry : fs::directory_iterator(strFolder))
+        out.push_back(entry.path().filename().string());
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
 std::string surfaces(const std::string& strSurfaces, const std::string& strRootAttributes = "")
 {
     return "<config" + strRootAttributes + "><surface_set>" + strSurfaces + "</surface_set></config>";
@@ -285,12 +299,27 @@ TEST(ConfigThreadSlots, IdsMapToSlotsInOrder)
 
 TEST_F(ConfigTest, RelativePathsResolveAgainstTheFilesFolder)
 {
-    ASSERT_TRUE(loadText("<c><log_output file_path_win=\"log\"/>"
-                         "<mem_report_output file_path_win=\"../report/mem.txt\"/></c>",
-                         "sub/config.xml"));
+    const std::string text = "<c use_for_studio=\"true\"><log_output file_path_win=\"log\"/>"
+                             "<mem_report_output file_path_win=\"../report/mem.txt\"/></c>";
+    ASSERT_TRUE(loadText(text, "sub/config.xml"));
     EXPECT_EQ(str(m_pConfig->getFolder()), str(m_temp.path("sub")));
     EXPECT_EQ(str(m_pConfig->getLogOutput()->file_path_win), str(m_temp.path("sub/log")));
     EXPECT_EQ(str(m_pConfig->getMemReportOutput()->file_path_win), str(m_temp.path("report/mem.txt")));
+
+    // A file named relative to the current folder is resolved at load, so a
+    // later change of folder moves neither the paths nor the save.
+    const fs::path previous = fs::current_path();
+    fs::current_path(m_temp.native("sub"));
+    const bool bLoaded = m_pConfig->load(CString(u"config.xml"));
+    fs::current_path(previous);
+    ASSERT_TRUE(bLoaded);
+    EXPECT_EQ(str(m_pConfig->getFolder()), str(m_temp.path("sub")));
+    EXPECT_EQ(str(m_pConfig->getLogOutput()->file_path_win), str(m_temp.path("sub/log")));
+    EXPECT_EQ(str(m_pConfig->getMemReportOutput()->file_path_win), str(m_temp.path("report/mem.txt")));
+    m_pConfig->setMergeWindow(true);
+    ASSERT_TRUE(m_pConfig->save());
+    EXPECT_NE(m_temp.readFile("sub/config.xml").find("merge_window"), std::string::npos);
+    EXPECT_FALSE(fs::exists(previous / "config.xml"));
 }
 
 // ---- Surfaces ------------------------------------------------------------------------
@@ -463,37 +492,51 @@ TEST_F(ConfigTest, Utf16FileIsReadAndSavedAsUtf8)
               "<c merge_window=\"true\" use_for_studio=\"true\"/>\n");
 }
 
-TEST_F(ConfigTest, FailedTempWriteLeavesTheOldFileIntact)
+// What belongs to the user survives a save: a link stays a link and the file
+// it leads to is updated with its mode kept, and a file named like a
+// temporary is not touched.
+TEST_F(ConfigTest, SaveUpdatesTheLinkedFileKeepingItsModeAndTheUsersFiles)
+{
+    m_temp.writeFile("real/engine.xml", "<c use_for_studio=\"true\"/>");
+    ASSERT_EQ(chmod(m_temp.native("real/engine.xml").c_str(), 0640), 0);
+    m_temp.writeFile("conf/engine.xml.tmp", "mine");
+    fs::create_symlink("../real/engine.xml", m_temp.native("conf/engine.xml"));
+    ASSERT_TRUE(m_pConfig->load(m_temp.path("conf/engine.xml")));
+    m_pConfig->setMergeWindow(true);
+    ASSERT_TRUE(m_pConfig->save());
+
+    EXPECT_TRUE(fs::is_symlink(m_temp.native("conf/engine.xml")));
+    EXPECT_NE(m_temp.readFile("real/engine.xml").find("merge_window=\"true\""), std::string::npos);
+    struct stat st;
+    ASSERT_EQ(stat(m_temp.native("real/engine.xml").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0640u);
+    EXPECT_EQ(m_temp.readFile("conf/engine.xml.tmp"), "mine");
+    EXPECT_EQ(names(m_temp.native("real")), std::vector<std::string>{"engine.xml"});
+}
+
+TEST_F(ConfigTest, FailedSaveLeavesTheOldFileAndNoTemporary)
 {
     const std::string text = "<c use_for_studio=\"true\" merge_window=\"false\"/>";
-    ASSERT_TRUE(loadText(text));
-    // A folder where the temporary file would go makes the write fail.
-    fs::create_directory(m_temp.native("config.xml.tmp"));
+    // The folder vanished: it is not made again.
+    ASSERT_TRUE(loadText(text, "gone/config.xml"));
+    fs::remove_all(m_temp.native("gone"));
     m_pConfig->setMergeWindow(true);
     EXPECT_FALSE(m_pConfig->save());
     EXPECT_TRUE(m_pConfig->isModified());
-    EXPECT_EQ(m_temp.readFile("config.xml"), text);
-    EXPECT_TRUE(fs::is_directory(m_temp.native("config.xml.tmp"))); // not ours to remove
+    EXPECT_FALSE(m_temp.exists("gone"));
 
-    // Once the obstacle is gone the pending change is written.
-    fs::remove(m_temp.native("config.xml.tmp"));
-    EXPECT_TRUE(m_pConfig->save());
-    EXPECT_NE(m_temp.readFile("config.xml").find("merge_window=\"true\""), std::string::npos);
-}
-
-TEST_F(ConfigTest, ReadOnlyFolderLeavesTheOldFileIntact)
-{
-    const std::string text = "<c use_for_studio=\"true\"/>";
-    ASSERT_TRUE(loadText(text, "ro/config.xml"));
-    const std::string folder = m_temp.native("ro");
-    ASSERT_EQ(chmod(folder.c_str(), 0555), 0);
-    if (access(folder.c_str(), W_OK) == 0) {
-        chmod(folder.c_str(), 0755);
-        GTEST_SKIP() << "permissions are not enforced for this user";
-    }
+    // Writing fails half-way (a file size limit, set in a child process).
+    ASSERT_TRUE(loadText(text));
     m_pConfig->setMergeWindow(true);
-    EXPECT_FALSE(m_pConfig->save());
-    chmod(folder.c_str(), 0755);
-    EXPECT_EQ(m_temp.readFile("ro/config.xml"), text);
-    EXPECT_FALSE(m_temp.exists("ro/config.xml.tmp"));
+    CConfigParser* pConfig = m_pConfig;
+    const auto saveWithLimit = [pConfig] {
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit limit;
+        limit.rlim_cur = limit.rlim_max = 8;
+        setrlimit(RLIMIT_FSIZE, &limit);
+        std::_Exit(pConfig->save() ? 1 : 0);
+    };
+    EXPECT_EXIT(saveWithLimit(), ::testing::ExitedWithCode(0), "");
+    EXPECT_EQ(m_temp.readFile("config.xml"), text);
+    EXPECT_EQ(names(m_temp.native()), std::vector<std::string>{"config.xml"});
 }

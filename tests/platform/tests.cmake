@@ -5,6 +5,7 @@ list(APPEND ECS_TESTS
     platform/CThreadTest.cpp
     platform/CImpLibraryLoaderTest.cpp
     platform/NamedObjectTest.cpp
+    platform/CImpFolderTest.cpp
 )
 
 # Helpers for the platform tests: a second process that opens named objects

@@ -1,5 +1,6 @@
 #include <platform/posix/CImpFolder.h>
 
+#include <platform/PlatformImp.h>
 #include <platform/posix/NativePath.h>
 
 #include <cerrno>
@@ -17,6 +18,20 @@ bool exists(const std::string& strNative)
 {
     struct stat st;
     return stat(strNative.c_str(), &st) == 0;
+}
+
+// A trailing "/" would make lstat look through a link.
+std::string withoutTrailingSlash(std::string strNative)
+{
+    while (strNative.size() > 1 && strNative.back() == '/')
+        strNative.pop_back();
+    return strNative;
+}
+
+bool isLinkNative(const std::string& strNative)
+{
+    struct stat st;
+    return !strNative.empty() && lstat(withoutTrailingSlash(strNative).c_str(), &st) == 0 && S_ISLNK(st.st_mode);
 }
 
 bool makeFolder(const std::string& strNative)
@@ -51,7 +66,12 @@ bool CImpFolder::createFolder(const CString& strPath)
 bool CImpFolder::deleteFolder(const CString& strPath)
 {
     const std::string strNative = NativePath::toNative(strPath);
-    return !strNative.empty() && rmdir(strNative.c_str()) == 0;
+    if (strNative.empty())
+        return false;
+    // rmdir refuses a link; a link to a folder is removed as the link itself.
+    if (isLinkNative(strNative))
+        return unlink(withoutTrailingSlash(strNative).c_str()) == 0;
+    return rmdir(strNative.c_str()) == 0;
 }
 
 bool CImpFolder::listEntries(const CString& strPath, CObjectArray<tagEntry>& aryEntries)
@@ -70,37 +90,43 @@ bool CImpFolder::listEntries(const CString& strPath, CObjectArray<tagEntry>& ary
 
     while (dirent* pEntry = readdir(pDir)) {
         const char* pszName = pEntry->d_name;
-        if (pszName[0] == '.')
-            continue; // hidden, and "." and ".."
-        bool bFolder = false;
-        if (pEntry->d_type == DT_DIR) {
-            bFolder = true;
-        } else if (pEntry->d_type == DT_REG) {
-            bFolder = false;
-        } else if (pEntry->d_type == DT_CHR || pEntry->d_type == DT_BLK) {
+        if (pszName[0] == '.' && (pszName[1] == '\0' || (pszName[1] == '.' && pszName[2] == '\0')))
             continue;
-        } else {
+        unsigned char ucType = pEntry->d_type;
+        if (ucType == DT_UNKNOWN) {
             struct stat st;
-            if (stat((strNative + pszName).c_str(), &st) != 0)
-                continue; // vanished, or a dangling link
-            if (S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode))
-                continue;
-            bFolder = S_ISDIR(st.st_mode);
+            if (lstat((strNative + pszName).c_str(), &st) != 0)
+                continue; // vanished while being listed
+            ucType = S_ISLNK(st.st_mode) ? DT_LNK : S_ISDIR(st.st_mode) ? DT_DIR
+                     : (S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode)) ? DT_CHR : DT_REG;
         }
         tagEntry* pItem = new tagEntry;
         if (!pItem)
             break;
+        pItem->isLink = ucType == DT_LNK;
+        pItem->isHidden = pszName[0] == '.' || ucType == DT_CHR || ucType == DT_BLK;
+        if (pItem->isLink) {
+            // Followed only to tell what it looks like; a dangling link is a file.
+            struct stat st;
+            pItem->isFolder = stat((strNative + pszName).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+        } else {
+            pItem->isFolder = ucType == DT_DIR;
+        }
         NativePath::fromNative(pszName, pItem->name);
         pItem->path = strFolder;
         if (!strFolder.length() || strFolder.buffer()[strFolder.length() - 1] != u'/')
             pItem->path.append(u"/");
         pItem->path.append(pItem->name.buffer() ? pItem->name.buffer() : u"");
-        pItem->isFolder = bFolder;
         if (!aryEntries.add(pItem))
             delete pItem;
     }
     closedir(pDir);
     return true;
+}
+
+bool PlatformImp::isLink(const CString& strPath)
+{
+    return isLinkNative(NativePath::toNative(strPath));
 }
 
 } // namespace Trell

@@ -5,8 +5,9 @@
 namespace Trell {
 
 // Folder services over mkdir/rmdir/opendir. Hidden entries are the
-// dot-names; symbolic links are followed to decide between file and folder,
-// and entries that vanish while being listed are left out.
+// dot-names and devices; a symbolic link is reported as a link (followed only
+// to tell whether it leads to a folder), and entries that vanish while being
+// listed are left out.
 class CImpFolder : public IFolder
 {
     TRELL_DECLARE_ALLOCATOR(u"CImpFolder")

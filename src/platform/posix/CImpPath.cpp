@@ -1,5 +1,6 @@
 #include <platform/posix/CImpPath.h>
 
+#include <platform/PlatformImp.h>
 #include <platform/posix/NativePath.h>
 #include <text/CString.h>
 
@@ -226,6 +227,16 @@ CString CImpPath::generateRelativePath(const CString& strBasePath, bool bBaseIsF
     if (target.bTrailingSeparator && !rest.empty())
         result += u'/';
     return toString(result);
+}
+
+CString PlatformImp::getCurrentFolder()
+{
+    std::vector<char> buffer(PATH_MAX + 1, '\0');
+    if (!getcwd(buffer.data(), buffer.size()))
+        return CString();
+    CString strFolder;
+    NativePath::fromNative(buffer.data(), strFolder);
+    return strFolder;
 }
 
 } // namespace Trell
