@@ -6,6 +6,7 @@ list(APPEND ECS_TESTS
     platform/CImpLibraryLoaderTest.cpp
     platform/NamedObjectTest.cpp
     platform/CImpFolderTest.cpp
+    platform/CImpPathTest.cpp
 )
 
 # Helpers for the platform tests: a second process that opens named objects

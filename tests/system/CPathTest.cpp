@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 using namespace Trell;
 
@@ -104,78 +105,16 @@ TEST(CPath, ChangeExtensionAndTitle)
     }
 }
 
-TEST(CPath, GenerateAbsolutePath)
+// The combining rules themselves are the platform's; here only what CPath
+// adds: empty input gives empty output.
+TEST(CPath, GeneratorsForwardAndRefuseEmptyInput)
 {
-    struct
-    {
-        const char16_t* base;
-        const char16_t* path;
-        const char16_t* expected;
-    } const cases[] = {
-        {u"C:/p", u"x\\y.xml", u"C:/p/x/y.xml"},
-        {u"C:\\p\\", u"x\\y.xml", u"C:/p/x/y.xml"},
-        {u"/home/u/project", u"res/a.png", u"/home/u/project/res/a.png"},
-        {u"/home/u/project/", u"./res/../img/a.png", u"/home/u/project/img/a.png"},
-        {u"/home/u/project", u"../other/a.png", u"/home/u/other/a.png"},
-        {u"/a", u"../../../b", u"/b"},
-        {u"C:/", u"..\\x", u"C:/x"},
-        {u"/a//b", u"c//d/", u"/a/b/c/d/"},
-        {u"rel/base", u"../../../x", u"../x"},
-        {u"/base", u"/abs/path.xml", u"/abs/path.xml"},
-        {u"/base", u"D:\\abs\\path.xml", u"D:/abs/path.xml"},
-        {u"/base", u"\\\\server\\share\\x", u"//server/share/x"},
-        {u"", u"x", u""},
-        {u"/base", u"", u""},
-    };
-    for (const auto& c : cases) {
-        const CString result = CPath::generateAbsolutePath(CString(c.base), CString(c.path));
-        EXPECT_TRUE(result == c.expected) << narrow(CString(c.base)) << " + " << narrow(CString(c.path)) << " gave "
-                                          << narrow(result);
-    }
-}
-
-TEST(CPath, GenerateRelativePath)
-{
-    struct
-    {
-        const char16_t* base;
-        bool folder;
-        const char16_t* path;
-        const char16_t* expected;
-    } const cases[] = {
-        {u"C:/a/b/c", true, u"C:/a/d/e.txt", u"../../d/e.txt"},
-        {u"C:\\a\\b\\c", true, u"C:\\a\\d\\e.txt", u"../../d/e.txt"},
-        {u"C:/a/b/c.xml", false, u"C:/a/d/e.txt", u"../d/e.txt"},
-        {u"C:/a", true, u"C:/a/b/c.txt", u"./b/c.txt"},
-        {u"c:/a", true, u"C:/a/x.txt", u"./x.txt"},
-        {u"/home/u/p/proj.xml", false, u"/home/u/p/res/a.png", u"./res/a.png"},
-        {u"/home/u/p", true, u"/home/u", u".."},
-        {u"/home/u/p", true, u"/home/u/p", u"."},
-        {u"/home/u/p", true, u"/home/U/p/x", u"../../U/p/x"},
-        {u"/a/./b/../c", true, u"/a/c/d", u"./d"},
-        {u"C:/a", true, u"D:/a/x.txt", u"D:/a/x.txt"},
-        {u"rel/base", true, u"/abs/x.txt", u"/abs/x.txt"},
-        {u"/base", true, u"already\\relative.txt", u"already/relative.txt"},
-        {u"//srv/share/a", true, u"//srv/share/b/x", u"../b/x"},
-        {u"//srv/share/a", true, u"//other/share/b", u"//other/share/b"},
-        {u"", true, u"/x", u""},
-        {u"/x", true, u"", u""},
-    };
-    for (const auto& c : cases) {
-        const CString result = CPath::generateRelativePath(CString(c.base), c.folder, CString(c.path));
-        EXPECT_TRUE(result == c.expected) << narrow(CString(c.base)) << " -> " << narrow(CString(c.path))
-                                          << " gave " << narrow(result);
-    }
-}
-
-TEST(CPath, RelativeThenAbsoluteComesBack)
-{
-    const CString base(u"/home/u/project/pages");
-    const char16_t* targets[] = {u"/home/u/project/pages/a.xml", u"/home/u/project/res/img/b.png", u"/etc/c.conf",
-                                 u"/home/u/project/pages/sub/d.xml"};
-    for (const char16_t* target : targets) {
-        const CString relative = CPath::generateRelativePath(base, true, CString(target));
-        EXPECT_TRUE(CPath::generateAbsolutePath(base, relative) == target) << narrow(relative);
+    EXPECT_TRUE(CPath::generateAbsolutePath(CString(u"/p"), CString(u"x\\y.xml")) == u"/p/x/y.xml");
+    EXPECT_TRUE(CPath::generateRelativePath(CString(u"/p"), true, CString(u"/p/x.xml")) == u"./x.xml");
+    const CString empty, some(u"/x");
+    for (const auto& pair : {std::make_pair(empty, some), std::make_pair(some, empty)}) {
+        EXPECT_EQ(CPath::generateAbsolutePath(pair.first, pair.second).length(), 0u);
+        EXPECT_EQ(CPath::generateRelativePath(pair.first, true, pair.second).length(), 0u);
     }
 }
 

@@ -31,18 +31,10 @@ TEST(CTimeSpan, NegativeSpansTruncateTowardZero)
     EXPECT_EQ(span.getSeconds(), static_cast<unsigned short>(-1));
 }
 
-TEST(CTimeSpan, TotalDaysKeepsOnlyTheLowThirtyTwoBits)
+TEST(CTimeSpan, TotalDaysKeepsOnlyTheLowThirtyTwoBitsAndSpansCompareBySeconds)
 {
     const long long days = (1ll << 32) + 5;
     EXPECT_EQ(CTimeSpan(days * 86400).getTotalDays(), 5);
-}
-
-TEST(CTimeSpan, ComparesBySeconds)
-{
     const CTimeSpan a(-5), b(7);
-    EXPECT_TRUE(a < b && b > a && a <= a && b >= a && a != b);
-    CTimeSpan c;
-    c = b;
-    EXPECT_TRUE(c == b);
-    EXPECT_TRUE(CTimeSpan(c) == b);
+    EXPECT_TRUE(a < b && b > a && a <= a && b >= a && a != b && !(a == b));
 }

@@ -27,33 +27,21 @@ const long long LAST_DAY = (chr::sys_days(chr::year(9999) / chr::December / 31) 
 
 } // namespace
 
-TEST(CTime, DefaultIsTheZeroDate)
+TEST(CTime, FieldsAreClampedAndMonthsHaveTheirLengths)
 {
     CTime t;
     EXPECT_EQ(fields(t), "1-1-1 0:0:0.0");
     EXPECT_TRUE(t.isZeroDate());
-    EXPECT_TRUE(t.isValidDate());
-    EXPECT_EQ(t.getTotalDays(), 0u);
     EXPECT_EQ(t.getDayOfWeek(), 1u) << "0001-01-01 is a Monday";
-}
-
-TEST(CTime, ConstructorClampsEveryField)
-{
     EXPECT_EQ(fields(CTime(2021, 2, 30, 25, 61, 61, 1500)), "2021-2-28 23:59:59.999");
     EXPECT_EQ(fields(CTime(0, 0, 0, 0, 0, 0, 0)), "1-1-1 0:0:0.0");
     EXPECT_EQ(fields(CTime(10000, 13, 32)), "9999-12-31 0:0:0.0");
     EXPECT_EQ(fields(CTime(1900, 2, 29)), "1900-2-28 0:0:0.0");
     EXPECT_EQ(fields(CTime(2000, 2, 29)), "2000-2-29 0:0:0.0");
-}
-
-TEST(CTime, LeapYearsAndMonthLengths)
-{
-    EXPECT_FALSE(CTime(1900, 1, 1).isLeapYear());
-    EXPECT_TRUE(CTime(2000, 1, 1).isLeapYear());
-    EXPECT_TRUE(CTime(2024, 1, 1).isLeapYear());
-    EXPECT_FALSE(CTime(2023, 1, 1).isLeapYear());
     EXPECT_EQ(CTime(2000, 1, 1).getDayCountOfThisYear(), 366);
     EXPECT_EQ(CTime(1900, 1, 1).getDayCountOfThisYear(), 365);
+    EXPECT_TRUE(CTime(2024, 1, 1).isLeapYear());
+    EXPECT_FALSE(CTime(2023, 1, 1).isLeapYear());
     const int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     for (int m = 1; m <= 12; ++m)
         EXPECT_EQ(CTime(2023, static_cast<unsigned short>(m), 1).getDayCountOfThisMonth(), lengths[m - 1]);
@@ -92,22 +80,18 @@ TEST(CTime, AgreesWithStdChronoOverTheWholeRange)
     }
 }
 
-TEST(CTime, BoundariesOfTheRangeRoundTrip)
+TEST(CTime, BoundariesRoundTripAndTotalsOutsideAreClamped)
 {
     const CTime last(9999, 12, 31, 23, 59, 59);
     EXPECT_EQ(last.getTotalDays(), static_cast<unsigned int>(LAST_DAY));
     EXPECT_EQ(fields(CTime(last.getTotalSeconds())), "9999-12-31 23:59:59.0");
     EXPECT_EQ(fields(CTime(0LL)), "1-1-1 0:0:0.0");
+    EXPECT_EQ(fields(CTime(-1LL)), "1-1-1 0:0:0.0");
+    EXPECT_EQ(fields(CTime(1LL << 62)), "9999-12-31 23:59:59.0");
     // Leap days at cycle ends: the last day of 400-, 100- and 4-year cycles.
     for (const CTime& t : {CTime(400, 12, 31), CTime(2000, 12, 31), CTime(1900, 12, 31), CTime(2004, 12, 31),
                            CTime(2000, 2, 29), CTime(2001, 1, 1)})
         EXPECT_EQ(CTime(t.getTotalSeconds()), t) << t.getYear() << "-" << t.getMonth() << "-" << t.getDay();
-}
-
-TEST(CTime, OutOfRangeTotalsAreClampedToTheRange)
-{
-    EXPECT_EQ(fields(CTime(-1LL)), "1-1-1 0:0:0.0");
-    EXPECT_EQ(fields(CTime(1LL << 62)), "9999-12-31 23:59:59.0");
 }
 
 // Month and year offsets fit the day into the new month; day offsets move
@@ -152,46 +136,34 @@ TEST(CTime, OffsetDayKeepsItsThirtyTwoBitProduct)
     EXPECT_EQ(t, expected);
 }
 
-TEST(CTime, StridesCountBothEnds)
+TEST(CTime, StridesComparisonsAndDifferences)
 {
     const CTime a(2021, 4, 30);
+    const CTime b(2019, 11, 2);
     EXPECT_EQ(a.getStrideYears(a), 1u);
     EXPECT_EQ(a.getStrideMonths(a), 1u);
     EXPECT_EQ(a.getStrideDays(a), 1u);
-    const CTime b(2019, 11, 2);
     EXPECT_EQ(a.getStrideYears(b), 3u);
     EXPECT_EQ(b.getStrideYears(a), 3u);
     EXPECT_EQ(a.getStrideMonths(b), 18u);
     EXPECT_EQ(a.getStrideDays(b), a.getTotalDays() - b.getTotalDays() + 1);
-}
 
-TEST(CTime, ComparisonsOrderAllSevenFields)
-{
-    const CTime a(2021, 4, 30, 12, 0, 0, 1);
-    const CTime b(2021, 4, 30, 12, 0, 0, 2);
-    const CTime c(2021, 5, 1);
-    EXPECT_EQ(a.compareDate(b), 0);
-    EXPECT_EQ(a.compareFullTime(b), -1);
-    EXPECT_EQ(b.compareFullTime(a), 1);
-    EXPECT_EQ(c.compareDate(a), 1);
-    EXPECT_TRUE(a < b);
-    EXPECT_TRUE(b > a);
-    EXPECT_TRUE(a <= b && a <= a && a >= a && !(a >= b));
-    EXPECT_TRUE(a != b);
-    EXPECT_TRUE(a == CTime(a));
-    CTime d;
-    d = b;
-    EXPECT_TRUE(d == b);
-    d.setZeroDate();
-    EXPECT_TRUE(d.isZeroDate());
-}
+    const CTime c(2021, 4, 30, 12, 0, 0, 1);
+    const CTime d(2021, 4, 30, 12, 0, 0, 2);
+    EXPECT_EQ(c.compareDate(d), 0);
+    EXPECT_EQ(c.compareFullTime(d), -1);
+    EXPECT_EQ(d.compareFullTime(c), 1);
+    EXPECT_EQ(CTime(2021, 5, 1).compareDate(c), 1);
+    EXPECT_TRUE(c < d && d > c && c <= d && c <= c && c >= c && !(c >= d) && c != d && c == CTime(c));
+    CTime e;
+    e = d;
+    EXPECT_EQ(fields(e), fields(d));
+    e.setZeroDate();
+    EXPECT_TRUE(e.isZeroDate());
 
-TEST(CTime, DifferenceIsASpanOfSecondsIgnoringMilliseconds)
-{
-    const CTime a(2021, 5, 1, 0, 0, 1, 999);
-    const CTime b(2021, 4, 30, 23, 59, 59, 0);
-    EXPECT_EQ((a - b).getTotalSeconds(), 2);
-    EXPECT_EQ((b - a).getTotalSeconds(), -2);
+    // Whole seconds only: the milliseconds are ignored.
+    EXPECT_EQ((CTime(2021, 5, 1, 0, 0, 1, 999) - CTime(2021, 4, 30, 23, 59, 59, 0)).getTotalSeconds(), 2);
+    EXPECT_EQ((CTime(2021, 4, 30, 23, 59, 59, 0) - CTime(2021, 5, 1, 0, 0, 1, 999)).getTotalSeconds(), -2);
 }
 
 TEST(CTime, CurrentTimeIsAValidLocalDate)

@@ -1,0 +1,87 @@
+#include <platform/IPath.h>
+#include <platform/PlatformImp.h>
+#include <text/CString.h>
+
+#include "system/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+
+using namespace Trell;
+
+namespace {
+
+std::unique_ptr<IPath> path()
+{
+    return std::unique_ptr<IPath>(PlatformImp::createPath());
+}
+
+} // namespace
+
+TEST(CImpPath, GenerateAbsolutePathCombinesLexically)
+{
+    struct
+    {
+        const char16_t* base;
+        const char16_t* path;
+        const char16_t* expected;
+    } const cases[] = {
+        {u"C:/p", u"x\\y.xml", u"C:/p/x/y.xml"},
+        {u"C:\\p\\", u"x\\y.xml", u"C:/p/x/y.xml"},
+        {u"/home/u/project", u"res/a.png", u"/home/u/project/res/a.png"},
+        {u"/home/u/project/", u"./res/../img/a.png", u"/home/u/project/img/a.png"},
+        {u"/home/u/project", u"../other/a.png", u"/home/u/other/a.png"},
+        {u"/a", u"../../../b", u"/b"},
+        {u"C:/", u"..\\x", u"C:/x"},
+        {u"/a//b", u"c//d/", u"/a/b/c/d/"},
+        {u"rel/base", u"../../../x", u"../x"},
+        {u"/base", u"/abs/path.xml", u"/abs/path.xml"},
+        {u"/base", u"D:\\abs\\path.xml", u"D:/abs/path.xml"},
+        {u"/base", u"\\\\server\\share\\x", u"//server/share/x"},
+    };
+    for (const auto& c : cases) {
+        const CString result = path()->generateAbsolutePath(CString(c.base), CString(c.path));
+        EXPECT_TRUE(result == c.expected) << narrow(CString(c.base)) << " + " << narrow(CString(c.path)) << " gave "
+                                          << narrow(result);
+    }
+}
+
+TEST(CImpPath, GenerateRelativePathNeedsASharedRoot)
+{
+    struct
+    {
+        const char16_t* base;
+        bool folder;
+        const char16_t* path;
+        const char16_t* expected;
+    } const cases[] = {
+        {u"C:/a/b/c", true, u"C:/a/d/e.txt", u"../../d/e.txt"},
+        {u"C:\\a\\b\\c", true, u"C:\\a\\d\\e.txt", u"../../d/e.txt"},
+        {u"C:/a/b/c.xml", false, u"C:/a/d/e.txt", u"../d/e.txt"},
+        {u"C:/a", true, u"C:/a/b/c.txt", u"./b/c.txt"},
+        {u"c:/a", true, u"C:/a/x.txt", u"./x.txt"},
+        {u"/home/u/p/proj.xml", false, u"/home/u/p/res/a.png", u"./res/a.png"},
+        {u"/home/u/p", true, u"/home/u", u".."},
+        {u"/home/u/p", true, u"/home/u/p", u"."},
+        {u"/home/u/p", true, u"/home/U/p/x", u"../../U/p/x"},
+        {u"/a/./b/../c", true, u"/a/c/d", u"./d"},
+        {u"C:/a", true, u"D:/a/x.txt", u"D:/a/x.txt"},
+        {u"rel/base", true, u"/abs/x.txt", u"/abs/x.txt"},
+        {u"/base", true, u"already\\relative.txt", u"already/relative.txt"},
+        {u"//srv/share/a", true, u"//srv/share/b/x", u"../b/x"},
+        {u"//srv/share/a", true, u"//other/share/b", u"//other/share/b"},
+    };
+    for (const auto& c : cases) {
+        const CString result = path()->generateRelativePath(CString(c.base), c.folder, CString(c.path));
+        EXPECT_TRUE(result == c.expected) << narrow(CString(c.base)) << " -> " << narrow(CString(c.path))
+                                          << " gave " << narrow(result);
+    }
+}
+
+TEST(CImpPath, ApplicationFolderIsTheExecutablesFolder)
+{
+    const std::string expected = std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
+    EXPECT_EQ(narrow(path()->getApplicationFolder()), expected);
+}
