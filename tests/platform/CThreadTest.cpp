@@ -97,22 +97,15 @@ public:
 
 } // namespace
 
-TEST(CThread, DefaultsBeforeStart)
-{
-    CWorker worker;
-    EXPECT_EQ(worker.getThreadPriority(), 51);
-    EXPECT_TRUE(worker.getThreadName() == u"Unknown");
-    EXPECT_EQ(worker.getThreadID(), 0u);
-    EXPECT_FALSE(worker.isPrepareStopThread());
-}
-
 TEST(CThread, RunsStartedRunStoppedInOrderOnItsOwnThread)
 {
     CReaper reaper("thread order");
     CWorker worker;
+    EXPECT_EQ(worker.getThreadPriority(), 51);
+    EXPECT_TRUE(worker.getThreadName() == u"Unknown");
+    EXPECT_EQ(worker.getThreadID(), 0u);
     worker.startThread();
     worker.started.wait(0);
-    EXPECT_NE(worker.idSeenInRun.load(), 0u);
     EXPECT_NE(worker.idSeenInRun.load(), static_cast<unsigned int>(syscall(SYS_gettid)));
     EXPECT_EQ(worker.getThreadID(), worker.idSeenInRun.load());
     worker.stopThread();
@@ -140,28 +133,24 @@ TEST(CThread, EveryStartRunsOnceAndStopsRightAfter)
     }
 }
 
-TEST(CThread, WaitForThreadStopWaitsForARunThatEndsByItself)
+TEST(CThread, StopRequestBeforeOrDuringARunWakesItOnce)
 {
     CReaper reaper("wait for stop");
-    CWakeOnce worker;
-    worker.startThread();
-    worker.prepareStopThread();
-    worker.waitForThreadStop();
-    EXPECT_TRUE(worker.sawStopFlag.load());
-    EXPECT_EQ(worker.getThreadID(), 0u);
-}
+    CWakeOnce during;
+    during.startThread();
+    during.prepareStopThread();
+    during.waitForThreadStop();
+    EXPECT_TRUE(during.sawStopFlag.load());
+    EXPECT_EQ(during.getThreadID(), 0u);
 
-TEST(CThread, PrepareStopOnIdleThreadLeavesOnlyTheWakeSignal)
-{
-    CReaper reaper("prepare stop on idle");
-    CWakeOnce worker;
-    worker.prepareStopThread();
-    EXPECT_TRUE(worker.isPrepareStopThread());
-    worker.startThread();
-    // run's first wait returns at once (the reaper would fire otherwise) and
-    // the flag was cleared by the start.
-    worker.waitForThreadStop();
-    EXPECT_FALSE(worker.sawStopFlag.load());
+    // On an idle thread only the wake signal stays: run's first wait returns
+    // at once (the reaper would fire otherwise) and the start cleared the flag.
+    CWakeOnce before;
+    before.prepareStopThread();
+    EXPECT_TRUE(before.isPrepareStopThread());
+    before.startThread();
+    before.waitForThreadStop();
+    EXPECT_FALSE(before.sawStopFlag.load());
 }
 
 TEST(CThread, PriorityMapping)
