@@ -199,14 +199,17 @@ public:
     // threads (the log) that fall back to built-in defaults instead.
     static bool hasInstance() { return s_pInstance != nullptr; }
 
-    // Parses the file and reads every setting, starting from the defaults.
+    // Parses the file and reads every setting, starting from the defaults. A
+    // relative path is taken from the current folder at this call: the
+    // folder and the paths resolved against it are absolute.
     // False when the file cannot be read or parsed: the document is released
     // and every setting, the path and the surfaces keep their previous values.
     bool load(const CString& path);
     // Writes "merge_window" and the surface sizes back into the kept
     // document. False without a document (not loaded for studio use) or when
     // writing fails; true without writing when nothing changed. The file is
-    // replaced in one step, so a crash mid-write leaves the old file whole.
+    // replaced in one step, so a crash mid-write leaves the old file whole;
+    // a linked file is replaced through the link, keeping its permissions.
     bool save();
     // Releases the document; settings stay.
     void close();
