@@ -509,6 +509,16 @@ TEST_F(ConfigTest, FailedSaveLeavesTheOldFileAndNoTemporary)
     EXPECT_TRUE(m_pConfig->isModified());
     EXPECT_FALSE(m_temp.exists("gone"));
 
+    // A folder that cannot be written (permissions do not bind the super-user).
+    ASSERT_TRUE(loadText(text, "ro/config.xml"));
+    ASSERT_EQ(chmod(m_temp.native("ro").c_str(), 0555), 0);
+    if (access(m_temp.native("ro").c_str(), W_OK) != 0) {
+        m_pConfig->setMergeWindow(true);
+        EXPECT_FALSE(m_pConfig->save());
+        EXPECT_EQ(names(m_temp.native("ro")), std::vector<std::string>{"config.xml"});
+    }
+    chmod(m_temp.native("ro").c_str(), 0755);
+
     // Writing fails half-way (a file size limit, set in a child process).
     ASSERT_TRUE(loadText(text));
     m_pConfig->setMergeWindow(true);
@@ -522,5 +532,5 @@ TEST_F(ConfigTest, FailedSaveLeavesTheOldFileAndNoTemporary)
     };
     EXPECT_EXIT(saveWithLimit(), ::testing::ExitedWithCode(0), "");
     EXPECT_EQ(m_temp.readFile("config.xml"), text);
-    EXPECT_EQ(names(m_temp.native()), std::vector<std::string>{"config.xml"});
+    EXPECT_EQ(names(m_temp.native()), (std::vector<std::string>{"config.xml", "ro"}));
 }

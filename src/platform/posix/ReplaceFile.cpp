@@ -106,7 +106,7 @@ bool replaceFileContent(const CString& strPath, const unsigned char* pData, unsi
 
     // Hidden beside the target, so that listings do not show it meanwhile. A
     // new file gets the mode a plain create gives (0666 less the umask); an
-    // existing one's mode is copied below, once nobody else can read it.
+    // existing one's owner and mode are copied before anything is written.
     std::string strTemp;
     const std::string strStem = (uiSlash == std::string::npos ? std::string() : strFolder) + "." + strName;
     const int fd = createUnique(strStem, bExists ? 0600 : 0666, strTemp);
