@@ -64,6 +64,7 @@ TEST(CImpPath, GenerateRelativePathNeedsASharedRoot)
         {u"c:/a", true, u"C:/a/x.txt", u"./x.txt"},
         {u"/home/u/p/proj.xml", false, u"/home/u/p/res/a.png", u"./res/a.png"},
         {u"/home/u/p", true, u"/home/u", u".."},
+        {u"/home/u/p", true, u"/home", u"../.."},
         {u"/home/u/p", true, u"/home/u/p", u"."},
         {u"/home/u/p", true, u"/home/U/p/x", u"../../U/p/x"},
         {u"/a/./b/../c", true, u"/a/c/d", u"./d"},
