@@ -95,6 +95,7 @@ TEST(CPath, ChangeExtensionAndTitle)
         {&CPath::changeFileTitle, u"a/b.txt", u"c", u"a/c.txt"},
         {&CPath::changeFileTitle, u"a\\b", u"c", u"a\\c"},
         {&CPath::changeFileTitle, u"b.tar.gz", u"x", u"x.gz"},
+        {&CPath::changeFileTitle, u".gz", u"x", u"x.gz"},
         {&CPath::changeFileTitle, u"a.d/b", u"c", u"a.d/c"},
         {&CPath::changeFileTitle, u"", u"c", u""},
     };
