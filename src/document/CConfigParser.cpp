@@ -209,6 +209,7 @@ bool CConfigParser::load(const CString& path)
         return false;
     }
 
+    const unsigned int uiFailedBefore = MemInternal::failedAllocationCount();
     m_strPath = path;
     // A relative name is taken from the current folder now, so the folder and
     // the paths resolved against it stay right when the process moves.
@@ -216,7 +217,6 @@ bool CConfigParser::load(const CString& path)
         CPath::generateAbsolutePath(PlatformImp::getCurrentFolder(), path));
     setDefaults();
     m_bModified = false;
-    const unsigned int uiFailedBefore = MemInternal::failedAllocationCount();
     readSettings(pDocument->getRootElement(), m_strFolder);
     if (MemInternal::failedAllocationCount() != uiFailedBefore) {
         // Out of memory while reading: a half-read configuration would pass
