@@ -1,8 +1,7 @@
 #pragma once
 
-// XML documents, tab-separated tables and the engine configuration.
+// XML documents and tab-separated tables.
 #include <document/CCSVParser.h>
-#include <document/CConfigParser.h>
 #include <document/CXMLElement.h>
 #include <document/CXMLHelper.h>
 #include <document/CXMLParser.h>

@@ -1,3 +1,2 @@
 list(APPEND ECS_HEADERS include/document/Document.h)
-include(src/document/xml.cmake OPTIONAL)
-include(src/document/config.cmake OPTIONAL)
+include(src/document/xml.cmake)

@@ -1,6 +1,6 @@
 #include <system/CLog.h>
 
-#include <document/CConfigParser.h>
+#include <configuration/CConfigParser.h>
 #include <platform/CAutoSync.h>
 #include <system/ILogOuter.h>
 #include <text/CStringConverter.h>

@@ -6,4 +6,3 @@ list(APPEND ECS_TESTS
     document/CXMLHostileTest.cpp
     document/CCSVParserTest.cpp
 )
-include(${CMAKE_CURRENT_LIST_DIR}/config.cmake OPTIONAL)

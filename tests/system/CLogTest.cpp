@@ -4,7 +4,7 @@
 #include <system/CLogStudio.h>
 #include <system/ILogOuter.h>
 
-#include <document/CConfigParser.h>
+#include <configuration/CConfigParser.h>
 #include <platform/CThread.h>
 #include <text/CString.h>
 

@@ -1,4 +1,4 @@
-#include <document/CConfigParser.h>
+#include <configuration/CConfigParser.h>
 
 #include <document/CXMLElement.h>
 #include <document/CXMLParser.h>

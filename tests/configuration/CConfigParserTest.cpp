@@ -1,4 +1,4 @@
-#include <document/CConfigParser.h>
+#include <configuration/CConfigParser.h>
 #include <text/CString.h>
 #include <text/CStringConverter.h>
 

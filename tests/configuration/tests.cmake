@@ -1,0 +1,1 @@
+list(APPEND ECS_TESTS configuration/CConfigParserTest.cpp)

@@ -1,1 +1,0 @@
-list(APPEND ECS_TESTS document/CConfigParserTest.cpp)
