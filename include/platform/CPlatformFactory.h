@@ -5,14 +5,17 @@
 
 namespace Trell {
 
+template <class T>
+class CSingleton;
+
 class CSurface;
 class IPlatformFactory;
 class ISurface;
 
 // Process-wide holder of the host's IPlatformFactory.
 //
-// Threading: getInstance, deleteInstance and registerFactory take no lock;
-// the host calls them from its main thread during start-up and shutdown.
+// Threading: a singleton (foundation/CSingleton.h); registerFactory takes no
+// lock either, the host calls it from its main thread during start-up.
 class ECS_API CPlatformFactory
 {
     TRELL_DECLARE_ALLOCATOR(u"CPlatformFactory")
@@ -30,6 +33,8 @@ public:
     ISurface* createSurface(CSurface* pSurface);
 
 protected:
+    friend class CSingleton<CPlatformFactory>;
+
     CPlatformFactory();
     CPlatformFactory(const CPlatformFactory& other);
     CPlatformFactory& operator=(const CPlatformFactory& other);

@@ -214,3 +214,6 @@ inline bool operator!=(const char16_t* text, const CString& string)
 extern ECS_API const CString STRING_NULL;
 
 } // namespace Trell
+
+// A string key comes with its comparison records.
+#include <text/CStringCompare.h>

@@ -6,14 +6,9 @@ list(APPEND ECS_HEADERS
     include/foundation/CDataList.h
     include/foundation/CDataMap.h
     include/foundation/CObjectArray.h
-    include/foundation/CObjectFactory.h
     include/foundation/CObjectList.h
     include/foundation/CObjectMap.h
     include/foundation/CSet.h
     include/foundation/detail/CAvlTreeCore.h
     include/foundation/detail/CListCore.h
-)
-list(APPEND ECS_SOURCES
-    src/foundation/CCompare.cpp
-    src/foundation/CObjectFactory.cpp
 )

@@ -4,6 +4,7 @@ list(APPEND ECS_HEADERS
     include/foundation/CObject.h
     include/foundation/CObjectPoolRef.h
     include/foundation/CObjectPtr.h
+    include/foundation/CSingleton.h
 )
 list(APPEND ECS_SOURCES
     src/foundation/CObject.cpp

@@ -1,5 +1,6 @@
 #include <platform/CPlatformFactory.h>
 
+#include <foundation/CSingleton.h>
 #include <platform/IPlatformFactory.h>
 
 namespace Trell {
@@ -24,17 +25,12 @@ CPlatformFactory::~CPlatformFactory()
 
 CPlatformFactory* CPlatformFactory::getInstance()
 {
-    if (!s_pInstance)
-        s_pInstance = new CPlatformFactory();
-    return s_pInstance;
+    return CSingleton<CPlatformFactory>::getInstance(s_pInstance);
 }
 
 void CPlatformFactory::deleteInstance()
 {
-    if (s_pInstance) {
-        delete s_pInstance;
-        s_pInstance = nullptr;
-    }
+    CSingleton<CPlatformFactory>::deleteInstance(s_pInstance);
 }
 
 void CPlatformFactory::registerFactory(IPlatformFactory* pFactory)

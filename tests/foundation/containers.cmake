@@ -1,7 +1,6 @@
-# Container and object-factory tests.
+# Container tests.
 list(APPEND ECS_TESTS
     foundation/CDataArrayTest.cpp
     foundation/CDataListTest.cpp
     foundation/CDataMapTest.cpp
-    foundation/CObjectFactoryTest.cpp
 )

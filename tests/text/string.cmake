@@ -1,5 +1,6 @@
-# CStringCore and CString tests.
+# CStringCore, CString and CObjectFactory tests.
 list(APPEND ECS_TESTS
     text/CStringCoreTest.cpp
     text/CStringTest.cpp
+    text/CObjectFactoryTest.cpp
 )

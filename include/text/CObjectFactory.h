@@ -1,19 +1,23 @@
 #pragma once
 
-#include <foundation/CCompare.h>
 #include <foundation/CDataMap.h>
 #include <foundation/CMemory.h>
 #include <foundation/CObject.h>
 #include <foundation/Export.h>
 #include <text/CString.h>
+#include <text/CStringCompare.h>
 
 namespace Trell {
 
-// Process-wide registry that creates objects from their class name.
+template <class T>
+class CSingleton;
+
+// Process-wide registry that creates objects from their class name. It sits
+// with the string because it is keyed by CString names.
 //
-// Threading: none of it locks. getInstance creates the instance lazily
-// without a guard, so the host makes the first call (and deleteInstance)
-// from its main thread before other threads use the factory.
+// Threading: a singleton (foundation/CSingleton.h); registration and
+// creation take no lock either, so threads that share the factory register
+// before they create.
 class ECS_API CObjectFactory : public CObject
 {
     TRELL_DECLARE_ALLOCATOR(u"CObjectFactory")
@@ -36,6 +40,8 @@ public:
     bool isClassRegistered(const CString& name) const;
 
 protected:
+    friend class CSingleton<CObjectFactory>;
+
     CObjectFactory();
     CObjectFactory(const CObjectFactory&);
     CObjectFactory& operator=(const CObjectFactory&);

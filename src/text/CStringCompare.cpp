@@ -1,6 +1,5 @@
-#include <foundation/CCompare.h>
+#include <text/CStringCompare.h>
 
-#include <text/CString.h>
 #include <text/CStringCore.h>
 
 namespace Trell {

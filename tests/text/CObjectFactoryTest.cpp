@@ -1,4 +1,4 @@
-#include <foundation/CObjectFactory.h>
+#include <text/CObjectFactory.h>
 #include <text/CString.h>
 
 #include <gtest/gtest.h>

@@ -1,4 +1,6 @@
-#include <foundation/CObjectFactory.h>
+#include <text/CObjectFactory.h>
+
+#include <foundation/CSingleton.h>
 
 namespace Trell {
 
@@ -19,15 +21,12 @@ CObjectFactory::~CObjectFactory() = default;
 
 CObjectFactory* CObjectFactory::getInstance()
 {
-    if (!s_pInstance)
-        s_pInstance = new CObjectFactory();
-    return s_pInstance;
+    return CSingleton<CObjectFactory>::getInstance(s_pInstance);
 }
 
 void CObjectFactory::deleteInstance()
 {
-    delete s_pInstance;
-    s_pInstance = nullptr;
+    CSingleton<CObjectFactory>::deleteInstance(s_pInstance);
 }
 
 void CObjectFactory::registerClass(const CString& name, CObject* (*creator)())
