@@ -14,8 +14,10 @@ namespace Trell {
 // UTF-16 byte buffers and the system code page, numbers, lists of strings
 // and printf-style formatting. Every routine is reentrant and thread-safe.
 //
-// The multi-byte code page ("chs") is GBK on every platform; it is converted
-// without touching the process locale.
+// The multi-byte code page ("chs") is GBK on every platform (with 0x80 as the
+// euro sign, as code page 936 has it). Its table is built into the library,
+// so it needs no locale and no converter module of the C library: it works
+// the same in a minimal container, with musl and on Windows.
 class ECS_API CStringConverter
 {
     TRELL_DECLARE_ALLOCATOR(u"CStringConverter")

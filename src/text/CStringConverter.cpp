@@ -2,9 +2,9 @@
 
 #include <foundation/CDataArray.h>
 #include <foundation/CDataList.h>
-#include <platform/CodePage.h>
 #include <text/CString.h>
 #include <text/Utf8Codec.h>
+#include "text/CodePage.h"
 
 #include <cstring>
 

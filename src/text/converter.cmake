@@ -7,6 +7,7 @@ list(APPEND ECS_SOURCES
     src/text/CStringConverterNumber.cpp
     src/text/Utf8Codec.h
     src/text/Utf8Codec.cpp
-    src/platform/CodePage.h
-    src/platform/posix/CodePage.cpp
+    src/text/CodePage.h
+    src/text/CodePage.cpp
+    src/text/GbkTable.inc
 )

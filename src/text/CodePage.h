@@ -1,8 +1,9 @@
 #pragma once
 
-// The system multi-byte code page ("chs") used by CStringConverter's MBCS
-// routines. It is GBK on every platform, converted without touching the
-// process locale. Both functions are thread-safe.
+// The multi-byte code page ("chs") used by CStringConverter's MBCS routines:
+// GBK on every platform, from a table built into the library, so neither the
+// process locale nor the C library's converters are involved. Both functions
+// are thread-safe.
 
 namespace Trell {
 namespace CodePage {
