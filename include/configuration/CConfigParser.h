@@ -8,6 +8,9 @@
 
 namespace Trell {
 
+template <class T>
+class CSingleton;
+
 class CXMLElement;
 class CXMLParser;
 
@@ -20,11 +23,12 @@ class CXMLParser;
 // merge-window switch and the surface sizes can be changed and written back
 // with save(); otherwise it is released as soon as the settings are read.
 //
-// Threading: the singleton is filled once by the host's main thread at
-// start-up and only read afterwards; it has no lock. getInstance creates it
-// without a lock, so the host must call it (or load) before other threads
-// log or read settings. The setters and save belong to the thread that owns
-// the configuration.
+// Threading: a singleton (foundation/CSingleton.h), filled once by the host's
+// main thread at start-up and only read afterwards; it has no lock. The
+// setters and save belong to the thread that owns the configuration.
+//
+// The instance hands its log settings down to CLog when it is created and
+// when a load succeeds; deleteInstance puts the log back to its defaults.
 class ECS_API CConfigParser : public CObject
 {
     TRELL_DECLARE_ALLOCATOR(u"CConfigParser")
@@ -196,7 +200,7 @@ public:
     static CConfigParser* getInstance();
     static void deleteInstance();
     // Whether the instance exists, without creating it: for readers on other
-    // threads (the log) that fall back to built-in defaults instead.
+    // threads that fall back to built-in defaults instead.
     static bool hasInstance() { return s_pInstance != nullptr; }
 
     // Parses the file and reads every setting, starting from the defaults. A
@@ -261,6 +265,8 @@ public:
     bool isFirstSurfaceInLayer(unsigned int index) const;
 
 protected:
+    friend class CSingleton<CConfigParser>;
+
     CConfigParser();
     ~CConfigParser() override;
     CConfigParser(const CConfigParser&);

@@ -15,10 +15,14 @@
 // setLogOuter() is meant for start-up and shutdown; the sink must outlive
 // every log call that may still see it.
 //
-// The level switches and the output settings come from CConfigParser, which
-// is not locked: it is filled before the log starts and only read here.
-// Until it exists the log uses the built-in defaults (info, warning and
-// error on, debug off, console on, no file) and never creates it.
+// The level switches and the output settings come from the configuration,
+// which hands them down when its instance is created or loaded (the log sits
+// below it and never reads or creates it). Until then, and after the
+// configuration is deleted, the log uses the built-in defaults: info,
+// warning and error on, debug off, console on, no file.
+//
+// The log is also the platform layer's sink (thread start and exit lines,
+// platform warnings); it installs itself while the library loads.
 //
 // The file and the lock are static objects of the library. Entries logged
 // while they are not constructed yet (from other static initialisers) or

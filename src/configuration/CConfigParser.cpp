@@ -3,12 +3,14 @@
 #include <document/CXMLElement.h>
 #include <document/CXMLParser.h>
 #include <foundation/CDataArray.h>
-#include <platform/PlatformImp.h>
+#include <foundation/CSingleton.h>
 #include <system/CFile.h>
 #include <system/CLogEngine.h>
 #include <system/CPath.h>
 #include <text/CStringConverter.h>
 #include <text/CStringCore.h>
+#include "platform/PlatformImp.h"
+#include "system/LogSettings.h"
 
 #include "foundation/MemFailureCount.h"
 
@@ -84,17 +86,33 @@ int CConfigParser::tagThread::getPriority(const char16_t* id) const
 
 CConfigParser* CConfigParser::s_pInstance = nullptr;
 
+namespace {
+
+// The log sits below the configuration and cannot read it, so the instance
+// hands the log its settings whenever they may have changed.
+void publishLogSettings(const CConfigParser& config)
+{
+    const CConfigParser::tagLogLevel* pLevel = config.getLogLevel();
+    const CConfigParser::tagLogOutput* pOutput = config.getLogOutput();
+    LogSettings::setLevels(pLevel->info, pLevel->warning, pLevel->error, pLevel->debug);
+    LogSettings::setOutput(pOutput->terminal, pOutput->file_size, pOutput->file_path_win);
+}
+
+} // namespace
+
 CConfigParser* CConfigParser::getInstance()
 {
-    if (!s_pInstance)
-        s_pInstance = new CConfigParser();
-    return s_pInstance;
+    const bool bCreate = s_pInstance == nullptr;
+    CConfigParser* pInstance = CSingleton<CConfigParser>::getInstance(s_pInstance);
+    if (bCreate && pInstance)
+        publishLogSettings(*pInstance);
+    return pInstance;
 }
 
 void CConfigParser::deleteInstance()
 {
-    delete s_pInstance;
-    s_pInstance = nullptr;
+    CSingleton<CConfigParser>::deleteInstance(s_pInstance);
+    LogSettings::reset();
 }
 
 CConfigParser::CConfigParser()
@@ -232,6 +250,8 @@ bool CConfigParser::load(const CString& path)
     } else {
         delete pDocument;
     }
+    if (this == s_pInstance)
+        publishLogSettings(*this);
     return true;
 }
 

@@ -1,25 +1,34 @@
-#include <platform/PlatformLog.h>
+#include "platform/PlatformLog.h"
 
-#include <system/CLog.h>
-#include <system/CLogEngine.h>
 #include <text/CString.h>
 #include <text/CStringConverter.h>
+
+#include <atomic>
 
 namespace Trell {
 namespace PlatformLog {
 
 namespace {
 
+// Constant-initialised: valid before any constructor of the library runs.
+std::atomic<const tagSink*> g_pSink{nullptr};
+
 void logThread(unsigned int uiThreadID, const CString& strName, const char16_t* pszFormat)
 {
-    // The switch is tested first so that a silenced log costs no formatting.
-    if (!CLog::isInfoEnabled())
+    const tagSink* pSink = g_pSink.load(std::memory_order_acquire);
+    if (pSink == nullptr || !pSink->isInfoEnabled())
         return;
     const char16_t* pszName = strName.buffer() ? strName.buffer() : u"";
-    CLogEngine::info(CStringConverter::format(pszFormat, static_cast<long>(uiThreadID), pszName));
+    const CString strLine = CStringConverter::format(pszFormat, static_cast<long>(uiThreadID), pszName);
+    pSink->info(strLine.buffer());
 }
 
 } // namespace
+
+void setSink(const tagSink* pSink)
+{
+    g_pSink.store(pSink, std::memory_order_release);
+}
 
 void logThreadStarted(unsigned int uiThreadID, const CString& strName)
 {
@@ -33,7 +42,8 @@ void logThreadExited(unsigned int uiThreadID, const CString& strName)
 
 void logWarning(const char16_t* pszText)
 {
-    CLogEngine::warning2(pszText);
+    if (const tagSink* pSink = g_pSink.load(std::memory_order_acquire))
+        pSink->warning(pszText);
 }
 
 } // namespace PlatformLog

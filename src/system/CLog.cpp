@@ -1,9 +1,11 @@
 #include <system/CLog.h>
 
-#include <configuration/CConfigParser.h>
 #include <platform/CAutoSync.h>
+#include <system/CLogEngine.h>
 #include <system/ILogOuter.h>
 #include <text/CStringConverter.h>
+#include "platform/PlatformLog.h"
+#include "system/LogSettings.h"
 
 namespace Trell {
 
@@ -16,20 +18,30 @@ const unsigned int LOCAL_LINE_BYTES = 1024;
 // touches the lock. Constant-initialised: valid before any constructor runs.
 std::atomic<bool> g_bHasFile{false};
 
-// The switches and outputs in force before a configuration exists. The log
-// never creates the configuration itself: it may be called on any thread,
-// and the configuration's singleton is created without a lock.
-const CConfigParser::tagLogLevel DEFAULT_LEVEL = {true, true, true, false, false};
+// The level switches as bits of one word, so that a test is one load.
+const unsigned int LEVEL_INFO = 1u << 0;
+const unsigned int LEVEL_WARNING = 1u << 1;
+const unsigned int LEVEL_ERROR = 1u << 2;
+const unsigned int LEVEL_DEBUG = 1u << 3;
+const unsigned int DEFAULT_LEVELS = LEVEL_INFO | LEVEL_WARNING | LEVEL_ERROR;
 const bool DEFAULT_TERMINAL = true;
 
-const CConfigParser::tagLogLevel* logLevel()
+// What the configuration handed down (LogSettings); constant-initialised, so
+// entries logged from other static initialisers see the defaults.
+std::atomic<unsigned int> g_uiLevels{DEFAULT_LEVELS};
+std::atomic<bool> g_bTerminal{DEFAULT_TERMINAL};
+// Read by initialize() only. A null CString needs no constructor to run.
+unsigned int g_uiFileSize = 0;
+CString g_strFilePath;
+
+bool levelOn(unsigned int uiLevel)
 {
-    return CConfigParser::hasInstance() ? CConfigParser::getInstance()->getLogLevel() : &DEFAULT_LEVEL;
+    return (g_uiLevels.load(std::memory_order_relaxed) & uiLevel) != 0;
 }
 
 bool terminalOn()
 {
-    return CConfigParser::hasInstance() ? CConfigParser::getInstance()->getLogOutput()->terminal : DEFAULT_TERMINAL;
+    return g_bTerminal.load(std::memory_order_relaxed);
 }
 
 // UTF-16 little-endian, whatever the machine's byte order.
@@ -75,12 +87,9 @@ CLog::~CLog() {}
 
 void CLog::initialize()
 {
-    // Without a configuration there is no file to write.
-    if (!CConfigParser::hasInstance())
-        return;
-    const CConfigParser::tagLogOutput* pOutput = CConfigParser::getInstance()->getLogOutput();
-    const CString strPath = pOutput->file_path_win;
-    const unsigned int uiLimit = pOutput->file_size;
+    // Without a configuration there is no path, hence no file to write.
+    const CString strPath = g_strFilePath;
+    const unsigned int uiLimit = g_uiFileSize;
     if (strPath.length() == 0 || uiLimit <= MIN_FILE_SIZE)
         return;
 
@@ -126,77 +135,69 @@ ILogOuter* CLog::getLogOuter()
 
 bool CLog::isInfoEnabled()
 {
-    return logLevel()->info;
+    return levelOn(LEVEL_INFO);
 }
 
 bool CLog::isWarningEnabled()
 {
-    return logLevel()->warning;
+    return levelOn(LEVEL_WARNING);
 }
 
 bool CLog::isErrorEnabled()
 {
-    return logLevel()->error;
+    return levelOn(LEVEL_ERROR);
 }
 
 bool CLog::isDebugEnabled()
 {
-    return logLevel()->debug;
+    return levelOn(LEVEL_DEBUG);
 }
 
 void CLog::info(const CString& category, const CString& message)
 {
-    const CConfigParser::tagLogLevel* pLevel = logLevel();
-    if (pLevel->info)
+    if (levelOn(LEVEL_INFO))
         writeLog(u"Info", category.buffer(), message.buffer());
 }
 
 void CLog::info(const char16_t* category, const char16_t* message)
 {
-    const CConfigParser::tagLogLevel* pLevel = logLevel();
-    if (pLevel->info)
+    if (levelOn(LEVEL_INFO))
         writeLog(u"Info", category, message);
 }
 
 void CLog::warning2(const CString& category, const CString& message)
 {
-    const CConfigParser::tagLogLevel* pLevel = logLevel();
-    if (pLevel->warning)
+    if (levelOn(LEVEL_WARNING))
         writeLog(u"Warning", category.buffer(), message.buffer());
 }
 
 void CLog::warning2(const char16_t* category, const char16_t* message)
 {
-    const CConfigParser::tagLogLevel* pLevel = logLevel();
-    if (pLevel->warning)
+    if (levelOn(LEVEL_WARNING))
         writeLog(u"Warning", category, message);
 }
 
 void CLog::error2(const CString& category, const CString& message)
 {
-    const CConfigParser::tagLogLevel* pLevel = logLevel();
-    if (pLevel->error)
+    if (levelOn(LEVEL_ERROR))
         writeLog(u"Error", category.buffer(), message.buffer());
 }
 
 void CLog::error2(const char16_t* category, const char16_t* message)
 {
-    const CConfigParser::tagLogLevel* pLevel = logLevel();
-    if (pLevel->error)
+    if (levelOn(LEVEL_ERROR))
         writeLog(u"Error", category, message);
 }
 
 void CLog::debug2(const CString& category, const CString& message)
 {
-    const CConfigParser::tagLogLevel* pLevel = logLevel();
-    if (pLevel->debug)
+    if (levelOn(LEVEL_DEBUG))
         writeLog(u"Debug", category.buffer(), message.buffer());
 }
 
 void CLog::debug2(const char16_t* category, const char16_t* message)
 {
-    const CConfigParser::tagLogLevel* pLevel = logLevel();
-    if (pLevel->debug)
+    if (levelOn(LEVEL_DEBUG))
         writeLog(u"Debug", category, message);
 }
 
@@ -231,5 +232,58 @@ void CLog::writeLog(const char16_t* level, const char16_t* category, const char1
     if (ILogOuter* pOuter = s_pLogOuter.load(std::memory_order_acquire))
         pOuter->outputLog(CString(level), CString(category), CString(message));
 }
+
+// ---- Settings handed down by the configuration --------------------------------
+
+void LogSettings::setLevels(bool bInfo, bool bWarning, bool bError, bool bDebug)
+{
+    g_uiLevels.store((bInfo ? LEVEL_INFO : 0u) | (bWarning ? LEVEL_WARNING : 0u) | (bError ? LEVEL_ERROR : 0u) |
+                         (bDebug ? LEVEL_DEBUG : 0u),
+                     std::memory_order_relaxed);
+}
+
+void LogSettings::setOutput(bool bTerminal, unsigned int uiFileSize, const CString& strFilePath)
+{
+    g_bTerminal.store(bTerminal, std::memory_order_relaxed);
+    g_uiFileSize = uiFileSize;
+    g_strFilePath = strFilePath;
+}
+
+void LogSettings::reset()
+{
+    g_uiLevels.store(DEFAULT_LEVELS, std::memory_order_relaxed);
+    g_bTerminal.store(DEFAULT_TERMINAL, std::memory_order_relaxed);
+    g_uiFileSize = 0;
+    g_strFilePath = CString();
+}
+
+// ---- The platform's lines -------------------------------------------------------
+
+namespace {
+
+bool platformInfoEnabled()
+{
+    return CLog::isInfoEnabled();
+}
+
+void platformInfo(const char16_t* pszText)
+{
+    CLogEngine::info(pszText);
+}
+
+void platformWarning(const char16_t* pszText)
+{
+    CLogEngine::warning2(pszText);
+}
+
+const PlatformLog::tagSink PLATFORM_SINK = {platformInfoEnabled, platformInfo, platformWarning};
+
+// The platform cannot call up into the log, so the log installs itself as
+// the platform's sink while the library loads. The sink stays installed
+// through static destruction: late thread lines still reach the console and
+// the host's sink.
+const bool g_bPlatformSinkInstalled = (PlatformLog::setSink(&PLATFORM_SINK), true);
+
+} // namespace
 
 } // namespace Trell

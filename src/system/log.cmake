@@ -11,4 +11,5 @@ list(APPEND ECS_SOURCES
     src/system/CLogEngine.cpp
     src/system/CLogStudio.cpp
     src/system/CLogBuild.cpp
+    src/system/LogSettings.h
 )
