@@ -20,5 +20,4 @@ list(APPEND ECS_SOURCES
     src/platform/posix/CImpFile.cpp
     src/platform/posix/CImpFolder.h
     src/platform/posix/CImpFolder.cpp
-    src/platform/posix/CImpSystem.h
 )
