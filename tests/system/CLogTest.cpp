@@ -129,19 +129,14 @@ TEST_F(LogTest, NewFileStartsWithMarkAndHoldsUtf16Lines)
     CLogStudio::warning2(CString(u"Caf\u00e9 \u4e2d"));
     CLogBuild::info(u"built");
     CLog::info(CString(u"Custom"), CString(u"free category"));
+    // Null texts print as empty.
+    CLogProbe::writeLog(nullptr, nullptr, u"m");
+    CLog::error2(CString(), CString());
     EXPECT_EQ(logFile(), BOM + utf16le(u"[Error][TrellEngine] Out of memory.\r\n"
                                        u"[Warning][TrellStudio] Caf\u00e9 \u4e2d\r\n"
                                        u"[Info][TrellBuild] built\r\n"
-                                       u"[Info][Custom] free category\r\n"));
-}
-
-TEST_F(LogTest, NullTextsPrintAsEmpty)
-{
-    start(20000);
-    CLogProbe::writeLog(u"Info", u"Cat", nullptr);
-    CLogProbe::writeLog(nullptr, nullptr, u"m");
-    CLog::error2(CString(), CString());
-    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][Cat] \r\n[][] m\r\n[Error][] \r\n"));
+                                       u"[Info][Custom] free category\r\n"
+                                       u"[][] m\r\n[Error][] \r\n"));
 }
 
 TEST_F(LogTest, LinesAroundTheStackBufferAreWrittenWhole)
@@ -233,25 +228,18 @@ TEST_F(LogTest, UnopenableFileDisablesTheFileButNotTheSink)
                        {u"Error", u"TrellEngine", u"still delivered"}}));
 }
 
-TEST_F(LogTest, UnInitializeStopsTheFileButNotTheSink)
+TEST_F(LogTest, UnInitializeStopsTheFileAndASecondInitializeReplacesIt)
 {
     start(20000);
     CLogEngine::info(u"one");
     CLog::unInitialize();
     EXPECT_FALSE(CLogProbe::hasFile());
-    CLogEngine::info(u"two");
-    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][TrellEngine] one\r\n"));
-    EXPECT_EQ(m_outer.entries().size(), 2u);
-}
-
-TEST_F(LogTest, SecondInitializeReplacesTheFile)
-{
-    start(20000);
-    CLogEngine::info(u"first");
+    CLogEngine::info(u"two"); // the sink only
     start(20000, "", "other.log");
-    CLogEngine::info(u"second");
-    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][TrellEngine] first\r\n"));
-    EXPECT_EQ(m_temp.readFile("other.log"), BOM + utf16le(u"[Info][TrellEngine] second\r\n"));
+    CLogEngine::info(u"three");
+    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][TrellEngine] one\r\n"));
+    EXPECT_EQ(m_temp.readFile("other.log"), BOM + utf16le(u"[Info][TrellEngine] three\r\n"));
+    EXPECT_EQ(m_outer.entries().size(), 3u);
 }
 
 // ---- Levels --------------------------------------------------------------------------------
@@ -303,38 +291,41 @@ TEST_F(LogTest, LevelSwitchesGateEveryOutput)
     }
 }
 
+// Before a configuration exists and after it is deleted: info, warning and
+// error on, debug off, console on, no file.
 TEST_F(LogTest, WithoutConfigurationDefaultsApplyAndNoneIsCreated)
 {
+    const std::string DEFAULT_LINES = "[Info][TrellEngine] i\r\n[Warning][TrellEngine] w\r\n[Error][TrellEngine] e\r\n";
+    auto logEach = [] {
+        testing::internal::CaptureStdout();
+        CLogEngine::debug2(u"d");
+        CLogEngine::info(u"i");
+        CLogEngine::warning2(u"w");
+        CLogEngine::error2(u"e");
+        return testing::internal::GetCapturedStdout();
+    };
     CLog::initialize(); // nothing to open
     EXPECT_FALSE(CLogProbe::hasFile());
-    testing::internal::CaptureStdout();
-    CLogEngine::debug2(u"d");
-    CLogEngine::info(u"i");
-    CLogEngine::warning2(u"w");
-    CLogEngine::error2(u"e");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "[Info][TrellEngine] i\r\n[Warning][TrellEngine] w\r\n[Error][TrellEngine] e\r\n");
+    EXPECT_EQ(logEach(), DEFAULT_LINES);
     EXPECT_EQ(m_outer.entries().size(), 3u);
-    EXPECT_TRUE(CLog::isInfoEnabled());
-    EXPECT_FALSE(CLog::isDebugEnabled());
     // A log call on some thread must not create the unlocked singleton.
     EXPECT_FALSE(CConfigParser::hasInstance());
-}
 
-// ---- Console -------------------------------------------------------------------------------
+    start(20000, "info=\"false\" error=\"false\" debug=\"true\"", "log/test.log", "false");
+    EXPECT_EQ(logEach(), "");
+    CLog::unInitialize();
+    CConfigParser::deleteInstance();
+    EXPECT_EQ(logEach(), DEFAULT_LINES);
+    CLog::initialize(); // the configured file went with the configuration
+    EXPECT_FALSE(CLogProbe::hasFile());
+}
 
 TEST_F(LogTest, TerminalPrintsTheLineAsUtf8)
 {
     start(0, "", "", "true");
     testing::internal::CaptureStdout();
     CLogEngine::warning2(u"Caf\u00e9 50%s");
-    const std::string console = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(console, "[Warning][TrellEngine] Caf\xC3\xA9 50%s\r\n");
-
-    start(0, "", "", "false");
-    testing::internal::CaptureStdout();
-    CLogEngine::warning2(u"quiet");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "[Warning][TrellEngine] Caf\xC3\xA9 50%s\r\n");
 }
 
 // ---- Sink ------------------------------------------------------------------------------------
@@ -343,12 +334,8 @@ TEST_F(LogTest, SinkReceivesEveryWrittenEntryAsSeparateTexts)
 {
     EXPECT_EQ(CLog::getLogOuter(), &m_outer);
     CLogEngine::error2(u"no file yet"); // no initialize: still reaches the sink
-    start(20000);
-    CLogStudio::info(CString(u"hello world"));
     CLogProbe::writeLog(u"Custom", u"Cat", u"m%d");
-    const Entries expected = {{u"Error", u"TrellEngine", u"no file yet"},
-                              {u"Info", u"TrellStudio", u"hello world"},
-                              {u"Custom", u"Cat", u"m%d"}};
+    const Entries expected = {{u"Error", u"TrellEngine", u"no file yet"}, {u"Custom", u"Cat", u"m%d"}};
     EXPECT_EQ(m_outer.entries(), expected);
 
     CLog::setLogOuter(nullptr);
