@@ -3,4 +3,5 @@ list(APPEND ECS_TESTS
     text/CStringConverterTest.cpp
     text/CStringConverterEncodingTest.cpp
     text/CStringConverterFormatTest.cpp
+    text/CodePageTest.cpp
 )

@@ -1,0 +1,85 @@
+#include <text/CString.h>
+#include <text/CStringConverter.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace Trell;
+
+// The GBK table built into the library, through the public MBCS routines.
+
+namespace {
+
+std::u16string decode(const std::string& bytes)
+{
+    CString out;
+    CStringConverter::convertFromMBCS(bytes.c_str(), out);
+    return out.buffer() ? std::u16string(out.buffer(), out.length()) : std::u16string();
+}
+
+std::string encode(const std::u16string& text)
+{
+    char out[16];
+    CStringConverter::convertToMBCS(text.c_str(), out, sizeof(out));
+    return out;
+}
+
+} // namespace
+
+// Every double-byte code either decodes to one unit that encodes back to the
+// same two bytes, or is invalid; GBK has 21791 of them.
+TEST(CodePage, EveryDoubleByteCodeRoundTrips)
+{
+    int valid = 0;
+    for (int lead = 0x81; lead <= 0xFE; ++lead) {
+        for (int trail = 0x40; trail <= 0xFE; ++trail) {
+            const std::string bytes{static_cast<char>(lead), static_cast<char>(trail)};
+            const std::u16string text = decode(bytes);
+            if (text.empty())
+                continue;
+            ++valid;
+            ASSERT_EQ(text.size(), 1u) << std::hex << lead << ' ' << trail;
+            ASSERT_GE(text[0], 0x80u);
+            ASSERT_EQ(encode(text), bytes) << std::hex << lead << ' ' << trail;
+        }
+    }
+    EXPECT_EQ(valid, 21791);
+}
+
+TEST(CodePage, EdgesOfTheCodeSpace)
+{
+    const struct
+    {
+        std::string bytes;
+        std::u16string text; // empty: invalid
+    } decodes[] = {
+        {"a\x7F", u"a\x7F"},
+        {"\x80", u"\u20AC"},       // the euro sign, as in code page 936
+        {"\xFF", u""},             // no lead byte
+        {"\x81\x3F", u""},         // trail below the range
+        {"\x81\x40", u"\u4E02"},   // first trail
+        {"\x81\x7F", u""},         // never a trail
+        {"\x81\xFF", u""},         // trail above the range
+        {"\xFE\x4F", u"\uFA29"},   // last lead
+        {"\xA1\xA1", u"\u3000"},
+        {"\xB0\xA1", u"\u554A"},
+    };
+    for (const auto& row : decodes)
+        EXPECT_EQ(decode(row.bytes), row.text) << row.bytes;
+
+    const struct
+    {
+        std::u16string text;
+        std::string bytes; // empty: no GBK form
+    } encodes[] = {
+        {u"\u20AC", "\x80"},
+        {u"\u0080", ""},
+        {u"a\xD800", ""},         // lone high surrogate
+        {u"a\xDC00", ""},         // lone low surrogate
+        {u"\xD83D\xDE00", ""},    // a pair: beyond the BMP, no GBK form
+        {u"\u00B7", "\xA1\xA4"},
+    };
+    for (const auto& row : encodes)
+        EXPECT_EQ(encode(row.text), row.bytes);
+}
