@@ -18,10 +18,10 @@ std::u16string decode(const std::string& bytes)
     return out.buffer() ? std::u16string(out.buffer(), out.length()) : std::u16string();
 }
 
-std::string encode(const std::u16string& text)
+std::string encode(const std::u16string& text, unsigned int size = 16)
 {
     char out[16];
-    CStringConverter::convertToMBCS(text.c_str(), out, sizeof(out));
+    CStringConverter::convertToMBCS(text.c_str(), out, size);
     return out;
 }
 
@@ -57,6 +57,7 @@ TEST(CodePage, EdgesOfTheCodeSpace)
         {"a\x7F", u"a\x7F"},
         {"\x80", u"\u20AC"},       // the euro sign, as in code page 936
         {"\xFF", u""},             // no lead byte
+        {"\xFF\x40", u""},
         {"\x81\x3F", u""},         // trail below the range
         {"\x81\x40", u"\u4E02"},   // first trail
         {"\x81\x7F", u""},         // never a trail
@@ -71,15 +72,24 @@ TEST(CodePage, EdgesOfTheCodeSpace)
     const struct
     {
         std::u16string text;
+        unsigned int size;
         std::string bytes; // empty: no GBK form
     } encodes[] = {
-        {u"\u20AC", "\x80"},
-        {u"\u0080", ""},
-        {u"a\xD800", ""},         // lone high surrogate
-        {u"a\xDC00", ""},         // lone low surrogate
-        {u"\xD83D\xDE00", ""},    // a pair: beyond the BMP, no GBK form
-        {u"\u00B7", "\xA1\xA4"},
+        {u"\u20AC", 16, "\x80"},
+        {u"\u0080", 16, ""},
+        {u"a\xD800", 16, ""},         // lone high surrogate
+        {u"a\xDC00", 16, ""},         // lone low surrogate
+        {u"\xD83D\xDE00", 16, ""},    // a pair: beyond the BMP, no GBK form
+        {u"\u00B7", 16, "\xA1\xA4"},
+        // With the buffer full, a character without a GBK form just ends the
+        // text, but a broken surrogate still fails the whole conversion.
+        {u"a\u0E01", 2, "a"},
+        {u"a\xD800", 2, ""},
+        {u"a\xDBFF", 2, ""},
+        {u"a\xDC00", 2, ""},
+        {u"a\xDFFF", 2, ""},
+        {u"a\xD83D\xDE00", 2, "a"},
     };
     for (const auto& row : encodes)
-        EXPECT_EQ(encode(row.text), row.bytes);
+        EXPECT_EQ(encode(row.text, row.size), row.bytes);
 }
