@@ -1,6 +1,6 @@
 #include <timer/CTimerManager.h>
 
-#include <document/CConfigParser.h>
+#include <configuration/CConfigParser.h>
 #include <message/CMessageCenter.h>
 #include <platform/CAutoSync.h>
 #include <text/CString.h>

@@ -6,7 +6,7 @@
 // refusing the N-th only (so error paths that allocate run too).
 
 #include <document/CCSVParser.h>
-#include <document/CConfigParser.h>
+#include <configuration/CConfigParser.h>
 #include <document/CXMLElement.h>
 #include <document/CXMLParser.h>
 #include <foundation/CMemChecker.h>

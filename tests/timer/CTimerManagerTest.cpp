@@ -1,4 +1,4 @@
-#include <document/CConfigParser.h>
+#include <configuration/CConfigParser.h>
 
 #include "platform/Reaper.h"
 #include "timer/TimerTestSupport.h"
