@@ -8,6 +8,9 @@
 
 namespace Trell {
 
+template <class T>
+class CSingleton;
+
 // Registry of idle listeners that the engine notifies when the system is
 // idle. Main thread only; nothing locks. Listeners are not owned.
 class ECS_API CIdleCenter : public CObject
@@ -27,6 +30,7 @@ public:
     void dispatchSystemIdle();
 
 protected:
+    friend class CSingleton<CIdleCenter>;
     CIdleCenter();
     ~CIdleCenter() override;
     CIdleCenter(const CIdleCenter& other);

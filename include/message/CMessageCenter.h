@@ -31,6 +31,9 @@
 
 namespace Trell {
 
+template <class T>
+class CSingleton;
+
 class CString;
 class IMsgSystemListener;
 class IMsgUserListener;
@@ -124,6 +127,7 @@ public:
     bool isAltKeyPress() const { return m_bAltPressed.load(std::memory_order_relaxed); }
 
 protected:
+    friend class CSingleton<CMessageCenter>;
     CMessageCenter();
     ~CMessageCenter() override;
     CMessageCenter(const CMessageCenter& other);

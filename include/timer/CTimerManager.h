@@ -35,6 +35,9 @@
 
 namespace Trell {
 
+template <class T>
+class CSingleton;
+
 // The singleton that drives every CTimer from one thread.
 //
 // With no timer running the worker blocks until the next addTimer, so an
@@ -74,6 +77,7 @@ public:
     unsigned int getCheckInterval() const { return m_uiCheckInterval; }
 
 protected:
+    friend class CSingleton<CTimerManager>;
     CTimerManager();
     ~CTimerManager() override;
     CTimerManager(const CTimerManager& other);

@@ -1,5 +1,6 @@
 #include <message/CIdleCenter.h>
 
+#include <foundation/CSingleton.h>
 #include <message/CIdleCenterProxy.h>
 
 namespace Trell {
@@ -8,15 +9,12 @@ CIdleCenter* CIdleCenter::s_pInstance = nullptr;
 
 CIdleCenter* CIdleCenter::getInstance()
 {
-    if (!s_pInstance)
-        s_pInstance = new CIdleCenter();
-    return s_pInstance;
+    return CSingleton<CIdleCenter>::getInstance(s_pInstance);
 }
 
 void CIdleCenter::deleteInstance()
 {
-    delete s_pInstance;
-    s_pInstance = nullptr;
+    CSingleton<CIdleCenter>::deleteInstance(s_pInstance);
 }
 
 CIdleCenter::CIdleCenter() : CObject() {}

@@ -1,5 +1,6 @@
 #include <message/CMessageCenter.h>
 
+#include <foundation/CSingleton.h>
 #include <message/CMessages.h>
 #include <platform/CAutoSync.h>
 
@@ -40,15 +41,12 @@ CMessageCenter* CMessageCenter::s_pInstance = nullptr;
 
 CMessageCenter* CMessageCenter::getInstance()
 {
-    if (!s_pInstance)
-        s_pInstance = new CMessageCenter();
-    return s_pInstance;
+    return CSingleton<CMessageCenter>::getInstance(s_pInstance);
 }
 
 void CMessageCenter::deleteInstance()
 {
-    delete s_pInstance;
-    s_pInstance = nullptr;
+    CSingleton<CMessageCenter>::deleteInstance(s_pInstance);
 }
 
 CMessageCenter::CMessageCenter()

@@ -1,5 +1,6 @@
 #include <timer/CTimerManager.h>
 
+#include <foundation/CSingleton.h>
 #include <configuration/CConfigParser.h>
 #include <message/CMessageCenter.h>
 #include <platform/CAutoSync.h>
@@ -17,15 +18,12 @@ CTimerManager* CTimerManager::s_pInstance = nullptr;
 
 CTimerManager* CTimerManager::getInstance()
 {
-    if (!s_pInstance)
-        s_pInstance = new CTimerManager();
-    return s_pInstance;
+    return CSingleton<CTimerManager>::getInstance(s_pInstance);
 }
 
 void CTimerManager::deleteInstance()
 {
-    delete s_pInstance;
-    s_pInstance = nullptr;
+    CSingleton<CTimerManager>::deleteInstance(s_pInstance);
 }
 
 CTimerManager::CTimerManager()
