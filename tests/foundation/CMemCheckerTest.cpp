@@ -31,11 +31,6 @@ std::string hexAddress(const void* p)
     return text;
 }
 
-std::u16string widen(const std::string& text)
-{
-    return std::u16string(text.begin(), text.end());
-}
-
 std::string readFile(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
@@ -88,20 +83,9 @@ std::uintptr_t* wordsOf(void* p)
     return reinterpret_cast<std::uintptr_t*>(static_cast<char*>(p) - CMemChecker::HEADER_SIZE);
 }
 
-std::string tempPath(const char* name)
-{
-    return testing::TempDir() + "ecs_memchecker_" + std::to_string(getpid()) + "_" + name;
-}
-
 std::string freeWarning(const void* p, const char* className, const char* what)
 {
     return "[Warning][TrellEngine] Free(0x" + hexAddress(p) + ")" + className + ": " + what + "\n";
-}
-
-// Sizes of the random traffic: mostly pooled, a quarter from the system heap.
-unsigned int trafficSize(std::mt19937& random)
-{
-    return random() % 4 == 0 ? 513 + random() % 2000 : random() % 513;
 }
 
 // A checker of its own, over an allocator of its own in checking layout, so
@@ -117,9 +101,9 @@ protected:
 
     void useReportFile(const char* name)
     {
-        m_strReportPath = tempPath(name);
+        m_strReportPath = testing::TempDir() + "ecs_memchecker_" + std::to_string(getpid()) + "_" + name;
         std::remove(m_strReportPath.c_str());
-        m_checker.setMemReportFile(widen(m_strReportPath).c_str());
+        m_checker.setMemReportFile(std::u16string(m_strReportPath.begin(), m_strReportPath.end()).c_str());
     }
 
     std::string reportText() const { return narrowUtf16(readFile(m_strReportPath)); }
@@ -137,56 +121,48 @@ protected:
 
 } // namespace
 
-TEST_F(CMemCheckerTest, OverflowByOneByteIsReportedAndTheBlockStillFreed)
+// An overflowed block is warned about and still freed; a second free and a
+// pointer the checker never gave out are warned about and nothing is freed
+// or written. Each counts as an invalid free in the report.
+TEST_F(CMemCheckerTest, InvalidFreesAreWarnedCountedAndReported)
 {
-    unsigned char* named = static_cast<unsigned char*>(m_checker.malloc(10, m_checker.registClassName(u"CWidget")));
+    const unsigned int widget = m_checker.registClassName(u"CWidget");
+    unsigned char* named = static_cast<unsigned char*>(m_checker.malloc(10, widget));
     unsigned char* anonymous = static_cast<unsigned char*>(m_checker.malloc(20, 0));
+    void* keep = m_checker.malloc(16, 0);
     const unsigned int freeBefore = slotsFreeFor(10);
     named[10] = 'x';
     anonymous[20] = 0;
-    const std::string out = captureStdout([&] {
+    std::vector<unsigned char> foreign(256, 0);
+    const std::vector<unsigned char> copy = foreign;
+    std::string out = captureStdout([&] {
         m_checker.free(named);
         m_checker.free(anonymous);
     });
-    EXPECT_EQ(out, freeWarning(named, "<CWidget>", "Block was overflow!") +
-                       freeWarning(anonymous, "", "Block was overflow!"));
-    EXPECT_EQ(m_checker.getLiveBlockCount(), 0u);
-    EXPECT_EQ(slotsFreeFor(10), freeBefore + 1) << "the overflowed block went back to its pool";
-    EXPECT_EQ(m_checker.getInvalidFreeCount(), 2u);
-
-    useReportFile("overflow.txt");
-    m_checker.generateMemReportFile();
-    EXPECT_EQ(bodyOf(reportText()),
-              "[Warning][TrellEngine] Tried to free invalid pointer 2 times! Please check the log on terminal.\n"
-              "All objects have been freed.\n");
-}
-
-// A second free and a pointer the checker never gave out: warned, counted,
-// and nothing is freed or written.
-TEST_F(CMemCheckerTest, SecondFreeAndForeignPointersAreRefused)
-{
-    void* named = m_checker.malloc(16, m_checker.registClassName(u"CGadget"));
-    void* anonymous = m_checker.malloc(16, 0);
-    void* keep = m_checker.malloc(16, 0);
-    m_checker.free(named);
-    m_checker.free(anonymous);
-    const unsigned int freeAfterFirst = slotsFreeFor(16);
-    std::vector<unsigned char> foreign(256, 0);
-    const std::vector<unsigned char> copy = foreign;
-    const std::string out = captureStdout([&] {
+    const unsigned int freeAfterFirst = slotsFreeFor(10);
+    EXPECT_EQ(freeAfterFirst, freeBefore + 1) << "the overflowed block went back to its pool";
+    out += captureStdout([&] {
         m_checker.free(named);
         m_checker.free(anonymous);
         m_checker.free(foreign.data() + 128);
     });
     const char* twice = "Invalid Pointer. Block had been freed before!";
-    EXPECT_EQ(out, freeWarning(named, "<CGadget>", twice) + freeWarning(anonymous, "", twice) +
+    EXPECT_EQ(out, freeWarning(named, "<CWidget>", "Block was overflow!") +
+                       freeWarning(anonymous, "", "Block was overflow!") + freeWarning(named, "<CWidget>", twice) +
+                       freeWarning(anonymous, "", twice) +
                        freeWarning(foreign.data() + 128, "", "Invalid Pointer. Maybe Block had been freed or crashed!"));
-    EXPECT_EQ(slotsFreeFor(16), freeAfterFirst) << "nothing freed twice";
+    EXPECT_EQ(slotsFreeFor(10), freeAfterFirst) << "nothing freed twice";
     EXPECT_EQ(foreign, copy);
-    EXPECT_EQ(m_checker.getInvalidFreeCount(), 3u);
+    EXPECT_EQ(m_checker.getInvalidFreeCount(), 5u);
     EXPECT_EQ(m_checker.getLiveBlockCount(), 1u);
     EXPECT_EQ(m_checker.checkHeap(), CMemChecker::HEAP_CLEAN);
     m_checker.free(keep);
+
+    useReportFile("invalid.txt");
+    m_checker.generateMemReportFile();
+    EXPECT_EQ(bodyOf(reportText()),
+              "[Warning][TrellEngine] Tried to free invalid pointer 5 times! Please check the log on terminal.\n"
+              "All objects have been freed.\n");
 }
 
 TEST_F(CMemCheckerTest, ClassNamesAreNumberedInOrderOfFirstRegistration)
@@ -272,17 +248,29 @@ TEST_F(CMemCheckerTest, ReportRowsAreSortedCaseSensitively)
         m_checker.free(p);
 }
 
+// Without a usable file the report goes to the console as UTF-8; a
+// character outside the BMP stays whole where the report's buffer splits it.
 TEST_F(CMemCheckerTest, ReportGoesToTheConsoleWithoutAFile)
 {
-    void* live = m_checker.malloc(21, m_checker.registClassName(u"COnConsole"));
+    std::u16string wide;
+    std::string utf8;
+    for (int i = 0; i < 200; ++i) {
+        wide += u"\U0001F600";
+        utf8 += "\xF0\x9F\x98\x80";
+    }
+    // Two names a unit apart: in one of them a pair straddles the split.
+    void* first = m_checker.malloc(21, m_checker.registClassName((u"A" + wide).c_str()));
     std::string out = captureStdout([&] { m_checker.generateMemReportFile(); });
     EXPECT_TRUE(std::regex_search(out, REPORT_HEADER)) << out;
-    EXPECT_NE(out.find("\"COnConsole\",\"1\",\"21\"\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("\"A" + utf8 + "\",\"1\",\"21\"\n"), std::string::npos) << out;
+    m_checker.free(first);
 
+    void* second = m_checker.malloc(22, m_checker.registClassName((u"AB" + wide).c_str()));
     m_checker.setMemReportFile(u"/nonexistent-folder-for-ecs-tests/report.txt");
     out = captureStdout([&] { m_checker.generateMemReportFile(); });
     EXPECT_NE(out.find("--- Report_0002 at "), std::string::npos) << out;
-    m_checker.free(live);
+    EXPECT_NE(out.find("\"AB" + utf8 + "\",\"1\",\"22\"\n"), std::string::npos) << out;
+    m_checker.free(second);
 }
 
 TEST_F(CMemCheckerTest, HeapCheckVerdicts)
@@ -338,7 +326,8 @@ TEST_F(CMemCheckerTest, TwoThreadsOfRandomTrafficEndWithACleanHeap)
 {
     const unsigned int ids[] = {m_checker.registClassName(u"CFirst"), m_checker.registClassName(u"CSecond"), 0};
     EXPECT_EQ(MemTest::twoThreadsOfTraffic(
-                  200000, 1000, trafficSize,
+                  // Mostly pooled, a quarter from the system heap.
+                  200000, 1000, [](std::mt19937& random) { return random() % 4 ? random() % 513 : 513 + random() % 2000; },
                   [&](unsigned int size, std::mt19937& random) { return m_checker.malloc(size, ids[random() % 3]); },
                   [&](void* p) { m_checker.free(p); }, 5u, 77u),
               0);
