@@ -13,10 +13,7 @@
 #include <thread>
 
 using namespace Trell;
-using MessageTest::CCountedMessage;
-using MessageTest::CEntryMessage;
-using MessageTest::tagLifeCount;
-using MessageTest::tagTestClock;
+using namespace MessageTest;
 
 namespace {
 
@@ -32,36 +29,23 @@ public:
     void onMessageAvailable() override { ++available; }
 };
 
-class MessageCenter : public ::testing::Test
+class MessageCenter : public CCenterFixture
 {
 protected:
-    void SetUp() override
-    {
-        tagLifeCount::reset();
-        tagTestClock::install(1000);
-        center = CMessageCenter::getInstance();
-    }
-    void TearDown() override
-    {
-        CMessageCenter::deleteInstance();
-        tagTestClock::uninstall();
-        EXPECT_EQ(tagLifeCount::live(), 0) << "messages leaked or destroyed twice";
-    }
-
-    void push(unsigned int uiType, unsigned int uiID) { center->pushMessage(new CCountedMessage(uiType, uiID)); }
     unsigned int renders() { return center->getMessageCountByType(CBaseMessage::MESSAGE_TYPE_RENDER); }
+    void render(unsigned int uiID) { center->pushMessage(new CMsgRender(uiID)); }
 
-    // Pops one message and returns "type:id", or "" when nothing waits.
-    std::string pop()
+    // Pops everything waiting as "type:id" items.
+    std::vector<std::string> drain()
     {
-        CObjectPtr<CBaseMessage> message = center->popMessage();
-        if (!message)
-            return "";
-        return std::to_string(message->getType()) + ":" + std::to_string(message->getID());
+        std::vector<std::string> out;
+        while (CObjectPtr<CBaseMessage> message = center->popMessage())
+            out.push_back(std::to_string(message->getType()) + ":" + std::to_string(message->getID()));
+        return out;
     }
-
-    CMessageCenter* center = nullptr;
 };
+
+using Order = std::vector<std::string>;
 
 } // namespace
 
@@ -72,11 +56,9 @@ TEST_F(MessageCenter, CommandsJumpTheQueueInArrivalOrder)
     center->pushUserMessage(7, nullptr, nullptr);
     center->pushSystemMessage(8, nullptr, nullptr);
     center->pushQuitMessage();
-    EXPECT_EQ(pop(), "50:7");
-    EXPECT_EQ(pop(), "10:8");
-    EXPECT_EQ(pop(), "11:0");
-    EXPECT_EQ(pop(), "20:0");
-    EXPECT_EQ(center->getMessageCount(), 999u);
+    const Order order = drain();
+    EXPECT_EQ(Order(order.begin(), order.begin() + 4), (Order{"50:7", "10:8", "11:0", "20:0"}));
+    EXPECT_EQ(order.size(), 1003u);
 }
 
 // Null, unknown types and a closed intake: nothing is queued, every refused
@@ -91,8 +73,6 @@ TEST_F(MessageCenter, RefusedPushesAreDestroyedYetAnnounced)
     push(0, 1);
     push(36, 1);
     EXPECT_EQ(counter.available, 3);
-    EXPECT_EQ(center->getMessageCountByType(static_cast<CBaseMessage::EMessageType>(7)), 0u);
-
     center->lock();
     EXPECT_TRUE(center->isLocked());
     push(TOUCH, 1);
@@ -110,98 +90,59 @@ TEST_F(MessageCenter, RefusedPushesAreDestroyedYetAnnounced)
     center->setListener(nullptr);
 }
 
+// pushRenderMessage skips an ID waiting in the trailing run of renders (and
+// announces nothing); in the input phase a render removes the earlier ones
+// of its ID, so only the last survives behind its cause.
 TEST_F(MessageCenter, RenderRequestsCoalesce)
 {
-    // User phase (the start): renders have their own list; a request whose
-    // ID waits in the trailing run of renders is not pushed, and announced
-    // to nobody.
     CAvailableCounter counter;
     center->setListener(&counter);
     center->pushRenderMessage(5);
     center->pushRenderMessage(5);
-    center->pushMessage(new CMsgRender(5));
-    EXPECT_EQ(renders(), 1u);
+    render(5);
     center->pushRenderMessage(6);
     center->pushRenderMessage(5);
-    EXPECT_EQ(renders(), 2u);
     EXPECT_EQ(counter.available, 3);
     center->setListener(nullptr);
-    EXPECT_EQ(pop(), "1:5");
-    EXPECT_EQ(pop(), "1:6");
+    EXPECT_EQ(drain(), (Order{"1:5", "1:6"}));
 
-    // Data phase: the run ends at the data message, so 5 is queued again.
     push(DATA, 1);
     center->pushRenderMessage(5);
     center->pushRenderMessage(6);
     center->pushRenderMessage(5);
     push(DATA, 2);
     center->pushRenderMessage(5);
-    center->pushMessage(new CMsgRender(5));
+    render(5);
     EXPECT_EQ(renders(), 3u);
 
-    // Input phase: a new request removes the earlier ones of its ID, so only
-    // the last survives, behind the input that caused it.
     center->clearMessageList();
     push(TOUCH, 1);
-    center->pushMessage(new CMsgRender(5));
+    render(5);
     push(TOUCH, 2);
-    center->pushMessage(new CMsgRender(6));
-    center->pushMessage(new CMsgRender(5));
-    EXPECT_EQ(pop(), "20:1");
-    EXPECT_EQ(pop(), "20:2");
-    EXPECT_EQ(pop(), "1:6");
-    EXPECT_EQ(pop(), "1:5");
-    EXPECT_EQ(pop(), "");
+    render(6);
+    render(5);
+    EXPECT_EQ(drain(), (Order{"20:1", "20:2", "1:6", "1:5"}));
 }
 
-TEST_F(MessageCenter, RenderRequestFollowsThePhaseOfItsCause)
-{
-    // The render after data waits behind it in the data list; the one after
-    // the user command goes to the render list.
-    push(DATA, 1);
-    center->pushRenderMessage(9);
-    push(USER, 3);
-    center->pushRenderMessage(4);
-    EXPECT_EQ(pop(), "50:3");
-    // First weighted pass: all scores are 0, so the later rows win.
-    EXPECT_EQ(pop(), "1:4");
-    EXPECT_EQ(pop(), "31:1");
-    EXPECT_EQ(pop(), "1:9");
-    // The timer phase sends renders to the timer list.
-    center->pushMessage(new CEntryMessage({1}));
-    center->pushRenderMessage(2);
-    EXPECT_EQ(center->getMessageCount(), 2u);
-    EXPECT_EQ(pop(), "40:0");
-    EXPECT_EQ(pop(), "1:2");
-}
-
-TEST_F(MessageCenter, BackToBackTimerMessagesMergeAndPurgeByTimer)
+// Back-to-back timer messages merge unless of another kind or kept apart by
+// a render; deleteTimerMessage drops entries and then emptied messages.
+TEST_F(MessageCenter, TimerMessagesMergeAndPurgeByTimer)
 {
     CEntryMessage* first = new CEntryMessage({1, 2});
     center->pushMessage(first);
     center->pushMessage(new CEntryMessage({3}));
-    EXPECT_EQ(center->getMessageCount(), 1u);
     EXPECT_EQ(tagLifeCount::live(), 1) << "the merged message was not destroyed";
-    EXPECT_EQ(first->m_entries, (std::vector<std::uintptr_t>{1, 2, 3}));
-    // A type 40 message of another kind does not merge.
     push(40, 9);
-    EXPECT_EQ(center->getMessageCount(), 2u);
-    // A render between timer messages keeps them apart.
     center->pushRenderMessage(4);
     CEntryMessage* last = new CEntryMessage({2});
     center->pushMessage(last);
     center->pushMessage(new CEntryMessage({2, 5}));
     EXPECT_EQ(center->getMessageCount(), 4u);
-
     center->deleteTimerMessage(2);
     EXPECT_EQ(first->m_entries, (std::vector<std::uintptr_t>{1, 3}));
     EXPECT_EQ(last->m_entries, (std::vector<std::uintptr_t>{5}));
     center->deleteTimerMessage(5);
-    EXPECT_EQ(center->getMessageCount(), 3u) << "an emptied timer message stays queued";
-    EXPECT_EQ(pop(), "40:0");
-    EXPECT_EQ(pop(), "40:9");
-    EXPECT_EQ(pop(), "1:4");
-    EXPECT_EQ(pop(), "");
+    EXPECT_EQ(drain(), (Order{"40:0", "40:9", "1:4"}));
 }
 
 TEST_F(MessageCenter, ModifierFlagsFollowPressAndRelease)
@@ -211,16 +152,17 @@ TEST_F(MessageCenter, ModifierFlagsFollowPressAndRelease)
     const unsigned int steps[][5] = {{16, 3, 0, 1, 0}, {18, 2, 0, 1, 1}, {17, 1, 1, 1, 1}, {16, 4, 1, 0, 1},
                                      {18, 5, 1, 0, 0}, {17, 6, 1, 0, 0}, {17, 0, 1, 0, 0}, {13, 1, 1, 0, 0},
                                      {17, 5, 0, 0, 0}, {16, 2, 0, 1, 0}, {16, 5, 0, 0, 0}};
-    for (const auto& step : steps) {
-        center->pushHardkeyMessage(step[0], step[1]);
-        EXPECT_EQ(center->isCtrlKeyPress(), step[2] != 0) << step[0] << "/" << step[1];
-        EXPECT_EQ(CMessageCenterProxy::isShiftKeyPress(), step[3] != 0) << step[0] << "/" << step[1];
-        EXPECT_EQ(CMessageCenterProxy::isAltKeyPress(), step[4] != 0) << step[0] << "/" << step[1];
+    for (const auto& s : steps) {
+        center->pushHardkeyMessage(s[0], s[1]);
+        EXPECT_EQ((std::vector<bool>{center->isCtrlKeyPress(), CMessageCenterProxy::isShiftKeyPress(),
+                                     CMessageCenterProxy::isAltKeyPress()}),
+                  (std::vector<bool>{s[2] != 0, s[3] != 0, s[4] != 0}))
+            << s[0] << "/" << s[1];
     }
     EXPECT_EQ(center->getMessageCountByType(CBaseMessage::MESSAGE_TYPE_HARDKEY), 11u);
 }
 
-TEST_F(MessageCenter, CountsAndDeletesByTypeAndID)
+TEST_F(MessageCenter, CountsAndDeletesByTypeAndIDAndThroughTheProxy)
 {
     push(TOUCH, 1);
     push(GESTURE, 1);
@@ -236,17 +178,7 @@ TEST_F(MessageCenter, CountsAndDeletesByTypeAndID)
     EXPECT_EQ(center->getMessageCount(), 4u);
     center->deleteMessageByID(1);
     EXPECT_EQ(center->getMessageCount(), 0u);
-    EXPECT_EQ(tagLifeCount::live(), 0);
-    push(TOUCH, 1);
-    push(DATA, 2);
-    push(USER, 2);
-    center->clearMessageList();
-    EXPECT_EQ(center->getMessageCount(), 0u);
-    EXPECT_EQ(tagLifeCount::live(), 0);
-}
 
-TEST_F(MessageCenter, ProxyPushesReachTheSingleton)
-{
     CMessageCenterProxy::pushGestureMessage(1, 2, nullptr);
     CMessageCenterProxy::pushIMEMessage(CString(u"x"));
     CMessageCenterProxy::pushVoiceContentMessage(CString(u"y"));
@@ -258,6 +190,8 @@ TEST_F(MessageCenter, ProxyPushesReachTheSingleton)
     CMessageCenterProxy::pushTouchMessage(0, 0, 1, 1, 9); // ignored status
     EXPECT_EQ(center->getMessageCount(), 8u);
     EXPECT_TRUE(CMessageCenterProxy::isCtrlKeyPress());
+    center->clearMessageList();
+    EXPECT_EQ(center->getMessageCount(), 0u);
 }
 
 TEST_F(MessageCenter, MessagesLeftInTheCenterDieWithIt)
@@ -274,14 +208,12 @@ TEST_F(MessageCenter, MessagesLeftInTheCenterDieWithIt)
     EXPECT_FALSE(CMessageCenter::hasInstance());
     center = CMessageCenter::getInstance();
     EXPECT_EQ(tagLifeCount::live(), 1); // the popped one belongs to its holder
-    held.reset();
-    EXPECT_EQ(tagLifeCount::live(), 0);
 }
 
+// Another thread must be able to take the center's lock from inside the
+// callback; it could not if the pusher still held it.
 TEST_F(MessageCenter, ListenerIsCalledWithoutTheLockHeld)
 {
-    // Another thread must be able to take the lock from inside the callback;
-    // it could not if the pusher still held it.
     class CProbe : public IMessageCenterListener
     {
     public:
@@ -289,6 +221,7 @@ TEST_F(MessageCenter, ListenerIsCalledWithoutTheLockHeld)
         unsigned int reached = 0;
         void onMessageAvailable() override
         {
+            // Detached, so a deadlock fails the test instead of hanging it.
             std::packaged_task<unsigned int()> task([this] { return center->getMessageCount(); });
             std::future<unsigned int> result = task.get_future();
             std::thread(std::move(task)).detach();

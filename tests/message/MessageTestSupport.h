@@ -6,6 +6,8 @@
 
 #include "message/TickClock.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
@@ -13,21 +15,16 @@
 
 namespace MessageTest {
 
-// Counts every construction and destruction, so tests can prove that the
-// center neither leaks nor frees early.
+// Counts constructions and destructions, so tests prove the center neither
+// leaks nor frees early.
 struct tagLifeCount
 {
-    static std::atomic<int> s_iConstructed;
-    static std::atomic<int> s_iDestroyed;
-    static void reset()
-    {
-        s_iConstructed = 0;
-        s_iDestroyed = 0;
-    }
+    static inline std::atomic<int> s_iConstructed{0};
+    static inline std::atomic<int> s_iDestroyed{0};
+    static void reset() { s_iConstructed = s_iDestroyed = 0; }
     static int live() { return s_iConstructed - s_iDestroyed; }
 };
 
-// A message of any type number, counted.
 class CCountedMessage : public Trell::CBaseMessage
 {
 public:
@@ -39,9 +36,9 @@ public:
     ~CCountedMessage() override { ++tagLifeCount::s_iDestroyed; }
 };
 
-// A type 40 message holding timer ids, merging and dropping entries the way
-// the timer message does, so that the center's queue rules are tested here
-// without the timer family.
+// A type 40 message holding timer ids, merging and dropping entries as the
+// timer message does, so the center's queue rules are tested without the
+// timer family.
 class CEntryMessage : public CCountedMessage
 {
 public:
@@ -63,21 +60,10 @@ public:
     std::vector<std::uintptr_t> m_entries;
 };
 
-// A payload that reports its own destruction.
-class CCountedPayload : public Trell::CObject
-{
-public:
-    explicit CCountedPayload(bool* pDestroyed) : m_pDestroyed(pDestroyed) { *m_pDestroyed = false; }
-    ~CCountedPayload() override { *m_pDestroyed = true; }
-
-private:
-    bool* m_pDestroyed;
-};
-
 // The scheduling clock under the test's control.
 struct tagTestClock
 {
-    static std::atomic<unsigned int> s_uiTick;
+    static inline std::atomic<unsigned int> s_uiTick{0};
     static unsigned int tick() { return s_uiTick.load(); }
     static void install(unsigned int uiStart)
     {
@@ -86,6 +72,27 @@ struct tagTestClock
     }
     static void advance(unsigned int uiMilliseconds) { s_uiTick += uiMilliseconds; }
     static void uninstall() { Trell::TickClock::setSource(nullptr); }
+};
+
+// Fresh center, test clock and life count per test; nothing may outlive it.
+class CCenterFixture : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        tagLifeCount::reset();
+        tagTestClock::install(50000);
+        center = Trell::CMessageCenter::getInstance();
+    }
+    void TearDown() override
+    {
+        Trell::CMessageCenter::deleteInstance();
+        tagTestClock::uninstall();
+        EXPECT_EQ(tagLifeCount::live(), 0) << "messages leaked or destroyed twice";
+    }
+    void push(unsigned int uiType, unsigned int uiID) { center->pushMessage(new CCountedMessage(uiType, uiID)); }
+
+    Trell::CMessageCenter* center = nullptr;
 };
 
 } // namespace MessageTest

@@ -7,16 +7,16 @@ using namespace TimerTest;
 
 namespace {
 
-// Builds a message holding records of the given timers, in order.
-CMsgTimer* makeMessage(std::initializer_list<std::pair<CTimer*, unsigned int>> records)
+using Contents = std::vector<std::pair<const CTimer*, unsigned int>>;
+
+CMsgTimer* makeMessage(const Contents& records)
 {
     CMsgTimer* pMessage = new CMsgTimer();
     for (const auto& record : records)
-        pMessage->addData(new CMsgTimer::CTimerData(record.first, CTimer::TIMER_STATUS_PULSE, record.second));
+        pMessage->addData(new CMsgTimer::CTimerData(const_cast<CTimer*>(record.first), CTimer::TIMER_STATUS_PULSE,
+                                                    record.second));
     return pMessage;
 }
-
-using Contents = std::vector<std::pair<const CTimer*, unsigned int>>;
 
 Contents contents(const CMsgTimer& message)
 {
@@ -26,28 +26,35 @@ Contents contents(const CMsgTimer& message)
     return result;
 }
 
+// Records keep their order through add, merge (direct and through the
+// center's hook) and delete; the merged source no longer owns them (the
+// sanitizer build would report a double delete); a record keeps the id of
+// a timer already deleted.
 TEST(CMsgTimer, RecordsKeepOrderThroughAddMergeAndDelete)
 {
     CTimer a, b, c;
     CMsgTimer* pTarget = makeMessage({{&a, 1}, {&b, 1}});
     pTarget->addData(nullptr);
     EXPECT_EQ(pTarget->getDataAt(2), nullptr);
-    CMsgTimer* pSource = makeMessage({{&c, 1}, {&a, 2}, {&b, 2}});
+    CMsgTimer* pSource = makeMessage({{&c, 1}, {&a, 2}});
     pTarget->margeDataFrom(pSource);
     pTarget->margeDataFrom(nullptr);
     pTarget->margeDataFrom(pTarget);
-    EXPECT_EQ(contents(*pTarget), (Contents{{&a, 1}, {&b, 1}, {&c, 1}, {&a, 2}, {&b, 2}}));
     EXPECT_EQ(pSource->getDataCount(), 0u);
-    // The source no longer owns the records (the sanitizer build would
-    // report a double delete).
+    CMsgRender render(1);
+    EXPECT_FALSE(pTarget->absorbNext(&render));
+    EXPECT_FALSE(render.dropTimerEntries(b.getID()));
+    EXPECT_TRUE(pTarget->absorbNext(pSource = makeMessage({{&b, 2}})));
     delete pSource;
+    EXPECT_EQ(contents(*pTarget), (Contents{{&a, 1}, {&b, 1}, {&c, 1}, {&a, 2}, {&b, 2}}));
 
     pTarget->deleteDataByID(a.getID());
     pTarget->deleteDataByID(0);
     EXPECT_EQ(contents(*pTarget), (Contents{{&b, 1}, {&c, 1}, {&b, 2}}));
+    EXPECT_FALSE(pTarget->dropTimerEntries(b.getID()));
+    EXPECT_TRUE(pTarget->dropTimerEntries(c.getID()));
     delete pTarget;
 
-    // The id outlives the timer: records of a deleted timer are still found by it.
     CTimer* pGone = new CTimer();
     const std::uintptr_t uiID = pGone->getID();
     CMsgTimer message;
@@ -58,46 +65,41 @@ TEST(CMsgTimer, RecordsKeepOrderThroughAddMergeAndDelete)
     EXPECT_EQ(message.getDataCount(), 0u);
 }
 
-// The hooks the message center calls: only another timer message merges, and
-// dropping reports a message left without records.
-TEST(CMsgTimer, QueueHooksMergeTimerMessagesAndReportEmptiness)
-{
-    CTimer a, b;
-    CMsgTimer* pFirst = makeMessage({{&a, 1}});
-    CMsgTimer* pSecond = makeMessage({{&b, 1}, {&a, 2}});
-    CMsgRender render(1);
-    EXPECT_FALSE(pFirst->absorbNext(&render));
-    EXPECT_TRUE(pFirst->absorbNext(pSecond));
-    delete pSecond;
-    EXPECT_EQ(contents(*pFirst), (Contents{{&a, 1}, {&b, 1}, {&a, 2}}));
-    EXPECT_FALSE(pFirst->dropTimerEntries(a.getID()));
-    EXPECT_TRUE(pFirst->dropTimerEntries(b.getID()));
-    EXPECT_FALSE(render.dropTimerEntries(b.getID()));
-    delete pFirst;
-}
-
 using CMsgTimerDelivery = CTimerFixture;
 
+// Removed timers are skipped once, then forgotten; adding takes a timer off
+// the list again; a record without timer or listener does nothing.
 TEST_F(CMsgTimerDelivery, SkipsRemovedTimersThenForgetsTheRemovals)
 {
-    CTimer a, b;
+    CTimer a, b, c;
     a.setListener(&m_listener);
     b.setListener(&m_listener);
     CTimerManager* pManager = CTimerManager::getInstance();
     pManager->removeTimer(&a);
+    pManager->removeTimer(&a);
+    pManager->removeTimer(&c);
+    pManager->addTimer(&c);
+    EXPECT_FALSE(pManager->checkIsDeletedTimer(c.getID()));
+    pManager->removeTimer(nullptr);
     EXPECT_TRUE(pManager->checkIsDeletedTimer(a.getID()));
-    EXPECT_FALSE(pManager->checkIsDeletedTimer(b.getID()));
-
     CMsgTimer* pMessage = makeMessage({{&a, 1}, {&b, 1}, {&a, 2}});
     pMessage->handleMessage();
     ASSERT_EQ(m_listener.m_events.size(), 1u);
     EXPECT_EQ(m_listener.m_events[0].pTimer, &b);
     EXPECT_FALSE(pManager->checkIsDeletedTimer(a.getID()));
-
-    // A second handling now delivers a's records.
     pMessage->handleMessage();
     EXPECT_EQ(m_listener.counts(&a), (std::vector<unsigned int>{1, 2}));
     delete pMessage;
+    pManager->removeTimer(&a);
+    pManager->clearDeletedTimer();
+    EXPECT_FALSE(pManager->checkIsDeletedTimer(a.getID()));
+
+    CMsgTimer::CTimerData(nullptr, CTimer::TIMER_STATUS_COMPLETE, 1).handleMessage();
+    CTimer silent(10, 1);
+    silent.start();
+    CMsgTimer::CTimerData(&silent, CTimer::TIMER_STATUS_COMPLETE, 1).handleMessage();
+    EXPECT_TRUE(silent.isRunning()) << "a completion nobody heard ended the timer";
+    silent.stop();
 }
 
 // A completion calls the listener, then ends the timer; the ended timer stays
@@ -110,31 +112,14 @@ TEST_F(CMsgTimerDelivery, CompletionCallsTheListenerThenEndsTheTimer)
     g_uiFakeNow.store(100);
     ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
     EXPECT_EQ(pTimer->getCurrentCount(), 1u);
-
     g_uiFakeNow.store(150);
-    CMsgTimer::CTimerData record(pTimer, CTimer::TIMER_STATUS_COMPLETE, 2);
-    record.handleMessage();
+    CMsgTimer::CTimerData(pTimer, CTimer::TIMER_STATUS_COMPLETE, 2).handleMessage();
     EXPECT_EQ(m_listener.completeCount(), 1u);
     EXPECT_FALSE(pTimer->isRunning());
     EXPECT_EQ(pTimer->getCurrentCount(), 0u);
     delete pTimer;
     ASSERT_TRUE(settleAt(1000));
     EXPECT_EQ(m_listener.m_events.size(), 2u);
-}
-
-TEST_F(CMsgTimerDelivery, RecordWithoutTimerOrListenerDoesNothing)
-{
-    CMsgTimer::CTimerData orphan(nullptr, CTimer::TIMER_STATUS_COMPLETE, 1);
-    orphan.handleMessage();
-    EXPECT_EQ(orphan.getID(), 0u);
-
-    CTimer timer(10, 1);
-    timer.start();
-    CMsgTimer::CTimerData silent(&timer, CTimer::TIMER_STATUS_COMPLETE, 1);
-    silent.handleMessage();
-    // Without a listener the completion is not delivered, so no terminate.
-    EXPECT_TRUE(timer.isRunning());
-    timer.stop();
 }
 
 } // namespace
