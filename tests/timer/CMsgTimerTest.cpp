@@ -118,7 +118,8 @@ TEST_F(CMsgTimerDelivery, CompletionCallsTheListenerThenEndsTheTimer)
     EXPECT_FALSE(pTimer->isRunning());
     EXPECT_EQ(pTimer->getCurrentCount(), 0u);
     delete pTimer;
-    ASSERT_TRUE(settleAt(1000));
+    g_uiFakeNow.store(1000);
+    ASSERT_TRUE(settle(3, true));
     EXPECT_EQ(m_listener.m_events.size(), 2u);
 }
 

@@ -33,7 +33,7 @@ TEST_F(CTimerTest, RepeatCountThreeReportsCountsOneAndTwoThenCompletes)
 // (the tick clock counts whole milliseconds: one of rounding is allowed).
 TEST_F(CTimerTest, RepeatCountThreeOnTheTickClockIsNeverEarly)
 {
-    useTickClock();
+    TickClock::setSource(nullptr);
     CTimer timer(100, 3);
     const auto started = std::chrono::steady_clock::now();
     listenAndStart(timer, m_listener);
@@ -95,19 +95,31 @@ TEST_F(CTimerTest, RepeatCountOneOnlyCompletesAndIgnoresStartMeanwhile)
     ASSERT_TRUE(pumpUntil([&] { return m_listener.completeCount() == 2; }));
 }
 
-TEST_F(CTimerTest, SetRepeatCountOnACountedTimerCountsAgainToTheNewEnd)
+// setRepeatCount restarts the count at 0 on the old schedule: the counts due
+// by now come again at once, up to the new end (count 2 of 2 completes).
+TEST_F(CTimerTest, SetRepeatCountRestartsTheCountButNotTheSchedule)
 {
-    CTimer timer(10, 5);
-    listenAndStart(timer, m_listener);
-    g_uiFakeNow.store(30);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 3; }));
-    // The count restarts at 0 on the old schedule: count 1 is due at once,
-    // and count 2, now the last, completes.
-    timer.setRepeatCount(2);
-    EXPECT_EQ(timer.getCurrentCount(), 0u);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.completeCount() == 1; }));
-    EXPECT_EQ(m_listener.counts(&timer), (Counts{1, 2, 3, 1}));
-    EXPECT_FALSE(timer.isRunning());
+    struct
+    {
+        unsigned int delay, repeat, now, newRepeat;
+        Counts expected;
+        unsigned int completes;
+    } const cases[] = {{10, 5, 30, 2, {1, 2, 3, 1}, 1}, {100, 0, 300, 0, {1, 2, 3, 1, 2, 3}, 0}};
+    for (const auto& c : cases) {
+        CRecordingListener listener;
+        g_uiFakeNow.store(0);
+        CTimer timer(c.delay, c.repeat);
+        listenAndStart(timer, listener);
+        g_uiFakeNow.store(c.now);
+        ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 3; }));
+        timer.setRepeatCount(c.newRepeat);
+        EXPECT_EQ(timer.getCurrentCount(), 0u);
+        ASSERT_TRUE(pumpUntil([&] { return listener.m_events.size() == c.expected.size() + c.completes; }));
+        ASSERT_TRUE(settle(3, true));
+        EXPECT_EQ(listener.counts(&timer), c.expected) << "repeat " << c.repeat;
+        EXPECT_EQ(listener.completeCount(), c.completes);
+        EXPECT_EQ(timer.isRunning(), c.completes == 0);
+    }
 }
 
 // ---- endless timers and catching up ----------------------------------------
@@ -137,21 +149,6 @@ TEST_F(CTimerTest, EndlessTimerCatchesUpOnePulsePerCheckAfterAStall)
     ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 11; }));
     EXPECT_EQ(m_listener.m_events.back().uiCount, 11u);
     EXPECT_EQ(m_listener.completeCount(), 0u);
-}
-
-TEST_F(CTimerTest, SetRepeatCountOnARunningTimerRestartsTheCountButNotTheSchedule)
-{
-    CTimer timer(100, 0);
-    listenAndStart(timer, m_listener);
-    g_uiFakeNow.store(300);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 3; }));
-
-    timer.setRepeatCount(0);
-    EXPECT_EQ(timer.getCurrentCount(), 0u);
-    // Counts 1..3 again at once (the start time stayed at 0), then nothing.
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 6; }));
-    ASSERT_TRUE(settle());
-    EXPECT_EQ(m_listener.counts(&timer), (Counts{1, 2, 3, 1, 2, 3}));
 }
 
 // ---- start, reset, stop ------------------------------------------------------

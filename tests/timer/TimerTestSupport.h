@@ -56,7 +56,6 @@ public:
     {
         m_events.push_back({pTimer, true, 0, std::chrono::steady_clock::now()});
     }
-
     unsigned int pulseCount(const CTimer* pTimer = nullptr) const { return countOf(false, pTimer); }
     unsigned int completeCount(const CTimer* pTimer = nullptr) const { return countOf(true, pTimer); }
     unsigned int countOf(bool bComplete, const CTimer* pTimer) const
@@ -66,7 +65,7 @@ public:
             n += (e.bComplete == bComplete && (!pTimer || e.pTimer == pTimer)) ? 1 : 0;
         return n;
     }
-    // The counts of the pulses of one timer, in delivery order.
+    // The counts of one timer's pulses, in delivery order.
     std::vector<unsigned int> counts(const CTimer* pTimer) const
     {
         std::vector<unsigned int> result;
@@ -84,20 +83,18 @@ public:
 inline unsigned int pumpMessages()
 {
     unsigned int n = 0;
-    for (;;) {
-        CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage();
-        if (!pMessage)
-            return n;
+    while (CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage()) {
         pMessage->handleMessage();
         ++n;
     }
+    return n;
 }
 
 // Runs the main loop until the condition holds; false when the deadline passes.
 template <class TCondition>
-bool pumpUntil(TCondition condition, std::chrono::seconds deadline = std::chrono::seconds(60))
+bool pumpUntil(TCondition condition)
 {
-    return waitUntil([&] { return pumpMessages(), condition(); }, deadline);
+    return waitUntil([&] { return pumpMessages(), condition(); }, std::chrono::seconds(60));
 }
 
 // Waits until the timer thread has completed at least uiChecks further
@@ -114,23 +111,14 @@ inline unsigned int queuedTimerMessages()
     return CMessageCenter::getInstance()->getMessageCountByType(CBaseMessage::MESSAGE_TYPE_TIMER);
 }
 
-// Lets the timer thread run a few more checks, then delivers what they
-// queued; false when the checks did not happen.
-inline bool settle(unsigned int uiChecks = 3)
-{
-    const bool bChecked = waitForChecks(uiChecks);
-    pumpMessages();
-    return bChecked;
-}
-
-// Moves the clock to uiNow and lets a few checks run with a sentinel timer
-// keeping the worker checking, then delivers what they queued.
-inline bool settleAt(unsigned int uiNow)
+// Lets a few more checks run (a sentinel timer keeps the worker checking
+// when bSentinel), then delivers what they queued; false when they did not.
+inline bool settle(unsigned int uiChecks = 3, bool bSentinel = false)
 {
     CTimer sentinel(0, 0);
-    sentinel.start();
-    g_uiFakeNow.store(uiNow);
-    const bool bChecked = waitForChecks(3);
+    if (bSentinel)
+        sentinel.start();
+    const bool bChecked = waitForChecks(uiChecks);
     sentinel.stop();
     pumpMessages();
     return bChecked;
@@ -152,8 +140,7 @@ inline CObjectPtr<CBaseMessage> popQueuedTimerMessage()
 }
 
 // Every test starts with an empty center, a fresh, running manager and the
-// fake clock at 0 (or the tick clock when a test asks for it), and leaves
-// nothing behind.
+// fake clock at 0, and leaves nothing behind.
 class CTimerFixture : public ::testing::Test
 {
 protected:
@@ -166,7 +153,6 @@ protected:
         CTimerManager::getInstance()->clearDeletedTimer();
         CTimerManager::getInstance()->start();
     }
-
     void TearDown() override
     {
         CTimerManager::getInstance()->stop();
@@ -175,8 +161,6 @@ protected:
         CMessageCenter::deleteInstance();
         TickClock::setSource(nullptr);
     }
-
-    static void useTickClock() { TickClock::setSource(nullptr); }
 
     // Outlives the test's timers, which the test body destroys first.
     CRecordingListener m_listener;
