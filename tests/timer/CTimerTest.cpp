@@ -184,29 +184,33 @@ TEST_F(CTimerTest, StartAndSetDelayKeepTheScheduleResetRestartsIt)
     EXPECT_EQ(m_listener.m_events.back().uiCount, 1u);
 }
 
-// Two timers' records share one queued message: stopping one purges only its
-// record; stopping the last purges the emptied message too.
-TEST_F(CTimerTest, StopBetweenCheckAndDeliveryPurgesOnlyThatTimersRecords)
+// Records of several timers share one message: stopping or deleting one
+// purges its records from the queue (the emptied message too, when the last
+// goes), and a message already popped skips it.
+TEST_F(CTimerTest, StopOrDeleteBeforeDeliveryPurgesOnlyThatTimersRecords)
 {
-    CTimer stopped(10, 0);
-    CTimer kept(10, 0);
+    CTimer stopped(10, 0), kept(10, 0);
+    CTimer* pDeleted = new CTimer(10, 0);
     listenAndStart(stopped, m_listener);
     listenAndStart(kept, m_listener);
+    listenAndStart(*pDeleted, m_listener);
     g_uiFakeNow.store(10);
+    CObjectPtr<CBaseMessage> pPopped = popQueuedTimerMessage();
+    ASSERT_TRUE(pPopped);
+    g_uiFakeNow.store(20);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
-
     stopped.stop();
     EXPECT_FALSE(stopped.isRunning());
     EXPECT_EQ(stopped.getCurrentCount(), 0u);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount(&kept) == 1; }));
-    EXPECT_EQ(m_listener.pulseCount(&stopped), 0u);
+    delete pDeleted;
+    pPopped->handleMessage();
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount(&kept) == 2; }));
+    EXPECT_EQ(m_listener.m_events.size(), 2u) << "a stopped or deleted timer was called back";
 
-    g_uiFakeNow.store(20);
+    g_uiFakeNow.store(30);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     kept.stop();
     EXPECT_EQ(queuedTimerMessages(), 0u);
-    pumpMessages();
-    EXPECT_EQ(m_listener.m_events.size(), 1u);
 }
 
 TEST_F(CTimerTest, StopAfterThePopDeliversNothingAndIsForgottenAfterwards)
@@ -236,26 +240,6 @@ TEST_F(CTimerTest, StopAfterThePopDeliversNothingAndIsForgottenAfterwards)
     timer.start();
     pMessage->handleMessage();
     EXPECT_EQ(m_listener.pulseCount(), 2u) << "the restart did not lift the stop";
-}
-
-TEST_F(CTimerTest, DeletedTimerIsNeverCalledBack)
-{
-    CTimer* pQueued = new CTimer(10, 0);
-    CTimer* pPopped = new CTimer(10, 0);
-    listenAndStart(*pQueued, m_listener);
-    listenAndStart(*pPopped, m_listener);
-    g_uiFakeNow.store(10);
-    CObjectPtr<CBaseMessage> pMessage = popQueuedTimerMessage();
-    ASSERT_TRUE(pMessage);
-    g_uiFakeNow.store(20);
-    // A second message with the queued timer's next record.
-    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
-    delete pQueued;
-    delete pPopped;
-    EXPECT_EQ(queuedTimerMessages(), 0u);
-    pMessage->handleMessage();
-    pumpMessages();
-    EXPECT_TRUE(m_listener.m_events.empty());
 }
 
 // A listener may stop the other timer of the same message, and delete its
