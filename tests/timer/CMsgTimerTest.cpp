@@ -51,6 +51,13 @@ TEST(CMsgTimer, RecordsKeepOrderThroughAddMergeAndDelete)
     pTarget->deleteDataByID(a.getID());
     pTarget->deleteDataByID(0);
     EXPECT_EQ(contents(*pTarget), (Contents{{&b, 1}, {&c, 1}, {&b, 2}}));
+    struct CMsgTimerCopy : public CMsgTimer
+    {
+        void assign(const CMsgTimer& other) { CMsgTimer::operator=(other); }
+    } copy;
+    copy.assign(*pTarget);
+    copy.assign(copy);
+    EXPECT_EQ(contents(copy), contents(*pTarget));
     EXPECT_FALSE(pTarget->dropTimerEntries(b.getID()));
     EXPECT_TRUE(pTarget->dropTimerEntries(c.getID()));
     delete pTarget;

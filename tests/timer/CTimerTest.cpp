@@ -273,6 +273,25 @@ TEST_F(CTimerTest, ListenerMayStopAnotherTimerOrDeleteItsOwn)
     EXPECT_TRUE(m_listener.m_events.empty());
 }
 
+// A copy keeps the settings but neither runs nor is checked: the manager
+// holds timers by address.
+TEST_F(CTimerTest, CopyKeepsTheSettingsButNotTheRun)
+{
+    CTimer timer(10, 3);
+    listenAndStart(timer, m_listener);
+    struct CTimerCopy : public CTimer
+    {
+        explicit CTimerCopy(const CTimer& other) : CTimer(other) {}
+    } copy(timer);
+    EXPECT_FALSE(copy.isRunning());
+    EXPECT_EQ(copy.getDelay() * 10 + copy.getRepeatCount(), 103u);
+    EXPECT_EQ(copy.getListener(), &m_listener);
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; }));
+    ASSERT_TRUE(settle());
+    EXPECT_EQ(m_listener.pulseCount(&copy), 0u);
+}
+
 // ---- one check, one message ---------------------------------------------------
 
 TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
