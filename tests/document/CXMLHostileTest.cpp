@@ -9,7 +9,7 @@
 #include <cstring>
 #include <random>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "document/DocumentTestUtil.h"
 
@@ -18,14 +18,14 @@ using namespace DocumentTest;
 
 namespace {
 
-std::u16string nested(unsigned int depth)
+CString repeated(const std::u16string& open, unsigned int depth, const std::u16string& close = u"")
 {
     std::u16string text;
     for (unsigned int i = 0; i < depth; ++i)
-        text += u"<a>";
+        text += open;
     for (unsigned int i = 0; i < depth; ++i)
-        text += u"</a>";
-    return text;
+        text += close;
+    return cs(text);
 }
 
 // Random trees of the accepted language: names of every name unit, values
@@ -35,21 +35,14 @@ struct tagRandomTree
     std::mt19937 rng{20261122};
 
     unsigned int pick(unsigned int n) { return unsigned(rng() % n); }
-    std::u16string name()
+    std::u16string draw(std::u16string out, std::u16string_view from, unsigned int count)
     {
-        std::u16string n(1, u"abcXYZ_"[pick(7)]);
-        for (unsigned int i = pick(6); i > 0; --i)
-            n += u"abcXYZ_019-.:"[pick(13)];
-        return n;
+        while (count-- > 0)
+            out += from[pick(unsigned(from.size()))];
+        return out;
     }
-    std::u16string value()
-    {
-        static const char16_t chars[] = u"aZ9 &<>\"'\r\n\t;#\u00e9\u4e2d\uffff";
-        std::u16string v;
-        for (unsigned int i = pick(12); i > 0; --i)
-            v += chars[pick(sizeof(chars) / sizeof(char16_t) - 1)];
-        return v;
-    }
+    std::u16string name() { return draw(draw(u"", u"abcXYZ_", 1), u"abcXYZ_019-.:", pick(6)); }
+    std::u16string value() { return draw(u"", u"aZ9 &<>\"'\r\n\t;#\u00e9\u4e2d\uffff", pick(12)); }
     void fill(CXMLElement* e, unsigned int depth)
     {
         for (unsigned int i = pick(4); i > 0; --i)
@@ -90,27 +83,22 @@ TEST(CXMLProperty, RandomTreesSurviveSaveAndParse)
 TEST(CXMLHostile, NestingBoundIsAParseError)
 {
     CXMLParser parser;
-    EXPECT_TRUE(parser.parseFromString(cs(nested(CXMLHelper::MAX_DEPTH))));
-    EXPECT_FALSE(parser.parseFromString(cs(nested(CXMLHelper::MAX_DEPTH + 1))));
+    EXPECT_TRUE(parser.parseFromString(repeated(u"<a>", CXMLHelper::MAX_DEPTH, u"</a>")));
+    EXPECT_FALSE(parser.parseFromString(repeated(u"<a>", CXMLHelper::MAX_DEPTH + 1, u"</a>")));
     EXPECT_FALSE(parser.hasRootElement());
     EXPECT_EQ(errorOf(parser).column, 3u * CXMLHelper::MAX_DEPTH + 1);
-
     // Far deeper, and unterminated.
-    std::u16string deep;
-    for (int i = 0; i < 100000; ++i)
-        deep += u"<a x='1'>";
-    EXPECT_FALSE(parser.parseFromString(cs(deep)));
-    EXPECT_FALSE(parser.parseFromString(cs(nested(100000))));
+    EXPECT_FALSE(parser.parseFromString(repeated(u"<a x='1'>", 100000)));
+    EXPECT_FALSE(parser.parseFromString(repeated(u"<a>", 100000, u"</a>")));
 }
 
 TEST(CXMLHostile, NameLengthBound)
 {
     CXMLParser parser;
-    std::u16string longest(CXMLHelper::MAX_NAME_LENGTH, u'n');
-    std::u16string tooLong = longest + u"n";
-    EXPECT_TRUE(parser.parseFromString(cs(u"<" + longest + u"/>")));
-    EXPECT_TRUE(parser.parseFromString(cs(u"<a " + longest + u"='v'/>")));
-    EXPECT_TRUE(parser.parseFromString(cs(u"<a><" + longest + u"></" + longest + u"></a>")));
+    const std::u16string longest(CXMLHelper::MAX_NAME_LENGTH, u'n'), tooLong = longest + u"n";
+    for (const std::u16string& ok : {u"<" + longest + u"/>", u"<a " + longest + u"='v'/>",
+                                     u"<a><" + longest + u"></" + longest + u"></a>"})
+        EXPECT_TRUE(parser.parseFromString(cs(ok)));
 
     EXPECT_FALSE(parser.parseFromString(cs(u"<" + tooLong + u"/>")));
     EXPECT_EQ(errorOf(parser).column, 2u);
@@ -198,19 +186,14 @@ TEST(CXMLHostile, GarbageBytesAndFiles)
         for (unsigned int n = rng() % 48; n > 0; --n)
             bytes += round % 8 < 4 ? alphabet[rng() % (sizeof(alphabet) - 1)] : char(rng());
         const bool fromFile = round % 5 == 0;
-        bool ok;
-        if (fromFile) {
+        if (fromFile)
             folder.writeFile("r.xml", bytes);
-            ok = parser.parseFromFile(folder.path("r.xml"));
-        } else {
-            ok = parser.parseFromStream(reinterpret_cast<const unsigned char*>(bytes.c_str()));
-        }
         CString out;
-        if (ok) {
+        if (fromFile ? parser.parseFromFile(folder.path("r.xml"))
+                     : parser.parseFromStream(reinterpret_cast<const unsigned char*>(bytes.c_str())))
             EXPECT_TRUE(parser.saveToString(out, round % 3 == 0));
-        } else {
-            EXPECT_FALSE(parser.hasRootElement());
-            EXPECT_EQ(errorOf(parser).column == 0, fromFile && bytes.size() <= 3) << round;
-        }
+        else
+            EXPECT_TRUE(!parser.hasRootElement() && (errorOf(parser).column == 0) == (fromFile && bytes.size() <= 3))
+                << round;
     }
 }

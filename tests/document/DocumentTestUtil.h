@@ -15,17 +15,9 @@ inline std::u16string str(const Trell::CString& s)
     return s.buffer() ? std::u16string(s.buffer(), s.length()) : std::u16string();
 }
 
-inline Trell::CString cs(const std::u16string& s)
-{
-    return Trell::CString(s.c_str(), unsigned(s.size()));
-}
+inline Trell::CString cs(const std::u16string& s) { return Trell::CString(s.c_str(), unsigned(s.size())); }
 
-struct tagErrorPos
-{
-    unsigned int line;
-    unsigned int column;
-    std::u16string text;
-};
+struct tagErrorPos { unsigned int line, column; std::u16string text; };
 
 inline tagErrorPos errorOf(const Trell::CXMLParser& parser)
 {
@@ -45,15 +37,12 @@ inline std::u16string dump(const Trell::CXMLElement* e)
         const Trell::CString name = e->getAttributeNameByIndex(i);
         out += (i ? u"," : u"{") + str(name) + u"=" + str(e->getAttributeString(name.buffer()));
     }
-    if (e->hasAttributes())
-        out += u"}";
+    out += e->hasAttributes() ? u"}" : u"";
     if (e->getText().length() > 0)
         out += u"'" + str(e->getText()) + u"'";
     for (unsigned int i = 0; i < e->getChildCount(); ++i)
         out += (i ? u"," : u"[") + dump(e->getChildByIndex(i));
-    if (e->hasChildren())
-        out += u"]";
-    return out;
+    return out + (e->hasChildren() ? u"]" : u"");
 }
 
 using TempFolder = CTempFolder;
