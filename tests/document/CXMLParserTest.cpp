@@ -64,6 +64,8 @@ TEST(CXMLParserRead, AcceptedTextsGiveTheirTree)
         // One comment after the start tag, one before each child and the end tag.
         {u"<a> <!-- c --> text<!--d--><b/> <!-- e --> <c/><!-- f --></a>", UTF8, u"a'text'[b,c]"},
         {u"<a><!--1--><!--2--></a>", UTF8, u"a"},
+        // Only "-->" ends a comment.
+        {u"<a><!-- a-b--c -> --><b/></a>", UTF8, u"a[b]"},
         // Attributes sorted by name, the first of a repeated name kept.
         {u"<a z=\"3\" x='1' y=\"\" x=\"2\"/>", UTF8, u"a{x=1,y=,z=3}"},
         // A value opened by one kind of quote ends at the next of either kind.
