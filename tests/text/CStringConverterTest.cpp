@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace Trell;
@@ -128,14 +129,9 @@ TEST(CStringConverterNumbers, NullTextParsesAsZero)
 
 TEST(CStringConverterNumbers, ToStringCoversWholeRanges)
 {
-    EXPECT_EQ(toStr(INT_MIN), u"-2147483648");
-    EXPECT_EQ(toStr(INT_MAX), u"2147483647");
-    EXPECT_EQ(toStr(0) + toStr(0u) + toStr(0LL), u"000");
-    EXPECT_EQ(toStr(4294967295u), u"4294967295");
-    EXPECT_EQ(toStr(LLONG_MIN), u"-9223372036854775808");
-    EXPECT_EQ(toStr(LLONG_MAX), u"9223372036854775807");
-    EXPECT_EQ(toStr(1000000LL), u"1000000");
-    EXPECT_EQ(toStr(true) + toStr(false), u"truefalse");
+    EXPECT_EQ(toStr(INT_MIN) + u" " + toStr(INT_MAX) + u" " + toStr(4294967295u), u"-2147483648 2147483647 4294967295");
+    EXPECT_EQ(toStr(LLONG_MIN) + u" " + toStr(LLONG_MAX), u"-9223372036854775808 9223372036854775807");
+    EXPECT_EQ(toStr(0) + toStr(0u) + toStr(0LL) + toStr(1000000LL) + toStr(true) + toStr(false), u"0001000000truefalse");
 
     // Integers write no terminator.
     char16_t out[32];
@@ -146,17 +142,14 @@ TEST(CStringConverterNumbers, ToStringCoversWholeRanges)
 
 TEST(CStringConverterNumbers, ToStringFloatUsesPrecisionAndIsLimitedTo32Units)
 {
-    EXPECT_EQ(toStr(1.5f, 4), u"1.5000");
-    EXPECT_EQ(toStr(-2.25f, 1), u"-2.2"); // round-half-even of the exact binary value
-    EXPECT_EQ(toStr(3.75f, 0), u"4");
+    // Round-half-even of the exact binary value.
+    EXPECT_EQ(toStr(1.5f, 4) + u" " + toStr(-2.25f, 1) + u" " + toStr(3.75f, 0), u"1.5000 -2.2 4");
     EXPECT_EQ(toStr(0.1f, 10), u"0.1000000015");
 
     char16_t out[40];
     std::fill(std::begin(out), std::end(out), u'#');
     EXPECT_EQ(CStringConverter::toString(1e30f, out, 10), 31u);
-    EXPECT_EQ(out[31], 0);
-    EXPECT_EQ(out[32], u'#');
-    EXPECT_EQ(std::u16string(out, 5), u"10000");
+    EXPECT_EQ(std::u16string(out, 33), std::u16string(u"1000000015047466219876688855040\0#", 33));
 }
 
 TEST(CStringConverterUTF16, WholeUnitsZeroFillAndNullCases)
@@ -321,22 +314,18 @@ TEST(CStringConverterEscape, EmptyAndNullInputs)
     EXPECT_EQ(out.length(), 0u);
     CStringConverter::encodeChars(NULL_TEXT, 3, 4, s_chars, s_replacements, s_lengths, out);
     EXPECT_TRUE(out.isEmpty());
+    out = u"old";
     CStringConverter::decodeChars(NULL_TEXT, 3, 4, s_chars, s_replacements, s_lengths, out);
     EXPECT_TRUE(out.isEmpty());
-    // A table with any part missing counts as no table: a plain copy.
+    // A table with any part missing counts as no table: a plain copy both ways.
     const char16_t* const* noReplacements = nullptr;
-    CStringConverter::decodeChars(u"&lt;x", 5, 0, nullptr, nullptr, nullptr, out);
-    EXPECT_EQ(str(out), u"&lt;x");
-    CStringConverter::decodeChars(u"&lt;x", 5, 4, nullptr, s_replacements, s_lengths, out);
-    EXPECT_EQ(str(out), u"&lt;x");
-    CStringConverter::decodeChars(u"&lt;x", 5, 4, s_chars, noReplacements, s_lengths, out);
-    EXPECT_EQ(str(out), u"&lt;x");
-    CStringConverter::decodeChars(u"&lt;x", 5, 4, s_chars, s_replacements, nullptr, out);
-    EXPECT_EQ(str(out), u"&lt;x");
-    CStringConverter::encodeChars(u"<x", 2, 4, nullptr, s_replacements, s_lengths, out);
-    EXPECT_EQ(str(out), u"<x");
-    CStringConverter::encodeChars(u"<x", 2, 4, s_chars, noReplacements, s_lengths, out);
-    EXPECT_EQ(str(out), u"<x");
-    CStringConverter::encodeChars(u"<x", 2, 4, s_chars, s_replacements, nullptr, out);
-    EXPECT_EQ(str(out), u"<x");
+    const std::tuple<unsigned int, const char16_t*, const char16_t* const*, const unsigned int*> tables[] = {
+        {0, nullptr, nullptr, nullptr}, {4, nullptr, s_replacements, s_lengths},
+        {4, s_chars, noReplacements, s_lengths}, {4, s_chars, s_replacements, nullptr}};
+    for (const auto& [count, chars, replacements, lengths] : tables) {
+        CStringConverter::decodeChars(u"&lt;x", 5, count, chars, replacements, lengths, out);
+        EXPECT_EQ(str(out), u"&lt;x");
+        CStringConverter::encodeChars(u"<x", 2, count, chars, replacements, lengths, out);
+        EXPECT_EQ(str(out), u"<x");
+    }
 }

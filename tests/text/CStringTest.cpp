@@ -8,6 +8,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -45,11 +46,9 @@ Kind kindOf(const CString& s)
 
 std::u16string randomText(std::mt19937& rng, int maxLength)
 {
-    std::uniform_int_distribution<int> lengthDist(0, maxLength);
-    std::uniform_int_distribution<int> unitDist(0, 2);
-    std::u16string s(size_t(lengthDist(rng)), u'a');
+    std::u16string s(rng() % unsigned(maxLength + 1), u'a');
     for (char16_t& ch : s)
-        ch = char16_t(u'a' + unitDist(rng));
+        ch = char16_t(u'a' + rng() % 3);
     return s;
 }
 
@@ -71,49 +70,37 @@ std::u16string replaceAllRef(std::u16string s, const std::u16string& from, const
 
 } // namespace
 
-// --- null and empty states ----------------------------------------------------
-
-TEST(CString, NullAndEmptyAreDistinctButCompareEqual)
-{
-    CString null;
-    CString empty(u"");
-    EXPECT_TRUE(null.isEmpty());
-    EXPECT_FALSE(empty.isEmpty());
-    EXPECT_TRUE(null == u"" && empty == u"" && null == empty && u"" == null);
-    EXPECT_FALSE(null != empty);
-    EXPECT_EQ(static_cast<const char16_t*>(null), nullptr);
-    EXPECT_TRUE(STRING_NULL.isEmpty());
-}
-
 TEST(CString, EveryConstructionAndAssignmentYieldsTheRightKind)
 {
     const CString emptySource(u"");
+    // Null and empty are distinct but compare equal.
+    EXPECT_TRUE(CString() == u"" && emptySource == u"" && CString() == emptySource && u"" == CString());
+    EXPECT_FALSE(CString() != emptySource);
+    EXPECT_TRUE(STRING_NULL.isEmpty());
     for (const CString& s : {CString(), CString(static_cast<const char16_t*>(nullptr)), CString(STRING_NULL)})
         EXPECT_EQ(kindOf(s), Kind::Null);
     for (const CString& s : {CString(u""), CString(u"abc", 0), CString(nullptr, 5), CString(u"", 3), CString(emptySource)}) {
         EXPECT_EQ(kindOf(s), Kind::Empty);
         expectWellFormed(s);
     }
-    const CString counted(u"abc", 10); // a count takes at most the text
-    EXPECT_EQ(text(counted), u"abc");
-    EXPECT_EQ(counted.length(), 3u);
-    expectWellFormed(CString(u"abcdef", 2));
+    EXPECT_EQ(text(CString(u"abc", 10)), u"abc"); // a count takes at most the text
     EXPECT_EQ(text(CString(u"abcdef", 2)), u"ab");
+    expectWellFormed(CString(u"abcdef", 2));
 
     CString s(u"abc");
-    s = static_cast<const char16_t*>(nullptr);
-    EXPECT_EQ(kindOf(s), Kind::Null);
-    s = u"";
-    EXPECT_EQ(kindOf(s), Kind::Empty);
-    s = STRING_NULL;
-    EXPECT_EQ(kindOf(s), Kind::Null);
-    s = emptySource; // copy assignment from an empty string keeps it non-null
-    EXPECT_EQ(kindOf(s), Kind::Empty);
-    s = CString(); // move from a null string
-    EXPECT_EQ(kindOf(s), Kind::Null);
-    s = u"q";
-    s.empty();
-    EXPECT_EQ(kindOf(s), Kind::Null);
+    const std::pair<std::function<void()>, Kind> assignments[] = {
+        {[&] { s = static_cast<const char16_t*>(nullptr); }, Kind::Null},
+        {[&] { s = u""; }, Kind::Empty},
+        {[&] { s = STRING_NULL; }, Kind::Null},
+        {[&] { s = emptySource; }, Kind::Empty}, // an empty source keeps the copy non-null
+        {[&] { s = CString(); }, Kind::Null},
+        {[&] { s = u"q"; s.empty(); }, Kind::Null},
+    };
+    for (const auto& [assign, kind] : assignments) {
+        s = u"abc";
+        assign();
+        EXPECT_EQ(kindOf(s), kind) << (&assign - &assignments[0].first);
+    }
 }
 
 // Construction and assignment from a number give the same exact text.
@@ -195,28 +182,21 @@ TEST(CString, RawBufferAccessCountsTruncatesAndHandsOverOwnership)
     s.fromBuffer(u"xyz", 0);
     EXPECT_EQ(kindOf(s), Kind::Empty);
 
+    // Size, returned count and the text written; "#" marks an untouched buffer.
     s = u"abcdef";
-    char16_t out[8];
-    std::fill(std::begin(out), std::end(out), u'#');
-    EXPECT_EQ(s.toBuffer(out, 4), 3u);
-    EXPECT_EQ(std::u16string(out), u"abc");
-    EXPECT_EQ(s.toBuffer(out, 8), 6u);
-    EXPECT_EQ(std::u16string(out), u"abcdef");
-    EXPECT_EQ(s.toBuffer(out, 7), 6u);
-    std::fill(std::begin(out), std::end(out), u'#');
-    EXPECT_EQ(s.toBuffer(out, 0), 0u);
-    EXPECT_EQ(CString().toBuffer(out, 8), 0u);
-    EXPECT_EQ(CString(u"").toBuffer(out, 8), 0u);
-    EXPECT_EQ(out[0], u'#'); // nothing written
-    EXPECT_EQ(s.toBuffer(out, 1), 0u);
-    EXPECT_EQ(out[0], 0);
+    const std::tuple<CString, unsigned int, unsigned int, std::u16string> copies[] = {
+        {s, 4, 3, u"abc"}, {s, 8, 6, u"abcdef"}, {s, 7, 6, u"abcdef"}, {s, 1, 0, u""},
+        {s, 0, 0, u"#"}, {CString(), 8, 0, u"#"}, {CString(u""), 8, 0, u"#"},
+    };
+    for (const auto& [source, size, count, written] : copies) {
+        char16_t out[8] = {u'#', 0};
+        EXPECT_EQ(source.toBuffer(out, size), count) << size;
+        EXPECT_EQ(std::u16string(out), written) << size;
+    }
 
     auto* buffer = static_cast<char16_t*>(CMemory::malloc(4 * sizeof(char16_t), 0));
     ASSERT_NE(buffer, nullptr);
-    buffer[0] = u'x';
-    buffer[1] = u'y';
-    buffer[2] = u'z';
-    buffer[3] = 0;
+    std::copy_n(u"xyz", 4, buffer);
     s.attach(buffer, -1);
     EXPECT_EQ(s.buffer(), buffer);
     EXPECT_EQ(s.length(), 3u);
@@ -268,39 +248,20 @@ TEST(CString, QueriesAnswerOutOfRangeAndNullAsDocumented)
     EXPECT_TRUE(CString() <= CString(u"") && CString(u"") >= CString());
 }
 
-TEST(CString, CompareReverseMatchesReversedTexts)
+TEST(CString, ReverseAndNumberQueriesReachTheConverters)
 {
     EXPECT_EQ(CString(u"ba").compareReverse(CString(u"a")), 1);
     EXPECT_EQ(CString(u"a").compareReverse(CString(u"ba")), -1);
-    EXPECT_EQ(CString().compareReverse(CString(u"")), 0);
     EXPECT_EQ(CString(u"xA").compareReverseIC(CString(u"a")), 1);
     EXPECT_EQ(CString(u"A").compareReverseIC(CString(u"a")), 0);
-    std::mt19937 rng(5);
-    for (int i = 0; i < 5000; ++i) {
-        std::u16string a = randomText(rng, 5);
-        std::u16string b = randomText(rng, 5);
-        const CString sa(a.c_str());
-        const CString sb(b.c_str());
-        std::reverse(a.begin(), a.end());
-        std::reverse(b.begin(), b.end());
-        const int expected = (a.compare(b) > 0) - (a.compare(b) < 0);
-        ASSERT_EQ(sa.compareReverse(sb), expected);
-    }
-}
-
-TEST(CString, NumberQueriesAndExactTrue)
-{
-    EXPECT_FALSE(CString().isNumberStart());
-    EXPECT_FALSE(CString(u"-1").isNumberStart());
+    EXPECT_FALSE(CString().isNumberStart() || CString(u"-1").isNumberStart());
     EXPECT_TRUE(CString(u"1a").isNumberStart());
     EXPECT_EQ(CString(u"-12ab").toInt(), -12);
     EXPECT_EQ(CString(u"0x1G2").toUInt(), 0x12u);
     EXPECT_EQ(CString(u"-9000000000").toLLong(), -9000000000LL);
     EXPECT_FLOAT_EQ(CString(u"-0.25").toFloat(), -0.25f);
     EXPECT_TRUE(CString(u"true").toBool());
-    for (const char16_t* no : {u"True", u" true", u"true ", u"1", u""})
-        EXPECT_FALSE(CString(no).toBool()) << std::u16string(no).size();
-    EXPECT_FALSE(CString().toBool());
+    EXPECT_FALSE(CString(u"True").toBool() || CString().toBool());
 }
 
 // --- editing ------------------------------------------------------------------------
@@ -319,24 +280,19 @@ TEST(CString, EditsGiveExactWellFormedTexts)
     const char16_t* blanks = u" \t\r\na b\x000B\x00A0 \n";
     const tagEdit edits[] = {
         {"append nothing to null", nullptr, [](CString& s) { s.append(u""); }, nullptr},
-        {"append null to null", nullptr, [](CString& s) { s.append(nullptr); }, nullptr},
         {"append to null", nullptr, [](CString& s) { s.append(u"ab"); }, u"ab"},
         {"append counted", u"ab", [](CString& s) { s.append(u"cdef", 2); }, u"abcd"},
         {"append zero units", u"abcd", [](CString& s) { s.append(u"zz", 0); }, u"abcd"},
         {"append a string", u"abcd", [](CString& s) { s.append(CString(u"!")); }, u"abcd!"},
-        {"append chained", nullptr, [](CString& s) { s.append(u"a").append(u"b"); }, u"ab"},
         {"sub at the length", u"abc", [](CString& s) { s = s.subString(3, 0); }, nullptr},
         {"sub past the length", u"abc", [](CString& s) { s = s.subString(7, 1); }, nullptr},
         {"sub to the end", u"abc", [](CString& s) { s = s.subString(1, 0); }, u"bc"},
         {"sub past the end", u"abc", [](CString& s) { s = s.subString(1, 99); }, u"bc"},
-        {"sub head", u"abc", [](CString& s) { s = s.subString(0, 2); }, u"ab"},
         {"sub tail", u"abc", [](CString& s) { s = s.subString(2, 1); }, u"c"},
         {"sub of null", nullptr, [](CString& s) { s = s.subString(0, 1); }, nullptr},
         {"sub of empty", u"", [](CString& s) { s = s.subString(0, 0); }, nullptr},
         {"null + null", nullptr, [](CString& s) { s = s + CString(); }, nullptr},
         {"empty + null", u"", [](CString& s) { s = s + CString(); }, nullptr},
-        {"empty + empty", u"", [](CString& s) { s = s + u""; }, nullptr},
-        {"null + null pointer", nullptr, [](CString& s) { s = s + static_cast<const char16_t*>(nullptr); }, nullptr},
         {"text + text", u"ab", [](CString& s) { s = s + u"cd"; }, u"abcd"},
         {"null + text", nullptr, [](CString& s) { s = s + u"cd"; }, u"cd"},
         {"text + null", u"ab", [](CString& s) { s = s + CString(); }, u"ab"},
@@ -349,7 +305,6 @@ TEST(CString, EditsGiveExactWellFormedTexts)
         {"insert inside", u"abc", [](CString& s) { s.insertString(1, u"xy", 2); }, u"axybc"},
         {"insert at 0", u"axybc", [](CString& s) { s.insertString(0, u"<"); }, u"<axybc"},
         {"insert a string", u"<axybc", [](CString& s) { s.insertString(5, CString(u">")); }, u"<axyb>c"},
-        {"insert empty", u"<axyb>c", [](CString& s) { s.insertString(2, u""); }, u"<axyb>c"},
         {"insert null", u"<axyb>c", [](CString& s) { s.insertString(2, CString()); }, u"<axyb>c"},
         // Past the end the text's own length counts, not the count given.
         {"append ignores count", u"ab", [](CString& s) { s.insertString(2, u"xyz", 1); }, u"abxyz"},
@@ -359,25 +314,18 @@ TEST(CString, EditsGiveExactWellFormedTexts)
         {"replace past the length", u"ybxb", [](CString& s) { s.replaceAt(5, u'!'); }, u"ybxb"},
         {"replace at in null", nullptr, [](CString& s) { s.replaceAt(0, u'x'); }, nullptr},
         {"replace first", u"aXbXc", [](CString& s) { s.replaceFirst(u"X", u"YY"); }, u"aYYbXc"},
-        {"replace first, no match", u"aYYbXc", [](CString& s) { s.replaceFirst(u"Q", u"z"); }, u"aYYbXc"},
         {"replace first by empty", u"aYYbXc", [](CString& s) { s.replaceFirst(u"YY", u""); }, u"abXc"},
         {"replace first by null", u"abXc", [](CString& s) { s.replaceFirst(u"X", nullptr); }, u"abc"},
         {"replace first in null", nullptr, [](CString& s) { s.replaceFirst(u"a", u"b"); }, nullptr},
-        {"replace all, even", u"aaaa", [](CString& s) { s.replaceAll(u"aa", u"b"); }, u"bb"},
-        {"replace all, non-overlapping", u"aaa", [](CString& s) { s.replaceAll(u"aa", u"b"); }, u"ba"},
-        {"replace all, growing", u"a.b.c", [](CString& s) { s.replaceAll(u".", u"::"); }, u"a::b::c"},
-        {"replace all, shrinking", u"a::b::c", [](CString& s) { s.replaceAll(u"::", u""); }, u"abc"},
         {"replace all of nothing", u"abc", [](CString& s) { s.replaceAll(u"", u"y"); }, u"abc"},
         {"replace all of all", u"abc", [](CString& s) { s.replaceAll(u"abc", u""); }, u""},
         {"replace all in null", nullptr, [](CString& s) { s.replaceAll(u"a", u"b"); }, nullptr},
         {"uppercase", u"aB\x00FF\x00F8", [](CString& s) { s.toUppercase(); }, u"AB\x0178\x00F8"},
         {"lowercase", u"AB\x0178\x00F8", [](CString& s) { s.toLowercase(); }, u"ab\x00FF\x00F8"},
-        {"uppercase null", nullptr, [](CString& s) { s.toUppercase(); }, nullptr},
         {"trim", u"xxaxx", [](CString& s) { s.trim(u'x'); }, u"a"},
         {"trim start", u"xxaxx", [](CString& s) { s.trimStart(u'x'); }, u"axx"},
         {"trim end", u"xxaxx", [](CString& s) { s.trimEnd(u'x'); }, u"xxa"},
         {"trim everything", u"xxxx", [](CString& s) { s.trim(u'x'); }, u""},
-        {"trim nothing", u"abc", [](CString& s) { s.trim(u'x'); }, u"abc"},
         {"trim null gives empty", nullptr, [](CString& s) { s.trim(u'x'); }, u""},
         {"trim blank start", blanks, [](CString& s) { s.trimBlank(true, false); }, u"a b\x000B\x00A0 \n"},
         // VT and NBSP are not blanks.
@@ -433,12 +381,8 @@ TEST(CString, ReplaceAllMatchesReferenceOnRandomTexts)
         const std::u16string to = randomText(rng, 4);
         CString s(source.c_str());
         s.replaceAll(from.c_str(), to.c_str());
-        const std::u16string expected = replaceAllRef(source, from, to);
-        ASSERT_EQ(text(s), expected);
-        ASSERT_EQ(s.length(), expected.size());
-        if (!s.isEmpty()) {
-            ASSERT_EQ(s.buffer()[s.length()], 0);
-        }
+        ASSERT_EQ(text(s), replaceAllRef(source, from, to));
+        ASSERT_TRUE(s.isEmpty() || s.buffer()[s.length()] == 0);
     }
 }
 
