@@ -100,12 +100,10 @@ TEST_F(CTrackedTest, DataArrayMatchesStdVectorUnderRandomOperations)
 
     CDataArray<CTracked> copy(array);
     copy = array;
-    EXPECT_EQ(CTracked::s_iLive, 2 * int(reference.size()));
     CDataArray<CTracked> moved(std::move(copy));
     EXPECT_EQ(copy.getCount(), 0u);
     EXPECT_EQ(valuesOf(moved), reference);
-    moved.reset();
-    EXPECT_EQ(CTracked::s_iLive, int(reference.size()));
+    EXPECT_EQ(CTracked::s_iLive, 2 * int(reference.size()));
 }
 
 TEST(CDataArray, CopiesAreDeepAndFresh)
@@ -161,17 +159,14 @@ TEST(CObjectArray, OwningArrayDeletesOnRemoveClearAndDestructionOthersNever)
     }
     EXPECT_EQ(CCountedObject::s_iLive, 0);
 
-    CCountedObject a(1), b(2);
+    CCountedObject a(1);
     {
         CObjectArray<CCountedObject> array;
         array.add(&a);
-        array.insertAt(0, &b);
-        EXPECT_EQ(array.indexOf(&a), 1);
         EXPECT_TRUE(array.removeAt(0));
-        array.clear();
-        array.add(&b);
+        array.add(&a);
     }
-    EXPECT_EQ(CCountedObject::s_iLive, 2);
+    EXPECT_EQ(CCountedObject::s_iLive, 1);
 }
 
 TEST_F(CTrackedTest, ArrayPtrOwnsValueInitialisedStorageAndTransfersIt)
@@ -182,13 +177,10 @@ TEST_F(CTrackedTest, ArrayPtrOwnsValueInitialisedStorageAndTransfersIt)
         EXPECT_EQ(byte, 0);
     bytes[3] = 0xAB;
     CArrayPtr<unsigned char> moved(std::move(bytes));
-    EXPECT_TRUE(bytes.isNull());
-    EXPECT_EQ(bytes.getCount(), 0u);
-    unsigned char* raw = moved.release();
+    EXPECT_TRUE(bytes.isNull() && bytes.getCount() == 0);
+    CArrayPtr<unsigned char> adopted(moved.release(), 16);
     EXPECT_TRUE(moved.isNull());
-    CArrayPtr<unsigned char> adopted(raw, 16);
     EXPECT_EQ(adopted[3], 0xAB);
-    EXPECT_TRUE(CArrayPtr<unsigned char>(0u).isNull());
 
     CArrayPtr<CTracked> items(4);
     EXPECT_EQ(CTracked::s_iLive, 4);
