@@ -655,7 +655,7 @@ void formatFloating(CFormatSink& sink, const tagConversion& conv, char16_t kind,
     }
 }
 
-// One conversion after its specification; false for an unknown one, "%n"
+// One conversion after its directive; false for an unknown one, "%n"
 // and a '%' at the very end.
 bool formatConversion(CFormatSink& sink, const tagConversion& conv, char16_t kind, va_list* args)
 {

@@ -1,5 +1,6 @@
 #include <platform/posix/CImpFile.h>
 
+#include <platform/posix/FileIo.h>
 #include <platform/posix/NativePath.h>
 #include <text/CString.h>
 
@@ -21,21 +22,6 @@ const unsigned long long EPOCH_DIFFERENCE_SECONDS = 11644473600ull;
 bool statPath(const std::string& strNative, struct stat& st)
 {
     return !strNative.empty() && stat(strNative.c_str(), &st) == 0;
-}
-
-bool writeAll(int fd, const char* pData, std::size_t uiCount)
-{
-    while (uiCount > 0) {
-        ssize_t iWritten = write(fd, pData, uiCount);
-        if (iWritten < 0) {
-            if (errno == EINTR)
-                continue;
-            return false;
-        }
-        pData += iWritten;
-        uiCount -= static_cast<std::size_t>(iWritten);
-    }
-    return true;
 }
 
 bool copyContent(const std::string& strFrom, const std::string& strTo, bool bFailIfExists)
@@ -74,7 +60,7 @@ bool copyContent(const std::string& strFrom, const std::string& strTo, bool bFai
         }
         if (iRead == 0)
             break;
-        if (!writeAll(fdOut, buffer, static_cast<std::size_t>(iRead))) {
+        if (!PosixIo::writeAll(fdOut, buffer, static_cast<std::size_t>(iRead))) {
             bOk = false;
             break;
         }

@@ -1,5 +1,6 @@
 #include <platform/PlatformImp.h>
 
+#include <platform/posix/FileIo.h>
 #include <platform/posix/NativePath.h>
 
 #include <atomic>
@@ -39,21 +40,6 @@ bool resolveLinks(std::string& strPath)
         strPath = strTarget;
     }
     return false;
-}
-
-bool writeAll(int fd, const unsigned char* pData, std::size_t uiCount)
-{
-    while (uiCount > 0) {
-        const ssize_t iWritten = write(fd, pData, uiCount);
-        if (iWritten < 0) {
-            if (errno == EINTR)
-                continue;
-            return false;
-        }
-        pData += iWritten;
-        uiCount -= static_cast<std::size_t>(iWritten);
-    }
-    return true;
 }
 
 // Creates a file of a new name strStem + suffix, so that no file of the
@@ -120,7 +106,7 @@ bool replaceFileContent(const CString& strPath, const unsigned char* pData, unsi
             static_cast<void>(fchown(fd, static_cast<uid_t>(-1), stTarget.st_gid) == 0);
         bOk = fchmod(fd, stTarget.st_mode & 07777) == 0;
     }
-    bOk = bOk && writeAll(fd, pData, uiCount) && fsync(fd) == 0;
+    bOk = bOk && PosixIo::writeAll(fd, pData, uiCount) && fsync(fd) == 0;
     if (close(fd) != 0)
         bOk = false;
     if (bOk && std::rename(strTemp.c_str(), strTarget.c_str()) != 0)

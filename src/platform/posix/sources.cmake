@@ -1,5 +1,6 @@
 # POSIX implementations of the platform interfaces (chosen by the top-level build).
 list(APPEND ECS_SOURCES
+    src/platform/posix/FileIo.h
     src/platform/posix/NativePath.h
     src/platform/posix/NativePath.cpp
     src/platform/posix/PlatformImp.cpp
