@@ -73,22 +73,29 @@ private:
     std::deque<std::unique_ptr<tagPeerMessage>> m_queue;
 };
 
+// Producers that share the messages of one round between them.
+std::vector<std::thread> startPeerProducers(CPeerQueue& queue, unsigned int producers)
+{
+    std::vector<std::thread> threads;
+    for (unsigned int p = 0; p < producers; ++p) {
+        threads.emplace_back([&queue, producers] {
+            for (unsigned int i = 0; i < kMessages / producers; ++i) {
+                std::unique_ptr<tagPeerMessage> message = std::make_unique<tagPeerMessage>();
+                message->id = i;
+                queue.push(std::move(message));
+            }
+        });
+    }
+    return threads;
+}
+
 void BM_PeerQueue(benchmark::State& state)
 {
     const unsigned int producers = static_cast<unsigned int>(state.range(0));
     CPeerQueue queue;
     unsigned long long checksum = 0;
     for (auto _ : state) {
-        std::vector<std::thread> threads;
-        for (unsigned int p = 0; p < producers; ++p) {
-            threads.emplace_back([&queue, producers] {
-                for (unsigned int i = 0; i < kMessages / producers; ++i) {
-                    std::unique_ptr<tagPeerMessage> message = std::make_unique<tagPeerMessage>();
-                    message->id = i;
-                    queue.push(std::move(message));
-                }
-            });
-        }
+        std::vector<std::thread> threads = startPeerProducers(queue, producers);
         for (unsigned int n = 0; n < kMessages / producers * producers; ++n)
             checksum += queue.pop()->id;
         for (std::thread& thread : threads)
@@ -106,16 +113,7 @@ void BM_PeerQueuePolling(benchmark::State& state)
     CPeerQueue queue;
     unsigned long long checksum = 0;
     for (auto _ : state) {
-        std::vector<std::thread> threads;
-        for (unsigned int p = 0; p < producers; ++p) {
-            threads.emplace_back([&queue, producers] {
-                for (unsigned int i = 0; i < kMessages / producers; ++i) {
-                    std::unique_ptr<tagPeerMessage> message = std::make_unique<tagPeerMessage>();
-                    message->id = i;
-                    queue.push(std::move(message));
-                }
-            });
-        }
+        std::vector<std::thread> threads = startPeerProducers(queue, producers);
         for (unsigned int n = 0; n < kMessages / producers * producers;) {
             if (std::unique_ptr<tagPeerMessage> message = queue.tryPop()) {
                 checksum += message->id;
