@@ -6,9 +6,16 @@ set -euo pipefail
 # the memory manager announces its pool blocks; mimalloc and jemalloc are
 # peers in the memory benchmark. g++-multilib builds the 32-bit helper with
 # which the tests share named objects between 32- and 64-bit processes.
+# GLM is the math tests' reference; libX11 serves the clipboard and the host
+# window, with Xvfb, xclip and xdotool to test them; GStreamer plays audio
+# (plugins-good decodes and encodes MP3); tshark runs the protocol dissector.
 packages=(cmake ninja-build g++ clang pkg-config libgtest-dev libgmock-dev
           libbenchmark-dev libicu-dev valgrind libmimalloc-dev libjemalloc-dev
-          libpugixml-dev libtinyxml2-dev libclang-rt-14-dev)
+          libpugixml-dev libtinyxml2-dev libclang-rt-14-dev ccache
+          libglm-dev libx11-dev xvfb xclip xdotool
+          libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
+          gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools
+          tshark)
 [ "$(dpkg --print-architecture)" = amd64 ] && packages+=(g++-multilib)
 missing=()
 for p in "${packages[@]}"; do
@@ -19,5 +26,7 @@ if ((${#missing[@]})); then
     SUDO=""
     [ "$(id -u)" -ne 0 ] && SUDO=sudo
     $SUDO apt-get update -qq
+    # tshark asks whether non-root users may capture; answer before it asks.
+    echo "wireshark-common wireshark-common/install-setuid boolean false" | $SUDO debconf-set-selections
     DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${missing[@]}"
 fi
