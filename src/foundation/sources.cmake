@@ -8,6 +8,8 @@ list(APPEND ECS_HEADERS
 )
 list(APPEND ECS_SOURCES
     src/foundation/CObject.cpp
+    src/foundation/EngineLog.h
+    src/foundation/EngineLog.cpp
 )
 include(src/foundation/containers.cmake)
 include(src/foundation/memory.cmake)
