@@ -42,14 +42,19 @@ public:
 
     // Each write stores at the position, sets the size to the end of what it
     // wrote and advances the position past it; false when it was refused.
-    bool writeBYTE(unsigned char value) { return write(&value, 1); }
-    bool writeSHORT(short value) { return write(&value, 2); }
-    bool writeUSHORT(unsigned short value) { return write(&value, 2); }
-    bool writeINT(int value) { return write(&value, 4); }
-    bool writeUINT(unsigned int value) { return write(&value, 4); }
-    bool writeFLOAT(float value) { return write(&value, 4); }
-    // Deliberately four bytes: the low half of the double (see above).
-    bool writeDOUBLE(double value) { return write(&value, 4); }
+    bool writeBYTE(unsigned char value) { return writeValue(value); }
+    bool writeSHORT(short value) { return writeValue(value); }
+    bool writeUSHORT(unsigned short value) { return writeValue(value); }
+    bool writeINT(int value) { return writeValue(value); }
+    bool writeUINT(unsigned int value) { return writeValue(value); }
+    bool writeFLOAT(float value) { return writeValue(value); }
+    // Deliberately four bytes: the first half of the double (see above).
+    bool writeDOUBLE(double value)
+    {
+        unsigned int half;
+        std::memcpy(&half, &value, sizeof(half));
+        return writeValue(half);
+    }
     // A null `data` with a count above 0 is refused.
     bool writeBuffer(const unsigned char* data, unsigned int count);
 
@@ -106,14 +111,20 @@ private:
 
     // Inline: the channels write and read field by field, and a call into
     // the library per field would cost more than the copy.
-    bool write(const void* data, unsigned int count)
+    template <class T>
+    bool writeValue(T value)
     {
-        const unsigned int end = m_uiPosition + count;
-        if (end < m_uiPosition || end > m_uiCapacity)
-            return writeGrowing(data, count);
-        std::memcpy(m_pBuffer + m_uiPosition, data, count);
-        m_uiSize = end;
-        m_uiPosition = end;
+        // In 64 bits one comparison also covers a position near 4 GiB.
+        const unsigned long long end = static_cast<unsigned long long>(m_uiPosition) + sizeof(T);
+        if (end > m_uiCapacity) {
+            // The value's bytes travel in a register, not through memory.
+            unsigned long long bytes = 0;
+            std::memcpy(&bytes, &value, sizeof(T));
+            return writeGrowing(&bytes, sizeof(T));
+        }
+        std::memcpy(m_pBuffer + m_uiPosition, &value, sizeof(T));
+        m_uiSize = static_cast<unsigned int>(end);
+        m_uiPosition = static_cast<unsigned int>(end);
         return true;
     }
     bool writeGrowing(const void* data, unsigned int count);
@@ -122,7 +133,7 @@ private:
     T readValue()
     {
         T value = T(0);
-        if (m_uiPosition <= m_uiSize && m_uiSize - m_uiPosition >= sizeof(T)) {
+        if (static_cast<unsigned long long>(m_uiPosition) + sizeof(T) <= m_uiSize) {
             std::memcpy(&value, m_pBuffer + m_uiPosition, sizeof(T));
             m_uiPosition += static_cast<unsigned int>(sizeof(T));
         } else if (m_uiPosition < m_uiSize) {

@@ -60,7 +60,12 @@ bool CByteBuffer::writeBuffer(const unsigned char* data, unsigned int count)
         return requstSize(m_uiPosition); // stores nothing, but still sets the size
     if (data == nullptr)
         return false;
-    return write(data, count);
+    if (static_cast<unsigned long long>(m_uiPosition) + count > m_uiCapacity)
+        return writeGrowing(data, count);
+    memcopy(m_pBuffer + m_uiPosition, data, count);
+    m_uiPosition += count;
+    m_uiSize = m_uiPosition;
+    return true;
 }
 
 unsigned int CByteBuffer::readBuffer(unsigned char* out, unsigned int count)
