@@ -59,7 +59,8 @@ TEST(CByteBuffer, WriteTruncatesToItsEndAndGrowthKeepsData)
 {
     CByteBuffer b(10, 6);
     EXPECT_EQ(bytesOf(b), std::string(10, '\0'));
-    EXPECT_EQ(b.getCapacity(), 16u);
+    b.setSize(16);
+    EXPECT_EQ(b.getCapacity(), 16u) << "an exact fit does not grow";
     b.writeINT(0x01020304);
     EXPECT_EQ(b.getSize(), 4u);
     b.setPosition(2);
@@ -77,6 +78,8 @@ TEST(CByteBuffer, WriteTruncatesToItsEndAndGrowthKeepsData)
     EXPECT_EQ(b.getPosition(), 3u) << "ready for appending";
     b.moveToHead(3);
     EXPECT_EQ(b.getSize() + b.getPosition(), 0u);
+    b.setSize(0);
+    EXPECT_EQ(b.getCapacity(), 0u);
 }
 
 TEST(CByteBuffer, ShortReadsConsumeTheRestAndYieldZero)
@@ -99,6 +102,7 @@ TEST(CByteBuffer, ShortReadsConsumeTheRestAndYieldZero)
         EXPECT_EQ(b.getPosition(), 9u) << c.left;
     }
     b.setPosition(7);
+    EXPECT_EQ(b.readBuffer(nullptr, 4), 0u);
     unsigned char out[4] = {};
     EXPECT_EQ(b.readBuffer(out, 4), 2u);
     EXPECT_EQ(b.readBuffer(out + 2, 4), 0u);

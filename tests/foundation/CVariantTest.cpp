@@ -1,5 +1,9 @@
 #include <foundation/CVariant.h>
 
+#if defined(ECS_MEMORY_TESTING)
+#include "foundation/MemTesting.h"
+#endif
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -71,6 +75,12 @@ TEST(CVariant, TextIsTerminatedAndSelfCopiesAreSafe)
     EXPECT_TRUE(text.copyFrom(none, 5));
     EXPECT_EQ(text.getType(), 20u);
     EXPECT_EQ(text.getCount(), 0u);
+#if defined(ECS_MEMORY_TESTING)
+    MemTesting::failAllocationsAfter(0, 1);
+    EXPECT_FALSE(text.copyFrom(L"x", 1));
+    MemTesting::failAllocationsAfter(-1);
+    EXPECT_EQ(text.getType(), 0u) << "left empty";
+#endif
     text = 7;
     EXPECT_EQ(text.get<int>(), 7) << "a scalar replaces the array";
 }

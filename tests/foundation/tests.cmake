@@ -3,9 +3,10 @@ list(APPEND ECS_TESTS
     foundation/CByteBufferTest.cpp
     foundation/CVariantTest.cpp
 )
-# The byte buffer's failed-growth case needs the memory test hooks.
+# Their failed-allocation cases need the memory test hooks.
 if(ECS_MEMORY_TESTING)
-    set_property(SOURCE foundation/CByteBufferTest.cpp APPEND PROPERTY COMPILE_DEFINITIONS ECS_MEMORY_TESTING=1)
+    set_property(SOURCE foundation/CByteBufferTest.cpp foundation/CVariantTest.cpp
+        APPEND PROPERTY COMPILE_DEFINITIONS ECS_MEMORY_TESTING=1)
 endif()
 include(${CMAKE_CURRENT_LIST_DIR}/containers.cmake)
 include(${CMAKE_CURRENT_LIST_DIR}/memory.cmake)
