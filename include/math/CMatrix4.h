@@ -1,0 +1,163 @@
+#pragma once
+
+#include <foundation/CMemory.h>
+#include <foundation/Export.h>
+#include <math/CMath.h>
+#include <math/CVector3.h>
+#include <math/CVector4.h>
+
+namespace Trell {
+
+// A 4x4 float matrix stored column-major, as OpenGL takes it: element (row r,
+// column c) is getData()[c * 4 + r], so getData() goes to glUniformMatrix4fv
+// with transpose GL_FALSE. Vectors are columns and multiply on the right
+// (M * v); A * B applies B first.
+//
+// The builders follow OpenGL's conventions: right-handed eye space looking
+// down -z, clip depth -1..1, angles in radians, rotations counter-clockwise
+// about their axis. translate/rotate/scale multiply on the right (this =
+// this * T), so the new transform acts on points before the ones already
+// held, as glTranslatef and friends do.
+//
+// A plain value: no reference count, no allocation. Operations that cannot
+// produce a meaningful matrix (a singular inverse, a zero rotation axis, a
+// degenerate camera or projection) return false and leave their output as it
+// was. Comparison is exact.
+class ECS_API CMatrix4
+{
+    TRELL_DECLARE_ALLOCATOR(u"CMatrix4")
+
+public:
+    // The identity.
+    constexpr CMatrix4() noexcept : m_afData{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1} {}
+    constexpr CMatrix4(const CVector4& column0, const CVector4& column1, const CVector4& column2,
+                       const CVector4& column3) noexcept
+        : m_afData{column0.x, column0.y, column0.z, column0.w, column1.x, column1.y, column1.z, column1.w,
+                   column2.x, column2.y, column2.z, column2.w, column3.x, column3.y, column3.z, column3.w}
+    {
+    }
+    // Sixteen values in column-major order.
+    explicit CMatrix4(const float* columnMajor) noexcept
+    {
+        for (unsigned int i = 0; i < 16; ++i)
+            m_afData[i] = columnMajor[i];
+    }
+
+    const float* getData() const { return m_afData; }
+    float* getData() { return m_afData; }
+    // Rows and columns 0..3; other indices are the caller's fault.
+    constexpr float get(unsigned int row, unsigned int column) const { return m_afData[column * 4 + row]; }
+    constexpr void set(unsigned int row, unsigned int column, float value) { m_afData[column * 4 + row] = value; }
+    constexpr CVector4 getColumn(unsigned int c) const
+    {
+        return CVector4(m_afData[c * 4], m_afData[c * 4 + 1], m_afData[c * 4 + 2], m_afData[c * 4 + 3]);
+    }
+    constexpr void setColumn(unsigned int c, const CVector4& v)
+    {
+        m_afData[c * 4] = v.x;
+        m_afData[c * 4 + 1] = v.y;
+        m_afData[c * 4 + 2] = v.z;
+        m_afData[c * 4 + 3] = v.w;
+    }
+    constexpr CVector4 getRow(unsigned int r) const
+    {
+        return CVector4(m_afData[r], m_afData[4 + r], m_afData[8 + r], m_afData[12 + r]);
+    }
+    constexpr void setIdentity() { *this = CMatrix4(); }
+
+    // Inline: the column combinations below are what the compiler turns into
+    // vector instructions at the call site.
+    CMatrix4 operator*(const CMatrix4& b) const
+    {
+        CMatrix4 r(tagNoInit{});
+        for (unsigned int c = 0; c < 4; ++c) {
+            const float* bc = b.m_afData + c * 4;
+            for (unsigned int i = 0; i < 4; ++i)
+                r.m_afData[c * 4 + i] = m_afData[i] * bc[0] + m_afData[4 + i] * bc[1] + m_afData[8 + i] * bc[2] +
+                                        m_afData[12 + i] * bc[3];
+        }
+        return r;
+    }
+    CMatrix4& operator*=(const CMatrix4& b) { return *this = *this * b; }
+    CVector4 operator*(const CVector4& v) const
+    {
+        return CVector4(get(0, 0) * v.x + get(0, 1) * v.y + get(0, 2) * v.z + get(0, 3) * v.w,
+                        get(1, 0) * v.x + get(1, 1) * v.y + get(1, 2) * v.z + get(1, 3) * v.w,
+                        get(2, 0) * v.x + get(2, 1) * v.y + get(2, 2) * v.z + get(2, 3) * v.w,
+                        get(3, 0) * v.x + get(3, 1) * v.y + get(3, 2) * v.z + get(3, 3) * v.w);
+    }
+    // p as (x, y, z, 1) without the bottom row: the affine part of the
+    // matrix, no perspective division.
+    constexpr CVector3 transformPoint(const CVector3& p) const
+    {
+        return CVector3(get(0, 0) * p.x + get(0, 1) * p.y + get(0, 2) * p.z + get(0, 3),
+                        get(1, 0) * p.x + get(1, 1) * p.y + get(1, 2) * p.z + get(1, 3),
+                        get(2, 0) * p.x + get(2, 1) * p.y + get(2, 2) * p.z + get(2, 3));
+    }
+    // d as (x, y, z, 0): the translation does not apply.
+    constexpr CVector3 transformDirection(const CVector3& d) const
+    {
+        return CVector3(get(0, 0) * d.x + get(0, 1) * d.y + get(0, 2) * d.z,
+                        get(1, 0) * d.x + get(1, 1) * d.y + get(1, 2) * d.z,
+                        get(2, 0) * d.x + get(2, 1) * d.y + get(2, 2) * d.z);
+    }
+    // transformPoint over count points; out may be the same array as in.
+    void transformPoints(const CVector3* in, CVector3* out, unsigned int count) const;
+
+    constexpr bool operator==(const CMatrix4& b) const
+    {
+        for (unsigned int i = 0; i < 16; ++i) {
+            if (m_afData[i] != b.m_afData[i])
+                return false;
+        }
+        return true;
+    }
+    constexpr bool operator!=(const CMatrix4& b) const { return !(*this == b); }
+
+    constexpr CMatrix4 getTransposed() const
+    {
+        return CMatrix4(getRow(0), getRow(1), getRow(2), getRow(3));
+    }
+    float getDeterminant() const;
+    // The inverse into `inverse`. A matrix is singular, and false comes back
+    // with `inverse` untouched, when its determinant is not above
+    // SINGULAR_EPSILON times the permanent of its absolute values (the sum
+    // of the determinant's 24 products taken without signs): rounding alone
+    // can produce a determinant that small, whatever the matrix's scale or
+    // translation. Non-finite entries count as singular too.
+    bool getInverse(CMatrix4& inverse) const;
+    static constexpr float SINGULAR_EPSILON = 16.0f * CMath::HIGH_EPSILON;
+
+    // Builders: replace the whole matrix.
+    void setTranslation(const CVector3& offset);
+    void setScale(const CVector3& factors);
+    // False for a zero axis; the axis need not be of length 1.
+    bool setRotation(float radians, const CVector3& axis);
+    // A view matrix: eye at `eye` looking at `center`, `up` giving the
+    // vertical. False when eye and center coincide or up is parallel to the
+    // line of sight.
+    bool setLookAt(const CVector3& eye, const CVector3& center, const CVector3& up);
+    // Vertical field of view in radians, aspect = width / height. False for a
+    // zero aspect, equal near and far planes or a field of view whose half
+    // has no finite, non-zero tangent.
+    bool setPerspective(float fovY, float aspect, float zNear, float zFar);
+    // False when a pair of opposite planes coincides.
+    bool setOrthographic(float left, float right, float bottom, float top, float zNear, float zFar);
+
+    // this = this * T for a translation, scale or rotation T.
+    void translate(const CVector3& offset);
+    void scale(const CVector3& factors);
+    // False (and no change) for a zero axis.
+    bool rotate(float radians, const CVector3& axis);
+
+private:
+    struct tagNoInit
+    {
+        TRELL_DECLARE_ALLOCATOR(u"CMatrix4::tagNoInit")
+    };
+    explicit CMatrix4(tagNoInit) noexcept {}
+
+    float m_afData[16];
+};
+
+} // namespace Trell

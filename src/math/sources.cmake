@@ -1,0 +1,30 @@
+list(APPEND ECS_HEADERS
+    include/math/Math.h
+    include/math/CMath.h
+    include/math/CPoint.h
+    include/math/CSize.h
+    include/math/CVector2.h
+    include/math/CVector3.h
+    include/math/CVector4.h
+    include/math/CMatrix3.h
+    include/math/CMatrix4.h
+    include/math/CQuaternion.h
+    include/math/CPlane.h
+    include/math/CRay.h
+    include/math/CBox.h
+    include/math/CHitTest.h
+    include/math/CRectangle.h
+    include/math/CRectangleF.h
+    include/math/CColor.h
+)
+list(APPEND ECS_SOURCES
+    src/math/CMath.cpp
+    src/math/CMatrix3.cpp
+    src/math/CMatrix4.cpp
+    src/math/CQuaternion.cpp
+    src/math/CPlane.cpp
+    src/math/CHitTest.cpp
+    src/math/CRectangle.cpp
+    src/math/CRectangleF.cpp
+    src/math/CColor.cpp
+)
