@@ -2,61 +2,57 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 using namespace Trell;
 
 namespace {
 
-::testing::AssertionResult holds(const CColor& c, float r, float g, float b, float a)
+std::array<float, 8> components(const CColor& c)
 {
-    if (c.getRed() == r && c.getGreen() == g && c.getBlue() == b && c.getAlpha() == a && c.getR() == r &&
-        c.getG() == g && c.getB() == b && c.getA() == a)
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << c.getRed() << ", " << c.getGreen() << ", " << c.getBlue() << ", "
-                                         << c.getAlpha();
+    return {c.getRed(), c.getGreen(), c.getBlue(), c.getAlpha(), c.getR(), c.getG(), c.getB(), c.getA()};
+}
+
+std::array<float, 8> expect(float r, float g, float b, float a)
+{
+    return {r, g, b, a, r, g, b, a};
 }
 
 } // namespace
 
-TEST(CColor, ConstructorsClampAndScale)
+TEST(CColor, ConstructorsAndSettersClampAndScale)
 {
-    EXPECT_TRUE(holds(CColor(), 1.0f, 1.0f, 1.0f, 1.0f));
-    EXPECT_TRUE(holds(CColor(2.0f, -1.0f, 0.5f, 1.0f), 1.0f, 0.0f, 0.5f, 1.0f));
-    EXPECT_TRUE(holds(CColor(0x80FF0000u), 0.0f, 0.0f, 1.0f, 128 / 255.0f));
     const unsigned char full = 255, none = 0, half = 128, quarter = 64;
-    EXPECT_TRUE(holds(CColor(full, none, half, quarter), 1.0f, 0.0f, 128 / 255.0f, 64 / 255.0f));
-
+    EXPECT_EQ(components(CColor()), expect(1.0f, 1.0f, 1.0f, 1.0f));
+    EXPECT_EQ(components(CColor(2.0f, -1.0f, 0.5f, 1.0f)), expect(1.0f, 0.0f, 0.5f, 1.0f));
+    EXPECT_EQ(components(CColor(0x80FF0000u)), expect(0.0f, 0.0f, 1.0f, 128 / 255.0f));
+    EXPECT_EQ(components(CColor(full, none, half, quarter)), expect(1.0f, 0.0f, 128 / 255.0f, 64 / 255.0f));
     CColor c;
     c.setRed(-0.5f);
     c.setG(3.0f);
     c.setBlue(0.25f);
     c.setA(0.75f);
-    EXPECT_TRUE(holds(c, 0.0f, 1.0f, 0.25f, 0.75f));
+    EXPECT_EQ(components(c), expect(0.0f, 1.0f, 0.25f, 0.75f));
     c.setR(0.5f);
     c.setGreen(0.125f);
     c.setB(2.0f);
     c.setAlpha(-1.0f);
-    EXPECT_TRUE(holds(c, 0.5f, 0.125f, 1.0f, 0.0f));
+    EXPECT_EQ(components(c), expect(0.5f, 0.125f, 1.0f, 0.0f));
 }
 
-TEST(CColor, PackedForm)
+TEST(CColor, PackedFormAndOffset)
 {
     // Red in the low byte; every byte survives the trip through float.
     for (unsigned int packed : {0x00000000u, 0xFFFFFFFFu, 0x80FF0000u, 0x11223344u, 0x7F01FE80u, 0xC0A0E0F0u}) {
         CColor c(0.1f, 0.2f, 0.3f, 0.4f);
         c.setValue(packed);
-        EXPECT_EQ(c.getValue(), packed);
-        EXPECT_EQ(CColor(packed).getValue(), packed);
+        EXPECT_EQ(std::make_pair(c.getValue(), CColor(packed).getValue()), std::make_pair(packed, packed));
     }
-    EXPECT_EQ(CColor::getRedValue(0x11223344u), 0x44);
-    EXPECT_EQ(CColor::getGreenValue(0x11223344u), 0x33);
-    EXPECT_EQ(CColor::getBlueValue(0x11223344u), 0x22);
-    EXPECT_EQ(CColor::getAlphaValue(0x11223344u), 0x11);
-    // Packing truncates: 0.5 * 255 = 127.5 gives 127.
-    EXPECT_EQ(CColor(0.5f, 1.0f, 0.0f, 0.25f).getValue(), 0x3F00FF7Fu);
-}
+    EXPECT_EQ((std::array<int, 4>{CColor::getRedValue(0x11223344u), CColor::getGreenValue(0x11223344u),
+                                  CColor::getBlueValue(0x11223344u), CColor::getAlphaValue(0x11223344u)}),
+              (std::array<int, 4>{0x44, 0x33, 0x22, 0x11}));
+    EXPECT_EQ(CColor(0.5f, 1.0f, 0.0f, 0.25f).getValue(), 0x3F00FF7Fu); // 127.5 and 63.75 truncate
 
-TEST(CColor, OffsetShiftsTheBytesAndClamps)
-{
     CColor c(0xC0646464u);
     c.offset(10, -10, 0);
     EXPECT_EQ(c.getValue(), 0xC0645A6Eu);
@@ -64,41 +60,34 @@ TEST(CColor, OffsetShiftsTheBytesAndClamps)
     EXPECT_EQ(c.getValue(), 0xC0FF00FFu);
     CColor any(0.3f, 0.6f, 0.9f, 0.5f);
     any.offset(300, 0, 0);
-    EXPECT_EQ(any.getRed(), 1.0f);
-    EXPECT_EQ(any.getAlpha(), 0.5f);
+    EXPECT_EQ(std::make_pair(any.getRed(), any.getAlpha()), std::make_pair(1.0f, 0.5f));
 }
 
-TEST(CColor, EqualityWithinATenThousandth)
+TEST(CColor, EqualityNamedColoursAndCopies)
 {
     const CColor base(0.5f, 0.5f, 0.5f, 0.5f);
     for (int component = 0; component < 4; ++component) {
-        float near[4] = {0.5f, 0.5f, 0.5f, 0.5f}, far[4] = {0.5f, 0.5f, 0.5f, 0.5f};
+        std::array<float, 4> near{0.5f, 0.5f, 0.5f, 0.5f}, far = near;
         near[component] = 0.50009f;
         far[component] = 0.5001f;
-        EXPECT_TRUE(base == CColor(near[0], near[1], near[2], near[3])) << component;
-        EXPECT_FALSE(base != CColor(near[0], near[1], near[2], near[3])) << component;
-        EXPECT_FALSE(base == CColor(far[0], far[1], far[2], far[3])) << component;
-        EXPECT_TRUE(base != CColor(far[0], far[1], far[2], far[3])) << component;
+        const CColor n(near[0], near[1], near[2], near[3]), f(far[0], far[1], far[2], far[3]);
+        EXPECT_EQ((std::array<bool, 4>{base == n, base != n, base == f, base != f}),
+                  (std::array<bool, 4>{true, false, false, true})) << component;
     }
-}
 
-TEST(CColor, NamedColoursAndCopies)
-{
-    const struct
-    {
-        const CColor& colour;
-        unsigned int packed;
-    } rows[] = {{CColor::WHITE, 0xFFFFFFFFu}, {CColor::BLACK, 0xFF000000u}, {CColor::GREY, 0xFF808080u},
-                {CColor::RED, 0xFF0000FFu},   {CColor::GREEN, 0xFF00FF00u}, {CColor::BLUE, 0xFFFF0000u},
-                {CColor::YELLOW, 0xFF00FFFFu}, {CColor::PURPLE, 0xFF800080u}, {CColor::PINK, 0xFFCBC0FFu}};
-    for (const auto& row : rows)
-        EXPECT_EQ(row.colour.getValue(), row.packed);
+    const std::pair<const CColor&, unsigned int> named[] = {
+        {CColor::WHITE, 0xFFFFFFFFu}, {CColor::BLACK, 0xFF000000u}, {CColor::GREY, 0xFF808080u},
+        {CColor::RED, 0xFF0000FFu},   {CColor::GREEN, 0xFF00FF00u}, {CColor::BLUE, 0xFFFF0000u},
+        {CColor::YELLOW, 0xFF00FFFFu}, {CColor::PURPLE, 0xFF800080u}, {CColor::PINK, 0xFFCBC0FFu}};
+    for (const auto& [colour, packed] : named)
+        EXPECT_EQ(colour.getValue(), packed);
 
-    CColor c(CColor::RED);
-    CColor target;
+    // Copies start unreferenced; assignment keeps the target's count.
+    CColor source(CColor::RED), target;
+    source.addRef();
     target.addRef();
+    const CColor copy(source);
     target = CColor::BLUE;
-    EXPECT_EQ(c.getRef(), 0);
-    EXPECT_EQ(target.getRef(), 1);
-    EXPECT_TRUE(c == CColor::RED && target == CColor::BLUE);
+    EXPECT_EQ(std::make_tuple(copy.getRef(), target.getRef(), copy == CColor::RED, target == CColor::BLUE),
+              std::make_tuple(0, 1, true, true));
 }

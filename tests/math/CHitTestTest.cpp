@@ -1,0 +1,145 @@
+#include <math/CHitTest.h>
+
+#include "math/GlmReference.h"
+
+#define GLM_ENABLE_EXPERIMENTAL
+#include <glm/gtx/intersect.hpp>
+
+#include <vector>
+
+using namespace Trell;
+using namespace MathTest;
+
+namespace {
+
+// The slab test in double precision over GLM vectors: the reference for ray-box.
+bool referenceRayBox(const CRay& ray, const CBox& box, double& t)
+{
+    const glm::dvec3 o(toGlm(ray.getOrigin())), d(toGlm(ray.getDirection()));
+    const glm::dvec3 t1 = (glm::dvec3(toGlm(box.getMin())) - o) / d, t2 = (glm::dvec3(toGlm(box.getMax())) - o) / d;
+    const glm::dvec3 lo = glm::min(t1, t2), hi = glm::max(t1, t2);
+    t = std::max({lo.x, lo.y, lo.z, 0.0});
+    return t <= std::min({hi.x, hi.y, hi.z});
+}
+
+bool referenceInside(const glm::vec3& lo, const glm::vec3& p, const glm::vec3& hi)
+{
+    return glm::all(glm::lessThanEqual(lo, p)) && glm::all(glm::lessThanEqual(p, hi));
+}
+
+} // namespace
+
+TEST(CHitTest, RaysAgreeWithGlmOnRandomScenes)
+{
+    CRandom random;
+    int hits[3] = {};
+    for (int i = 0; i < 2000; ++i) {
+        const CRay ray(random.vector(), random.vector(1.0f));
+        const glm::vec3 o = toGlm(ray.getOrigin()), d = toGlm(ray.getDirection());
+        const CVector3 normal = random.vector(1.0f), point = random.vector(), a = random.vector(), b = random.vector(),
+                       c = random.vector();
+        float t = -1.0f, gt = -1.0f, plainT = -1.0f;
+        // Grazing rays are left out: the two tolerances differ there.
+        if (std::fabs(normal.getNormalized().dot(ray.getDirection().getNormalized())) > 0.01f) {
+            const bool hit = CHitTest::rayPlane(ray, CPlane(normal, point), t);
+            EXPECT_EQ(hit, glm::intersectRayPlane(o, d, toGlm(point), toGlm(normal), gt)) << i;
+            EXPECT_TRUE(!hit || near(t, gt)) << i;
+            hits[0] += hit;
+        }
+        // (u, v, t) in double precision tell the clear cases: hits near an
+        // edge, the origin or at grazing angles may fall either way.
+        const glm::dvec3 e1(toGlm(b - a)), e2(toGlm(c - a)), dd(d);
+        const glm::dvec3 uvt = glm::inverse(glm::dmat3(e1, e2, -dd)) * glm::dvec3(toGlm(ray.getOrigin() - a));
+        if (std::min({std::fabs(uvt.x), std::fabs(uvt.y), std::fabs(1.0 - uvt.x - uvt.y), std::fabs(uvt.z)}) > 1e-3 &&
+            std::fabs(glm::dot(glm::normalize(glm::cross(e1, e2)), glm::normalize(dd))) > 0.01) {
+            glm::vec2 gbary(0.0f);
+            CVector2 bary;
+            const bool hit = CHitTest::rayTriangle(ray, a, b, c, t, bary);
+            EXPECT_EQ(hit, glm::intersectRayTriangle(o, d, toGlm(a), toGlm(b), toGlm(c), gbary, gt) && gt >= 0.0f) << i;
+            EXPECT_TRUE(!hit || (near(t, gt) && near(&bary.x, &gbary.x, 2))) << i;
+            EXPECT_TRUE(CHitTest::rayTriangle(ray, a, b, c, plainT) == hit && plainT == (hit ? t : -1.0f)) << i;
+            hits[1] += hit;
+        }
+        const CBox box(random.vector(), random.vector());
+        double rt = 0.0;
+        const bool hit = CHitTest::rayBox(ray, box, t);
+        EXPECT_EQ(hit, referenceRayBox(ray, box, rt)) << i;
+        EXPECT_TRUE(!hit || std::fabs(t - rt) < 1e-4 * std::max(1.0, rt)) << i;
+        hits[2] += hit;
+    }
+    // The scenes exercise both outcomes.
+    EXPECT_TRUE(hits[0] > 200 && hits[1] > 20 && hits[2] > 200) << hits[0] << " " << hits[1] << " " << hits[2];
+}
+
+TEST(CHitTest, NearestBoxAndBoxTestsAgreeWithReferences)
+{
+    CRandom random;
+    std::vector<CBox> boxes;
+    for (int i = 0; i < 500; ++i) {
+        const CVector3 corner = random.vector(20.0f);
+        boxes.emplace_back(corner, corner + random.vector(1.0f));
+    }
+    for (int i = 0; i < 50; ++i) {
+        const CRay ray(random.vector(30.0f), random.vector(1.0f));
+        int expected = -1;
+        float best = -1.0f, t = -1.0f, hit;
+        for (unsigned int k = 0; k < boxes.size(); ++k) {
+            if (CHitTest::rayBox(ray, boxes[k], hit) && (expected < 0 || hit < best))
+                std::tie(expected, best) = std::make_pair(int(k), hit);
+        }
+        EXPECT_EQ(CHitTest::rayNearestBox(ray, boxes.data(), boxes.size(), t), expected);
+        EXPECT_EQ(t, best);
+
+        const CBox &a = boxes[i], &b = boxes[i + 1];
+        const glm::vec3 p = toGlm(random.vector(20.0f));
+        EXPECT_EQ(CHitTest::boxBox(a, b), glm::all(glm::lessThanEqual(toGlm(a.getMin()), toGlm(b.getMax()))) &&
+                                              glm::all(glm::lessThanEqual(toGlm(b.getMin()), toGlm(a.getMax()))));
+        EXPECT_EQ(CHitTest::pointInBox(CVector3(p.x, p.y, p.z), a), referenceInside(toGlm(a.getMin()), p, toGlm(a.getMax())));
+    }
+    float t = 7.0f;
+    EXPECT_TRUE(CHitTest::rayNearestBox(CRay(), boxes.data(), 0, t) == -1 && t == 7.0f);
+}
+
+TEST(CHitTest, DegenerateCases)
+{
+    const CBox unit(CVector3(1, 1, 1), CVector3(-1, -1, -1)); // corners in any order
+    EXPECT_TRUE(unit.getMin() == CVector3(-1, -1, -1) && unit.getSize() == CVector3(2, 2, 2));
+    const CPlane ground(CVector3(0, 1, 0), 0.0f);
+    const auto plane = [&](CVector3 o, CVector3 d, float& t) { return CHitTest::rayPlane(CRay(o, d), ground, t); };
+    const auto box = [&](CVector3 o, CVector3 d, float& t, const CBox& b) { return CHitTest::rayBox(CRay(o, d), b, t); };
+    float t = -1.0f;
+    // Parallel to the plane (also lying in it), within the tolerance of it, behind, zero direction, zero normal.
+    EXPECT_FALSE(plane({0, 1, 0}, {1, 0, 0}, t) || plane({0, 0, 0}, {0, 0, 1}, t) || plane({0, 1, 0}, {1000, -0.9f, 0}, t) ||
+                 plane({0, 1, 0}, {0, 1, 0}, t) || plane({0, 1, 0}, {}, t) ||
+                 CHitTest::rayPlane(CRay(), CPlane(CVector3(), 1.0f), t));
+    EXPECT_TRUE(plane({0, 1, 0}, {1000, -1.1f, 0}, t) && plane({0, 4, 0}, {0, -2, 0}, t) && t == 2.0f);
+
+    // From inside the box t is 0; a zero direction hits only from inside; a box behind misses.
+    EXPECT_TRUE(box({0.5f, 0, 0}, {1, 2, 3}, t, unit) && t == 0.0f);
+    EXPECT_TRUE(box({0, 0.5f, 0}, {}, t, unit) && t == 0.0f);
+    EXPECT_FALSE(box({0, 2, 0}, {}, t, unit) || box({3, 0, 0}, {1, 0, 0}, t, unit));
+    // Along a face (direction 0 on that axis, origin on the face), through an edge, onto a flat box.
+    EXPECT_TRUE(box({-5, 1, 0}, {2, 0, 0}, t, unit) && t == 2.0f && box({-3, -3, 0}, {1, 1, 0}, t, unit) && t == 2.0f);
+    EXPECT_FALSE(box({-5, 1.001f, 0}, {2, 0, 0}, t, unit));
+    EXPECT_TRUE(box({0.5f, 0.5f, 5}, {0, 0, -1}, t, CBox(CVector3(0, 0, 0), CVector3(1, 1, 0))) && t == 5.0f);
+    // Closed boxes: touching counts.
+    EXPECT_TRUE(CHitTest::boxBox(unit, CBox(CVector3(1, 1, 1), CVector3(2, 2, 2))) &&
+                !CHitTest::boxBox(unit, CBox(CVector3(1, 1, 1.001f), CVector3(2, 2, 2))));
+    EXPECT_TRUE(CHitTest::pointInBox(CVector3(1, -1, 0), unit) && !CHitTest::pointInBox(CVector3(1, -1.001f, 0), unit));
+
+    // Triangles: edges, vertices and both faces count; outside, behind, in-plane and collinear miss.
+    const CVector3 a(0, 0, 0), b(2, 0, 0), c(0, 2, 0);
+    const auto tri = [&](CVector3 o, CVector3 d, const CVector3& third) { return CHitTest::rayTriangle(CRay(o, d), a, b, third, t); };
+    CVector2 bary;
+    EXPECT_TRUE(CHitTest::rayTriangle(CRay(CVector3(1, 1, 3), CVector3(0, 0, -1)), a, b, c, t, bary) && t == 3.0f &&
+                bary == CVector2(0.5f, 0.5f) && tri({0, 0, -3}, {0, 0, 1}, c));
+    EXPECT_FALSE(tri({1.01f, 1, 3}, {0, 0, -1}, c) || tri({1, 1, 3}, {0, 0, 1}, c) || tri({-1, 0.5f, 0}, {1, 0, 0}, c) ||
+                 tri({1, 0, 3}, {0, 0, -1}, CVector3(4, 0, 0)));
+
+    CPlane p(CVector3(0, 0, 2), 4.0f);
+    EXPECT_FALSE(p.setFromPoints(a, b, CVector3(5, 0, 0)) || p.setFromPoints(a, a, a) || CPlane(CVector3(), 1.0f).normalize());
+    EXPECT_TRUE(p.getNormal() == CVector3(0, 0, 2) && p.getD() == 4.0f);
+    EXPECT_TRUE(p.normalize() && p.getNormal() == CVector3(0, 0, 1) && p.getD() == 2.0f);
+    ASSERT_TRUE(p.setFromPoints(CVector3(0, 0, 1), CVector3(2, 0, 1), CVector3(0, 2, 1)));
+    EXPECT_TRUE(p.getNormal() == CVector3(0, 0, 1) && p.getDistance(CVector3(5, 5, 4)) == 3.0f);
+}
