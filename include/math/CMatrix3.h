@@ -31,10 +31,14 @@ public:
     }
     // The same transform in homogeneous form: this in the upper left, 1 in
     // the corner, zeros elsewhere.
-    CMatrix4 getMatrix4() const;
+    constexpr CMatrix4 getMatrix4() const
+    {
+        return CMatrix4(CVector4(getColumn(0), 0.0f), CVector4(getColumn(1), 0.0f), CVector4(getColumn(2), 0.0f),
+                        CVector4(0.0f, 0.0f, 0.0f, 1.0f));
+    }
 
-    const float* getData() const { return m_afData; }
-    float* getData() { return m_afData; }
+    constexpr const float* getData() const { return m_afData; }
+    constexpr float* getData() { return m_afData; }
     // Rows and columns 0..2; other indices are the caller's fault.
     constexpr float get(unsigned int row, unsigned int column) const { return m_afData[column * 3 + row]; }
     constexpr void set(unsigned int row, unsigned int column, float value) { m_afData[column * 3 + row] = value; }

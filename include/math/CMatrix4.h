@@ -43,8 +43,8 @@ public:
             m_afData[i] = columnMajor[i];
     }
 
-    const float* getData() const { return m_afData; }
-    float* getData() { return m_afData; }
+    constexpr const float* getData() const { return m_afData; }
+    constexpr float* getData() { return m_afData; }
     // Rows and columns 0..3; other indices are the caller's fault.
     constexpr float get(unsigned int row, unsigned int column) const { return m_afData[column * 4 + row]; }
     constexpr void set(unsigned int row, unsigned int column, float value) { m_afData[column * 4 + row] = value; }

@@ -32,17 +32,15 @@ public:
         m_iY += dy;
     }
 
-    // Exact in 64 bits for any two points.
-    constexpr long long getDistanceSquared(const CPoint& other) const
+    // In double precision: exact for coordinate differences up to 2^26,
+    // never overflowing for any two points.
+    constexpr double getDistanceSquared(const CPoint& other) const
     {
-        const long long dx = static_cast<long long>(other.m_iX) - m_iX;
-        const long long dy = static_cast<long long>(other.m_iY) - m_iY;
+        const double dx = static_cast<double>(other.m_iX) - m_iX;
+        const double dy = static_cast<double>(other.m_iY) - m_iY;
         return dx * dx + dy * dy;
     }
-    float getDistance(const CPoint& other) const
-    {
-        return static_cast<float>(std::sqrt(static_cast<double>(getDistanceSquared(other))));
-    }
+    float getDistance(const CPoint& other) const { return static_cast<float>(std::sqrt(getDistanceSquared(other))); }
 
     constexpr bool operator==(const CPoint& other) const { return m_iX == other.m_iX && m_iY == other.m_iY; }
     constexpr bool operator!=(const CPoint& other) const { return !(*this == other); }

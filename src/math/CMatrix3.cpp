@@ -4,12 +4,6 @@
 
 namespace Trell {
 
-CMatrix4 CMatrix3::getMatrix4() const
-{
-    return CMatrix4(CVector4(getColumn(0), 0.0f), CVector4(getColumn(1), 0.0f), CVector4(getColumn(2), 0.0f),
-                    CVector4(0.0f, 0.0f, 0.0f, 1.0f));
-}
-
 CMatrix3 CMatrix3::operator*(const CMatrix3& b) const
 {
     return CMatrix3(*this * b.getColumn(0), *this * b.getColumn(1), *this * b.getColumn(2));
