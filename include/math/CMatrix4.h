@@ -65,11 +65,11 @@ public:
     }
     constexpr void setIdentity() { *this = CMatrix4(); }
 
-    // Inline: the column combinations below are what the compiler turns into
-    // vector instructions at the call site.
-    CMatrix4 operator*(const CMatrix4& b) const
+    // Inline: the loop below is what the compiler turns into vector
+    // instructions at the call site.
+    constexpr CMatrix4 operator*(const CMatrix4& b) const
     {
-        CMatrix4 r(tagNoInit{});
+        CMatrix4 r;
         for (unsigned int c = 0; c < 4; ++c) {
             const float* bc = b.m_afData + c * 4;
             for (unsigned int i = 0; i < 4; ++i)
@@ -78,30 +78,24 @@ public:
         }
         return r;
     }
-    CMatrix4& operator*=(const CMatrix4& b) { return *this = *this * b; }
-    CVector4 operator*(const CVector4& v) const
+    constexpr CMatrix4& operator*=(const CMatrix4& b) { return *this = *this * b; }
+    constexpr CVector4 operator*(const CVector4& v) const
     {
-        return CVector4(get(0, 0) * v.x + get(0, 1) * v.y + get(0, 2) * v.z + get(0, 3) * v.w,
-                        get(1, 0) * v.x + get(1, 1) * v.y + get(1, 2) * v.z + get(1, 3) * v.w,
-                        get(2, 0) * v.x + get(2, 1) * v.y + get(2, 2) * v.z + get(2, 3) * v.w,
-                        get(3, 0) * v.x + get(3, 1) * v.y + get(3, 2) * v.z + get(3, 3) * v.w);
+        return getColumn(0) * v.x + getColumn(1) * v.y + getColumn(2) * v.z + getColumn(3) * v.w;
     }
     // p as (x, y, z, 1) without the bottom row: the affine part of the
     // matrix, no perspective division.
     constexpr CVector3 transformPoint(const CVector3& p) const
     {
-        return CVector3(get(0, 0) * p.x + get(0, 1) * p.y + get(0, 2) * p.z + get(0, 3),
-                        get(1, 0) * p.x + get(1, 1) * p.y + get(1, 2) * p.z + get(1, 3),
-                        get(2, 0) * p.x + get(2, 1) * p.y + get(2, 2) * p.z + get(2, 3));
+        return (getColumn(0) * p.x + getColumn(1) * p.y + getColumn(2) * p.z + getColumn(3)).getXYZ();
     }
     // d as (x, y, z, 0): the translation does not apply.
     constexpr CVector3 transformDirection(const CVector3& d) const
     {
-        return CVector3(get(0, 0) * d.x + get(0, 1) * d.y + get(0, 2) * d.z,
-                        get(1, 0) * d.x + get(1, 1) * d.y + get(1, 2) * d.z,
-                        get(2, 0) * d.x + get(2, 1) * d.y + get(2, 2) * d.z);
+        return (getColumn(0) * d.x + getColumn(1) * d.y + getColumn(2) * d.z).getXYZ();
     }
-    // transformPoint over count points; out may be the same array as in.
+    // transformPoint over count points, with the same results; out may be
+    // the same array as in, but not a shifted part of it.
     void transformPoints(const CVector3* in, CVector3* out, unsigned int count) const;
 
     constexpr bool operator==(const CMatrix4& b) const
@@ -151,12 +145,6 @@ public:
     bool rotate(float radians, const CVector3& axis);
 
 private:
-    struct tagNoInit
-    {
-        TRELL_DECLARE_ALLOCATOR(u"CMatrix4::tagNoInit")
-    };
-    explicit CMatrix4(tagNoInit) noexcept {}
-
     float m_afData[16];
 };
 

@@ -31,6 +31,8 @@ public:
     constexpr CVector4 operator+(const CVector4& v) const { return CVector4(x + v.x, y + v.y, z + v.z, w + v.w); }
     constexpr CVector4 operator-(const CVector4& v) const { return CVector4(x - v.x, y - v.y, z - v.z, w - v.w); }
     constexpr CVector4 operator-() const { return CVector4(-x, -y, -z, -w); }
+    // Component by component.
+    constexpr CVector4 operator*(const CVector4& v) const { return CVector4(x * v.x, y * v.y, z * v.z, w * v.w); }
     constexpr CVector4 operator*(float s) const { return CVector4(x * s, y * s, z * s, w * s); }
     constexpr CVector4 operator/(float s) const { return CVector4(x / s, y / s, z / s, w / s); }
     constexpr bool operator==(const CVector4& v) const { return x == v.x && y == v.y && z == v.z && w == v.w; }
