@@ -112,8 +112,9 @@ TEST(CHitTest, DegenerateCases)
     float t = -1.0f;
     // Parallel to the plane (also lying in it), within the tolerance of it, behind, zero direction, zero normal.
     EXPECT_FALSE(plane({0, 1, 0}, {1, 0, 0}, t) || plane({0, 0, 0}, {0, 0, 1}, t) || plane({0, 1, 0}, {1000, -0.9f, 0}, t) ||
-                 plane({0, 1, 0}, {0, 1, 0}, t) || plane({0, 1, 0}, {}, t) ||
-                 CHitTest::rayPlane(CRay(), CPlane(CVector3(), 1.0f), t));
+                 plane({0, 1, 0}, {0, 1, 0}, t) || plane({0, 1, 0}, {}, t) || plane({0, -1, 0}, {}, t) ||
+                 CHitTest::rayPlane(CRay(), CPlane(CVector3(), 1.0f), t) ||
+                 CHitTest::rayPlane(CRay(), CPlane(CVector3(), -1.0f), t));
     EXPECT_TRUE(plane({0, 1, 0}, {1000, -1.1f, 0}, t) && plane({0, 4, 0}, {0, -2, 0}, t) && t == 2.0f);
 
     // From inside the box t is 0; a zero direction hits only from inside; a box behind misses.
@@ -124,10 +125,18 @@ TEST(CHitTest, DegenerateCases)
     EXPECT_TRUE(box({-5, 1, 0}, {2, 0, 0}, t, unit) && t == 2.0f && box({-3, -3, 0}, {1, 1, 0}, t, unit) && t == 2.0f);
     EXPECT_FALSE(box({-5, 1.001f, 0}, {2, 0, 0}, t, unit));
     EXPECT_TRUE(box({0.5f, 0.5f, 5}, {0, 0, -1}, t, CBox(CVector3(0, 0, 0), CVector3(1, 1, 0))) && t == 5.0f);
-    // Closed boxes: touching counts.
-    EXPECT_TRUE(CHitTest::boxBox(unit, CBox(CVector3(1, 1, 1), CVector3(2, 2, 2))) &&
-                !CHitTest::boxBox(unit, CBox(CVector3(1, 1, 1.001f), CVector3(2, 2, 2))));
-    EXPECT_TRUE(CHitTest::pointInBox(CVector3(1, -1, 0), unit) && !CHitTest::pointInBox(CVector3(1, -1.001f, 0), unit));
+    // Closed boxes: touching counts, at a corner, in either order.
+    const CBox corner(CVector3(1, 1, 1), CVector3(2, 2, 2)), apart(CVector3(1, 1, 1.001f), CVector3(2, 2, 2));
+    EXPECT_TRUE(CHitTest::boxBox(unit, corner) && CHitTest::boxBox(corner, unit));
+    EXPECT_FALSE(CHitTest::boxBox(unit, apart) || CHitTest::boxBox(apart, unit));
+    EXPECT_TRUE(CHitTest::pointInBox(unit.getMin(), unit) && CHitTest::pointInBox(unit.getMax(), unit) &&
+                !CHitTest::pointInBox(CVector3(1, -1.001f, 0), unit));
+    // The nearest box for a ray along an axis, and for one that only touches
+    // a corner (t = 1), in the bulk loop and in its last step.
+    const CBox row[] = {CBox(CVector3(6, -1, -1), CVector3(7, 1, 1)), unit, corner, unit};
+    EXPECT_TRUE(CHitTest::rayNearestBox(CRay(CVector3(-5, 0, 0), CVector3(1, 0, 0)), row, 3, t) == 1 && t == 4.0f);
+    EXPECT_TRUE(CHitTest::rayNearestBox(CRay(CVector3(0, 0, 2), CVector3(1, 1, -1)), row + 1, 3, t) == 0 && t == 1.0f);
+    EXPECT_TRUE(CHitTest::rayNearestBox(CRay(CVector3(0, 0, 2), CVector3(1, 1, -1)), row, 2, t) == 1 && t == 1.0f);
 
     // Triangles: edges, vertices and both faces count; outside, behind, in-plane and collinear miss.
     const CVector3 a(0, 0, 0), b(2, 0, 0), c(0, 2, 0);
@@ -136,7 +145,7 @@ TEST(CHitTest, DegenerateCases)
     EXPECT_TRUE(CHitTest::rayTriangle(CRay(CVector3(1, 1, 3), CVector3(0, 0, -1)), a, b, c, t, bary) && t == 3.0f &&
                 bary == CVector2(0.5f, 0.5f) && tri({0, 0, -3}, {0, 0, 1}, c));
     EXPECT_FALSE(tri({1.01f, 1, 3}, {0, 0, -1}, c) || tri({1, 1, 3}, {0, 0, 1}, c) || tri({-1, 0.5f, 0}, {1, 0, 0}, c) ||
-                 tri({1, 0, 3}, {0, 0, -1}, CVector3(4, 0, 0)));
+                 tri({1, 0, 3}, {0, 0, -1}, CVector3(4, 0, 0)) || tri({1, 1, 3}, {}, c) || tri({1, 1, -3}, {}, c));
 
     CPlane p(CVector3(0, 0, 2), 4.0f);
     EXPECT_FALSE(p.setFromPoints(a, b, CVector3(5, 0, 0)) || p.setFromPoints(a, a, a) || CPlane(CVector3(), 1.0f).normalize());

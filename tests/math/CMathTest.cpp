@@ -63,6 +63,9 @@ TEST(CMath, SignsSwapsAndPowers)
     CMath::swapAtMinMax(f1, f2);
     EXPECT_EQ(std::make_tuple(i1, i2, u1, u2, f1, f2), std::make_tuple(-2, 5, 3u, 9u, 1.0f, 2.0f));
     CMath::swapAtMinMax(i1, i2); // already ordered: stays
+    float zero = 0.0f, negativeZero = -0.0f; // equal: stays, sign bits included
+    CMath::swapAtMinMax(zero, negativeZero);
+    EXPECT_TRUE(!std::signbit(zero) && std::signbit(negativeZero));
     CMath::swap(f1, f2);
     CMath::swap(i1, i2);
     EXPECT_EQ(std::make_tuple(i1, i2, f1, f2), std::make_tuple(5, -2, 2.0f, 1.0f));

@@ -135,6 +135,7 @@ TEST(CRectangleF, ContinuousEdgesAndStrictOverlap)
     EXPECT_FALSE(r.rectInRect(CRectangleF(5.0f, 5.0f, 5.5f, 5.0f)) || r.rectInRect(CRectangleF(-1.0f, 0.0f, 1.0f, 1.0f)));
     const float nan = std::numeric_limits<float>::quiet_NaN();
     EXPECT_TRUE(CRectangleF(0.0f, 0.0f, 0.0f, 1.0f).isEmpty() && CRectangleF(0.0f, 0.0f, 1.0f, -1.0f).isEmpty() &&
+                CRectangleF(0.0f, 0.0f, 1.0f, 0.0f).isEmpty() && CRectangleF(0.0f, 0.0f, -1.0f, 1.0f).isEmpty() &&
                 CRectangleF(0.0f, 0.0f, nan, 1.0f).isEmpty() && !r.isEmpty());
 
     CRectangleF u = r, empty(1.0f, 1.0f, 0.0f, 3.0f);
