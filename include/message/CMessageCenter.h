@@ -145,10 +145,21 @@ protected:
     bool pushTimerMessage(CBaseMessage* pMessage);
     bool pushRenderMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, bool bCoalesce);
 
+    // The plain appends by list, for subclasses that queue a message of a
+    // known kind: input (phase input), data (phase data) and the command
+    // list (phase user). They take the lock themselves and answer whether
+    // the list kept the message; pushMessage takes the same path with the
+    // node made before the lock.
+    bool pushInputMessage(CBaseMessage* pMessage);
+    bool pushDataMessage(CBaseMessage* pMessage);
+    bool pushUserMessage(CBaseMessage* pMessage);
+
     // Whether the trailing run of render messages of `list` holds one with this ID.
     bool hasRenderMessageAtLast(CObjectList<CBaseMessage>& list, unsigned int uiID);
 
 private:
+    bool appendNode(CObjectList<CBaseMessage>& list, CObjectList<CBaseMessage>::tagNode* pNode, unsigned int uiNewPhase);
+    bool appendMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, unsigned int uiNewPhase);
     CObjectList<CBaseMessage>& getPhaseList();
     void deleteMatching(bool bByType, CBaseMessage::EMessageType eType, bool bByID, unsigned int uiID);
     void notifyMessageAvailable();

@@ -236,12 +236,7 @@ void CMessageCenter::pushMessage(CBaseMessage* pMessage)
     CObjectList<CBaseMessage>::tagNode* pNode = nullptr;
     if (pAppendList) {
         pNode = CObjectList<CBaseMessage>::makeNode(pMessage);
-        if (pNode) {
-            CAutoSync autoSync(m_syncObject);
-            bKept = pAppendList->addNode(pNode);
-            if (uiNewPhase)
-                m_uiPhase = uiNewPhase;
-        }
+        bKept = appendNode(*pAppendList, pNode, uiNewPhase);
     } else {
         CAutoSync autoSync(m_syncObject);
         if (pMessage->getType() == CBaseMessage::MESSAGE_TYPE_RENDER) {
@@ -258,6 +253,34 @@ void CMessageCenter::pushMessage(CBaseMessage* pMessage)
     }
     notifyMessageAvailable();
 }
+
+bool CMessageCenter::appendNode(CObjectList<CBaseMessage>& list, CObjectList<CBaseMessage>::tagNode* pNode,
+                                unsigned int uiNewPhase)
+{
+    if (!pNode)
+        return false;
+    CAutoSync autoSync(m_syncObject);
+    if (!list.addNode(pNode))
+        return false;
+    if (uiNewPhase)
+        m_uiPhase = uiNewPhase;
+    return true;
+}
+
+bool CMessageCenter::appendMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, unsigned int uiNewPhase)
+{
+    if (!pMessage)
+        return false;
+    CObjectList<CBaseMessage>::tagNode* pNode = CObjectList<CBaseMessage>::makeNode(pMessage);
+    if (appendNode(list, pNode, uiNewPhase))
+        return true;
+    CObjectList<CBaseMessage>::freeNode(pNode);
+    return false;
+}
+
+bool CMessageCenter::pushInputMessage(CBaseMessage* pMessage) { return appendMessage(m_listInput, pMessage, PHASE_INPUT); }
+bool CMessageCenter::pushDataMessage(CBaseMessage* pMessage) { return appendMessage(m_listData, pMessage, PHASE_DATA); }
+bool CMessageCenter::pushUserMessage(CBaseMessage* pMessage) { return appendMessage(m_listCommand, pMessage, PHASE_USER); }
 
 void CMessageCenter::notifyMessageAvailable()
 {

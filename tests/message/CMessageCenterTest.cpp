@@ -275,3 +275,44 @@ TEST_F(MessageCenter, TouchRouteAndMessagesAddressedToAListener)
     EXPECT_EQ(tagLifeCount::live(), 2);
     EXPECT_FALSE(CMsgRender(1).isAddressedTo(&a));
 }
+
+// The protected appenders queue as pushMessage does: the same lists and the
+// same phase changes, so the renders that follow land (and coalesce) where
+// pushMessage's would and the weighted pops come out in the same order.
+TEST(MessageCenterAppenders, QueueAndSwitchPhaseAsPushMessageDoes)
+{
+    class CAppendingCenter : public CMessageCenter
+    {
+    public:
+        using CMessageCenter::pushDataMessage;
+        using CMessageCenter::pushInputMessage;
+        using CMessageCenter::pushUserMessage;
+    };
+    CAppendingCenter viaAppenders, viaPush;
+    EXPECT_FALSE(viaAppenders.pushInputMessage(nullptr));
+    auto run = [](CAppendingCenter& center, bool bAppenders) {
+        auto put = [&](bool (CAppendingCenter::*append)(CBaseMessage*), unsigned int uiType, unsigned int uiID) {
+            CBaseMessage* pMessage = new CCountedMessage(uiType, uiID);
+            if (bAppenders)
+                EXPECT_TRUE((center.*append)(pMessage));
+            else
+                center.pushMessage(pMessage);
+        };
+        for (unsigned int i = 0; i < 3; ++i) {
+            put(&CAppendingCenter::pushDataMessage, DATA, i);
+            center.pushMessage(new CMsgRender(9));
+            put(&CAppendingCenter::pushInputMessage, TOUCH, i);
+            center.pushMessage(new CMsgRender(9));
+            center.pushMessage(new CMsgRender(9));
+            put(&CAppendingCenter::pushUserMessage, USER, i);
+            center.pushMessage(new CMsgRender(8));
+        }
+        std::vector<std::string> order;
+        while (CObjectPtr<CBaseMessage> message = center.popMessage())
+            order.push_back(std::to_string(message->getType()) + ":" + std::to_string(message->getID()));
+        return order;
+    };
+    const Order expected = run(viaPush, false);
+    EXPECT_EQ(run(viaAppenders, true), expected);
+    EXPECT_EQ(expected.size(), 14u);
+}
