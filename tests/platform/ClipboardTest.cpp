@@ -181,7 +181,10 @@ TEST_F(XClipboard, RoundTripsWithAnotherClientInBothDirections)
 
 TEST_F(XClipboard, TheConnectionIsNotInherited)
 {
-    m_pSystem->writeToClipboard(CString(u"held"));
+    disconnect(*m_pSystem);
+    const std::set<int> setBefore = inheritableDescriptors();
+    m_pSystem->writeToClipboard(CString(u"held")); // connects: a socket and a wake-up pipe
+    EXPECT_EQ(inheritableDescriptors(), setBefore);
     const auto [setHeld, setExpected] = childDescriptors([this](const CString& strCommand) {
         CString strOutput;
         m_pSystem->executeSystemCommand(strCommand, true, strOutput);
