@@ -44,24 +44,19 @@ bool CLibraryLoader::load()
     if (hasLoad())
         return true;
     if (m_strPath.length() == 0) {
-        if (CLog::isWarningEnabled())
-            CLogEngine::warning2(CStringConverter::format(u"No library to load %ls.", printable(m_strName)));
+        CLogEngine::warning2(CStringConverter::format(u"No library to load %ls.", printable(m_strName)));
         return false;
     }
-    if (CLog::isInfoEnabled())
-        CLogEngine::info(
-            CStringConverter::format(u"Begin to load %ls: %ls.", printable(m_strName), printable(m_strPath)));
+    CLogEngine::info(CStringConverter::format(u"Begin to load %ls: %ls.", printable(m_strName), printable(m_strPath)));
     if (ILibraryLoader* pLoader = PlatformImp::createLibraryLoader()) {
         m_pModule = pLoader->loadLibrary(m_strPath);
         delete pLoader;
     }
     if (!hasLoad()) {
-        if (CLog::isErrorEnabled())
-            CLogEngine::error2(CStringConverter::format(u"Can't load %ls.", printable(m_strName)));
+        CLogEngine::error2(CStringConverter::format(u"Can't load %ls.", printable(m_strName)));
         return false;
     }
-    if (CLog::isInfoEnabled())
-        CLogEngine::info(CStringConverter::format(u"Successfully load %ls.", printable(m_strName)));
+    CLogEngine::info(CStringConverter::format(u"Successfully load %ls.", printable(m_strName)));
     return true;
 }
 
@@ -75,8 +70,7 @@ void CLibraryLoader::unLoad()
         delete pLoader;
     }
     m_pModule = nullptr;
-    if (CLog::isInfoEnabled())
-        CLogEngine::info(CStringConverter::format(u"Free %ls.", printable(m_strName)));
+    CLogEngine::info(CStringConverter::format(u"Free %ls.", printable(m_strName)));
     // Deliberate: a loader must be given its path again before the next
     // load; hosts rely on an unloaded loader not reloading the old module.
     m_strPath.empty();
@@ -94,7 +88,7 @@ void* CLibraryLoader::getEntryInstance()
         m_pEntryInstance = pLoader->getEntryInstance(m_pModule);
         delete pLoader;
     }
-    if (!m_pEntryInstance && CLog::isErrorEnabled())
+    if (!m_pEntryInstance)
         CLogEngine::error2(CStringConverter::format(u"Can't get entry point of %ls.", printable(m_strName)));
     return m_pEntryInstance;
 }

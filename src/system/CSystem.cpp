@@ -49,14 +49,11 @@ bool CSystem::parseBinInfo(int argc, char** argv, const char16_t* pszAppName)
     CStringConverter::convertFromMBCS(argv[1], strArgument);
     const char16_t* pszApp = pszAppName ? pszAppName : u"";
     if (strArgument.compareIC(u"-v") == 0 || strArgument.compareIC(u"version") == 0) {
-        if (CLog::isInfoEnabled())
-            CLogEngine::info(CStringConverter::format(u"%ls %ls %ls", pszApp, VERSION_TEXT, BUILD_DATE_TEXT));
+        CLogEngine::info(CStringConverter::format(u"%ls %ls %ls", pszApp, VERSION_TEXT, BUILD_DATE_TEXT));
         return true;
     }
     if (strArgument.compareIC(u"-h") != 0 && strArgument.compareIC(u"help") != 0)
         return false;
-    if (!CLog::isInfoEnabled())
-        return true;
     info(u"Usage: %ls [options]", pszApp);
     CLogEngine::info(u"Options:");
     if (CString(pszApp) != u"TrellStudio")

@@ -22,14 +22,12 @@ using namespace Trell;
 
 namespace {
 
-const std::u16string CHILD = wide(std::string(ECS_TEST_CHILD));
+const std::u16string CHILD = ascii(ECS_TEST_CHILD);
 
 // Every child records its pid and arguments in the test's folder.
 class SystemProcess : public ::testing::Test
 {
 protected:
-    void SetUp() override { ASSERT_TRUE(m_temp.isValid() && m_pSystem); }
-
     // The arguments the last child recorded (pid first), then forgets them.
     std::vector<std::string> takeRecord()
     {
@@ -38,18 +36,18 @@ protected:
         return aryLines;
     }
     bool recorded() const { return std::filesystem::exists(m_strRecord); }
-    // A script in the test's own bin folder.
+    // Writes an executable script into the test's bin folder and returns that folder.
     std::string script(const std::string& strName, const std::string& strBody)
     {
         m_temp.writeFile("bin/" + strName, "#!/bin/sh\n" + strBody + "\n");
         chmod(m_temp.native("bin/" + strName).c_str(), 0755);
         return m_temp.native("bin");
     }
-    CString capture(const std::u16string& strCommand, bool bWait)
+    std::u16string capture(const std::u16string& strCommand, bool bWait)
     {
         CString strOutput(u"stale");
         m_pSystem->executeSystemCommand(text(strCommand), bWait, strOutput);
-        return strOutput;
+        return wide(strOutput);
     }
 
     CReaper m_reaper{"process test"};
@@ -75,18 +73,21 @@ TEST_F(SystemProcess, CommandLinesReachTheProgramAsItsArgumentsWould)
         {strBackslashed, u"x", {"x"}},
         {u"", CHILD + u" one \"two three\" a\\\"b", {"one", "two three", "a\"b"}},
         {u"", u"\"" + CHILD + u"\" a\\\\\\\\\"b c\" d\\e", {"a\\\\b c", "d\\e"}},
-        {u"", CHILD + u" \"a\"\"b\" \"\" \"open", {"a\"b", "", "open"}},
-        {u"", u" \t" + CHILD + u"\t\tx  ", {"x"}},
-        {u"", u"\"" + CHILD + u"\"y z", {"y", "z"}},
-        {u"", CHILD + u" h\u00e9 \U0001F600", {"h\xC3\xA9", "\xF0\x9F\x98\x80"}},
+        {u"", u" \t" + CHILD + u"\t\"a\"\"b\" \"\" \"open", {"a\"b", "", "open"}},
+        {u"", u"\"" + CHILD + u"\"y h\u00E9\U0001F600", {"y", "h\xC3\xA9\xF0\x9F\x98\x80"}},
     };
     for (const auto& c : aCases) {
-        SCOPED_TRACE(std::string(c.parameters.begin(), c.parameters.end()));
         m_pSystem->startProcess(text(c.path), text(c.parameters), false, true);
         std::vector<std::string> aryRecord = takeRecord();
         ASSERT_FALSE(aryRecord.empty());
         EXPECT_EQ(std::vector<std::string>(aryRecord.begin() + 1, aryRecord.end()), c.args);
     }
+    // What cannot start is ignored.
+    m_pSystem->startProcess(CString(u"/no/such/program"), CString(u"x"), true, true);
+    m_pSystem->startProcess(CString(), CString(u" "), false, true);
+    m_pSystem->executeSystemCommand(CString(u""), true);
+    EXPECT_FALSE(recorded());
+    EXPECT_EQ(capture(u"", true), u"");
 }
 
 TEST_F(SystemProcess, WaitsForTheChildOnlyWhenAsked)
@@ -99,25 +100,25 @@ TEST_F(SystemProcess, WaitsForTheChildOnlyWhenAsked)
     };
     int iGate = 0;
     for (const auto& start : aStarters) {
-        std::string strGate = m_temp.native("gate" + std::to_string(++iGate));
-        start(CHILD + u" hold " + wide(strGate), false);
-        EXPECT_FALSE(recorded());
-        m_temp.writeFile("gate" + std::to_string(iGate), "");
-        EXPECT_TRUE(waitUntil([this] { return recorded(); }));
-        takeRecord();
-
-        strGate = m_temp.native("gate" + std::to_string(++iGate));
-        std::atomic<bool> bReturned{false};
-        std::thread waiter([&] {
-            start(CHILD + u" hold " + wide(strGate), true);
-            bReturned = true;
-        });
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        EXPECT_FALSE(bReturned);
-        m_temp.writeFile("gate" + std::to_string(iGate), "");
-        waiter.join();
-        EXPECT_TRUE(recorded());
-        takeRecord();
+        for (bool bWait : {false, true}) {
+            const std::string strGate = "gate" + std::to_string(++iGate);
+            std::atomic<bool> bReturned{false};
+            std::thread starter([&] {
+                start(CHILD + u" hold " + ascii(m_temp.native(strGate)), bWait);
+                bReturned = true;
+            });
+            if (bWait)
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            else
+                starter.join(); // returns while the child holds
+            EXPECT_NE(bReturned, bWait);
+            EXPECT_FALSE(recorded());
+            m_temp.writeFile(strGate, "");
+            if (bWait)
+                starter.join();
+            EXPECT_TRUE(bWait ? recorded() : waitUntil([this] { return recorded(); }));
+            takeRecord();
+        }
     }
 }
 
@@ -133,19 +134,9 @@ TEST_F(SystemProcess, ChildrenLeftRunningAreReapedByLaterCalls)
     }));
 }
 
-TEST_F(SystemProcess, WhatCannotStartIsIgnored)
+TEST_F(SystemProcess, CapturedOutputIsOneBoundedRead)
 {
-    m_pSystem->startProcess(CString(u"/no/such/program"), CString(u"x"), true, true);
-    m_pSystem->startProcess(CString(u""), CString(u"no_such_program_anywhere x"), false, true);
-    m_pSystem->startProcess(CString(), CString(u" "), false, true);
-    m_pSystem->executeSystemCommand(CString(u""), true);
-    EXPECT_FALSE(recorded());
-    EXPECT_EQ(wide(capture(u"", true)), u"");
-}
-
-TEST_F(SystemProcess, CapturedOutput)
-{
-    const std::u16string strAccents(600, u'\u00E9'); // 1200 bytes: byte 1023 cuts a character
+    const std::u16string strHold = CHILD + u" hold " + ascii(m_temp.native("gate"));
     const struct
     {
         std::u16string command;
@@ -159,54 +150,36 @@ TEST_F(SystemProcess, CapturedOutput)
         {CHILD + u" stdin", true, u"eof"},
         {CHILD + u" print 'h\u00E9 \U0001F600'", true, u"h\u00E9 \U0001F600"},
         {CHILD + u" spew 3000000", true, std::u16string(1023, u'x')},
-        {CHILD + u" print " + strAccents, true, std::u16string(511, u'\u00E9')},
+        // 1200 bytes: byte 1023 cuts a character, which is left out.
+        {CHILD + u" print " + std::u16string(600, u'\u00E9'), true, std::u16string(511, u'\u00E9')},
+        {strHold, true, u""}, // silent and never ending: both waits end
+        {strHold, false, u""},
     };
-    for (const auto& c : aCases) {
-        SCOPED_TRACE(std::string(c.command.begin(), c.command.end()));
-        EXPECT_EQ(wide(capture(c.command, c.wait)), c.output);
-    }
-    EXPECT_NE(wide(capture(u"no_such_command_xyz", true)).find(u"not found"), std::u16string::npos);
-}
+    for (const auto& c : aCases)
+        EXPECT_EQ(capture(c.command, c.wait), c.output) << std::string(c.command.begin(), c.command.end());
+    EXPECT_NE(capture(u"no_such_command_xyz", true).find(u"not found"), std::u16string::npos);
 
-TEST_F(SystemProcess, ASilentChildThatNeverEndsCostsBoundedWaits)
-{
-    for (bool bWait : {true, false})
-        EXPECT_EQ(wide(capture(CHILD + u" hold " + wide(m_temp.native("gate")), bWait)), u"");
-    m_temp.writeFile("gate", "");
-    EXPECT_TRUE(waitUntil([this] { return recorded(); }));
-}
-
-TEST_F(SystemProcess, BatchFilesGoToCmdAfterTheFirstCharacterOnly)
-{
+    // A batch file goes to "cmd" unless ".bat" starts the command.
     CEnvironment path("PATH", (script("cmd", "printf '[%s]' \"$@\"") + ":/usr/bin:/bin").c_str());
-    EXPECT_EQ(wide(capture(u"run.bat x", true)), u"[run.bat x]");
-    EXPECT_EQ(wide(capture(u"/bin/echo a.bat", true)), u"[/bin/echo a.bat]");
-    const std::u16string strDirect = wide(capture(u".bat; echo direct", true));
-    EXPECT_EQ(strDirect.find(u'['), std::u16string::npos);
-    EXPECT_NE(strDirect.find(u"direct\n"), std::u16string::npos);
+    EXPECT_EQ(capture(u"run.bat x", true), u"[run.bat x]");
+    EXPECT_EQ(capture(u"/bin/echo a.bat", true), u"[/bin/echo a.bat]");
+    EXPECT_EQ(capture(u".bat; echo direct", true).find(u'['), std::u16string::npos);
 }
 
 TEST_F(SystemProcess, UrlsOpenThroughXdgOpenOrALoggedWarning)
 {
     CLogRecorder log;
-    const std::u16string strURL = u"http://example.org/a b?\u00E9";
-    {
-        CEnvironment path("PATH", m_temp.native("nothing").c_str());
-        m_pSystem->openURL(text(strURL));
-    }
-    {
-        CEnvironment path("PATH", script("xdg-open", "#").c_str());
-        chmod(m_temp.native("bin/xdg-open").c_str(), 0644); // not executable: not found either
-        m_pSystem->openURL(text(strURL));
-        script("xdg-open", "exec '" + std::string(ECS_TEST_CHILD) + "' url \"$@\"");
-        m_pSystem->openURL(text(strURL));
-        ASSERT_TRUE(waitUntil([this] { return recorded(); }));
-        EXPECT_EQ(takeRecord().at(2), "http://example.org/a b?\xC3\xA9");
-        m_temp.writeFile("bin/xdg-open", "#!/no/such/shell\n");
-        m_pSystem->openURL(text(strURL));
-    }
-    const std::u16string strNotFound = u"Warning|Can't open URL " + strURL + u": xdg-open was not found on PATH.";
+    const CString strURL(u"http://example.org/a b?\u00E9");
+    CEnvironment path("PATH", script("xdg-open", "#").c_str());
+    chmod(m_temp.native("bin/xdg-open").c_str(), 0644); // not executable: not found
+    m_pSystem->openURL(strURL);
+    script("xdg-open", "exec '" + std::string(ECS_TEST_CHILD) + "' url \"$@\"");
+    m_pSystem->openURL(strURL);
+    ASSERT_TRUE(waitUntil([this] { return recorded(); }));
+    EXPECT_EQ(takeRecord().at(2), "http://example.org/a b?\xC3\xA9");
+    m_temp.writeFile("bin/xdg-open", "#!/no/such/shell\n");
+    m_pSystem->openURL(strURL);
     EXPECT_EQ(log.take(), (std::vector<std::u16string>{
-                              strNotFound, strNotFound,
-                              u"Warning|Can't open URL " + strURL + u": xdg-open cannot be started."}));
+                              u"Warning|Can't open URL " + wide(strURL) + u": xdg-open was not found on PATH.",
+                              u"Warning|Can't open URL " + wide(strURL) + u": xdg-open cannot be started."}));
 }

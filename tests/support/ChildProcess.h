@@ -1,12 +1,14 @@
 #pragma once
 
-// Shared by the tests that start processes: the child helper's record, the
-// descriptors a child may hold, a log sink that keeps its entries, and a
-// scoped change of an environment variable.
+// Shared by the tests that start processes: text helpers, a scoped
+// environment variable, a log sink that keeps its entries, and the
+// descriptors a child holds.
 
 #include <system/CLog.h>
 #include <system/ILogOuter.h>
 #include <text/CString.h>
+
+#include <gtest/gtest.h>
 
 #include <fstream>
 #include <functional>
@@ -31,13 +33,11 @@ inline Trell::CString text(const std::u16string& strText)
     return Trell::CString(strText.c_str(), static_cast<unsigned int>(strText.size()));
 }
 
-// ASCII only.
-inline std::u16string wide(const std::string& strText)
+inline std::u16string ascii(const std::string& strText)
 {
     return std::u16string(strText.begin(), strText.end());
 }
 
-// The lines of a file; none when it does not exist.
 inline std::vector<std::string> readLines(const std::string& strPath)
 {
     std::vector<std::string> aryLines;
@@ -64,7 +64,7 @@ private:
     std::optional<std::string> m_strOld;
 };
 
-// Keeps "Level|message" of every entry while it lives.
+// Keeps "Level|message" of every engine entry while it lives.
 class CLogRecorder : public Trell::ILogOuter
 {
 public:
@@ -103,18 +103,19 @@ inline std::set<int> inheritableDescriptors()
     return setFds;
 }
 
-// The descriptors a child that ran "<child> fds" through runCaptured held,
-// and those it should have held: its three standard ones and whatever this
-// process leaves inheritable.
-inline std::pair<std::set<int>, std::set<int>>
-childDescriptors(const std::function<Trell::CString(const Trell::CString&)>& runCaptured)
+// Whether a child run through runCaptured holds its three standard
+// descriptors and those this process leaves inheritable, and nothing else.
+inline ::testing::AssertionResult childHoldsOnlyWhatItShould(const std::function<Trell::CString(const Trell::CString&)>& runCaptured)
 {
     std::set<int> setExpected = inheritableDescriptors();
     setExpected.insert({0, 1, 2});
-    const std::u16string strOut = wide(runCaptured(text(u"exec " + wide(std::string(ECS_TEST_CHILD)) + u" fds")));
+    const std::u16string strOut = wide(runCaptured(text(u"exec " + ascii(ECS_TEST_CHILD) + u" fds")));
     std::istringstream in(std::string(strOut.begin(), strOut.end()));
     std::set<int> setHeld;
     for (int fd; in >> fd;)
         setHeld.insert(fd);
-    return {setHeld, setExpected};
+    if (setHeld == setExpected)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "the child holds " << ::testing::PrintToString(setHeld) << ", not "
+                                         << ::testing::PrintToString(setExpected);
 }

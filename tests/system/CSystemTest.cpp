@@ -8,7 +8,6 @@
 
 #include "TempFolder.h"
 #include "support/ChildProcess.h"
-#include "support/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
@@ -18,63 +17,48 @@ using namespace Trell;
 
 TEST(CSystem, ParseBinInfoAnswersVersionAndHelpOnly)
 {
-    const std::vector<std::u16string> helpTail = {
-        u"Info|  -v\tDisplay version information.", u"Info|  version\tDisplay version information.",
-        u"Info|  -h\tDisplay help information.", u"Info|  help\tDisplay help information."};
-    const auto help = [&](const std::u16string& strApp, const std::u16string& strRun) {
-        std::vector<std::u16string> lines = {u"Info|Usage: " + strApp + u" [options]", u"Info|Options:", strRun};
-        lines.insert(lines.end(), helpTail.begin(), helpTail.end());
-        return lines;
+    const auto help = [](const std::u16string& strApp, const std::u16string& strRun) {
+        return std::vector<std::u16string>{u"Info|Usage: " + strApp + u" [options]",
+                                           u"Info|Options:",
+                                           u"Info|  " + strRun,
+                                           u"Info|  -v\tDisplay version information.",
+                                           u"Info|  version\tDisplay version information.",
+                                           u"Info|  -h\tDisplay help information.",
+                                           u"Info|  help\tDisplay help information."};
     };
     const std::vector<std::u16string> version = {u"Info|App Enterprise Version 2.8.2 Build Date 2021.04.30"};
-    const std::vector<std::u16string> engineHelp =
-        help(u"TrellEngine", u"Info|  [Path]\tRun TrellEngine with the full path of project root folder.");
+    const std::vector<std::u16string> none;
+    const auto engineHelp = help(u"TrellEngine", u"[Path]\tRun TrellEngine with the full path of project root folder.");
     const struct
     {
         std::vector<const char*> args;
         const char16_t* app;
-        bool result;
-        std::vector<std::u16string> log;
+        std::vector<std::u16string> log; // true exactly when not empty
     } aCases[] = {
-        {{"bin"}, u"App", false, {}},
-        {{"bin", "-v", "x"}, u"App", false, {}},
-        {{"bin", "-v"}, u"App", true, version},
-        {{"bin", "-V"}, u"App", true, version},
-        {{"bin", "VeRsIoN"}, u"App", true, version},
-        {{"bin", "-v"}, nullptr, true, {u"Info| Enterprise Version 2.8.2 Build Date 2021.04.30"}},
-        {{"bin", "-h"}, u"TrellEngine", true, engineHelp},
-        {{"bin", "HELP"}, u"TrellEngine", true, engineHelp},
-        {{"bin", "help"}, u"TrellStudio", true, help(u"TrellStudio", u"Info|  void\tRun TrellStudio")},
-        {{"bin", "help"}, u"trellstudio", true,
-         help(u"trellstudio", u"Info|  [Path]\tRun trellstudio with the full path of project root folder.")},
-        {{"bin", "-vv"}, u"App", false, {}},
-        {{"bin", ""}, u"App", false, {}},
-        {{"bin", "\xFF\xFE"}, u"App", false, {}},
+        {{"bin"}, u"App", none},
+        {{"bin", "-v", "x"}, u"App", none},
+        {{"bin", "-v"}, u"App", version},
+        {{"bin", "-V"}, u"App", version},
+        {{"bin", "VeRsIoN"}, u"App", version},
+        {{"bin", "-v"}, nullptr, {u"Info| Enterprise Version 2.8.2 Build Date 2021.04.30"}},
+        {{"bin", "-h"}, u"TrellEngine", engineHelp},
+        {{"bin", "HELP"}, u"TrellEngine", engineHelp},
+        {{"bin", "help"}, u"TrellStudio", help(u"TrellStudio", u"void\tRun TrellStudio")},
+        {{"bin", "help"}, u"trellstudio",
+         help(u"trellstudio", u"[Path]\tRun trellstudio with the full path of project root folder.")},
+        {{"bin", "-vv"}, u"App", none},
+        {{"bin", ""}, u"App", none},
+        {{"bin", "\xFF\xFE"}, u"App", none},
     };
     for (const auto& c : aCases) {
-        SCOPED_TRACE(c.args.size() > 1 ? c.args[1] : "(none)");
         CLogRecorder log;
         std::vector<char*> argv;
         for (const char* pszArg : c.args)
             argv.push_back(const_cast<char*>(pszArg));
-        EXPECT_EQ(CSystem::parseBinInfo(static_cast<int>(argv.size()), argv.data(), c.app), c.result);
-        EXPECT_EQ(log.take(), c.log);
+        EXPECT_EQ(CSystem::parseBinInfo(static_cast<int>(argv.size()), argv.data(), c.app), !c.log.empty());
+        EXPECT_EQ(log.take(), c.log) << argv.back();
     }
     EXPECT_FALSE(CSystem::parseBinInfo(2, nullptr, u"App"));
-}
-
-TEST(CSystem, ParseBinInfoPrintsNothingWithInfoSwitchedOff)
-{
-    CTempFolder temp;
-    temp.writeFile("config.xml", "<c><log_level info=\"false\"/></c>");
-    ASSERT_TRUE(CConfigParser::getInstance()->load(temp.path("config.xml")));
-    CLogRecorder log;
-    char achBin[] = "bin";
-    char achHelp[] = "help";
-    char* argv[] = {achBin, achHelp};
-    EXPECT_TRUE(CSystem::parseBinInfo(2, argv, u"App"));
-    EXPECT_EQ(log.take(), std::vector<std::u16string>());
-    CConfigParser::deleteInstance();
 }
 
 TEST(CSystem, EveryOperationReachesThePlatform)
@@ -83,19 +67,15 @@ TEST(CSystem, EveryOperationReachesThePlatform)
     CLogRecorder log;
     CEnvironment noDisplay("DISPLAY", nullptr);
     CEnvironment record("ECS_CHILD_RECORD", temp.native("record").c_str());
-    const std::u16string strChild = wide(std::string(ECS_TEST_CHILD));
-
     CString strOutput;
-    CSystem::executeSystemCommand(text(strChild + u" print captured"), true, strOutput);
+    CSystem::executeSystemCommand(text(ascii(ECS_TEST_CHILD) + u" print captured"), true, strOutput);
     EXPECT_EQ(wide(strOutput), u"captured");
-    CSystem::executeSystemCommand(text(strChild + u" shell"), true);
+    CSystem::executeSystemCommand(text(ascii(ECS_TEST_CHILD) + u" shell"), true);
     EXPECT_EQ(readLines(temp.native("record")).at(1), "shell");
-    CSystem::startProcess(text(strChild), CString(u"process"), false, true);
+    CSystem::startProcess(text(ascii(ECS_TEST_CHILD)), CString(u"process"), false, true);
     EXPECT_EQ(readLines(temp.native("record")).at(1), "process");
-
     CSystem::writeToClipboard(CString(u"clip"));
     EXPECT_EQ(wide(CSystem::readFromClipboard()), u"clip");
-
     CEnvironment path("PATH", temp.native().c_str());
     CSystem::openURL(CString(u"u"));
     EXPECT_EQ(log.take(), (std::vector<std::u16string>{u"Warning|Can't open URL u: xdg-open was not found on PATH."}));
@@ -113,18 +93,17 @@ TEST(CSystem, ChildrenInheritNoneOfTheLibrarysDescriptors)
     CFile file;
     ASSERT_TRUE(file.open(temp.path("data.bin"), false));
     CWaitObject event(CString(u"ecs_cloexec_test_event"));
-    std::unique_ptr<CLibraryLoader> pLoader(new CLibraryLoader());
-    pLoader->setPath(CString(wide(std::string(ECS_TEST_MODULE)).c_str()));
+    CLibraryLoader* pLoader = new CLibraryLoader();
+    pLoader->setPath(text(ascii(ECS_TEST_MODULE)));
     ASSERT_TRUE(pLoader->load());
     ASSERT_TRUE(std::filesystem::exists(temp.native("engine.log")));
     EXPECT_EQ(inheritableDescriptors(), setBefore);
-
-    const auto [setHeld, setExpected] = childDescriptors([](const CString& strCommand) {
+    EXPECT_TRUE(childHoldsOnlyWhatItShould([](const CString& strCommand) {
         CString strOutput;
         CSystem::executeSystemCommand(strCommand, true, strOutput);
         return strOutput;
-    });
-    EXPECT_EQ(setHeld, setExpected);
+    }));
+    delete pLoader;
     CLog::unInitialize();
     CConfigParser::deleteInstance();
 }
