@@ -5,7 +5,7 @@
 namespace Trell {
 
 // Processes on posix_spawn, URLs through xdg-open, the clipboard through
-// Clipboard.h.
+// Clipboard.h. Any thread may call these.
 //
 // Children inherit the caller's environment and every descriptor not marked
 // close-on-exec (the library marks all of its own), with signals unblocked
@@ -19,9 +19,9 @@ class CImpSystem : public ISystem
 public:
     // The captured-output limits: the wait, the bytes read, and how long the
     // one read waits for a child that has written nothing yet.
-    static const int OUTPUT_WAIT_MS = 1000;
-    static const unsigned int OUTPUT_BYTES = 1023;
-    static const int OUTPUT_READ_MS = 1000;
+    static constexpr int OUTPUT_WAIT_MS = 1000;
+    static constexpr unsigned int OUTPUT_BYTES = 1023;
+    static constexpr int OUTPUT_READ_MS = 1000;
 
     CImpSystem() {}
     ~CImpSystem() override {}

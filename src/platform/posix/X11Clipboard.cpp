@@ -108,6 +108,7 @@ struct CX11Clipboard::tagState
     ERequest eRequest = REQUEST_NONE;
     bool bDone = false;
     bool bResult = false;
+    bool bOpened = false;
     bool bStopped = false;
     std::string strText;
 
@@ -115,7 +116,11 @@ struct CX11Clipboard::tagState
     bool bOwner = false;
     std::string strOwned;
 
-    void run();
+    // The thread: opens the display, serves requests and events until
+    // stopped or broken, closes the display.
+    void run(const std::string& strDisplay);
+    bool open(const std::string& strDisplay);
+    void loop();
     bool perform(ERequest eWhat, std::string& strText);
     bool take(const std::string& strText);
     bool fetch(std::string& strText);
@@ -131,44 +136,58 @@ struct CX11Clipboard::tagState
 CX11Clipboard* CX11Clipboard::connect(const std::string& strDisplay)
 {
     installHandlers();
-    Display* pDisplay = XOpenDisplay(strDisplay.c_str());
-    if (!pDisplay)
+    tagState* pState = new tagState();
+    CX11Clipboard* pClipboard = pState ? new CX11Clipboard(pState) : nullptr;
+    if (!pClipboard) {
+        delete pState;
         return nullptr;
+    }
+    if (pipe2(pState->aiWake, O_CLOEXEC | O_NONBLOCK) != 0) {
+        delete pClipboard;
+        return nullptr;
+    }
+    // Xlib meets the display on one thread only, from its opening to its
+    // closing.
+    try {
+        pState->thread = std::thread([pState, strDisplay] { pState->run(strDisplay); });
+    } catch (...) {
+        delete pClipboard;
+        return nullptr;
+    }
+    bool bOpened;
+    {
+        std::unique_lock<std::mutex> lock(pState->mutex);
+        pState->changed.wait(lock, [pState] { return pState->bOpened || pState->bStopped; });
+        bOpened = !pState->bStopped;
+    }
+    if (!bOpened) {
+        delete pClipboard;
+        return nullptr;
+    }
+    return pClipboard;
+}
+
+bool CX11Clipboard::tagState::open(const std::string& strDisplay)
+{
+    pDisplay = XOpenDisplay(strDisplay.c_str());
+    if (!pDisplay)
+        return false;
     g_pOwnDisplay.store(pDisplay);
     // Xlib opens its socket close-on-exec already; said again so that no
     // library of another make can leak it into a child.
     fcntl(ConnectionNumber(pDisplay), F_SETFD, FD_CLOEXEC);
-
-    tagState* pState = new tagState();
-    CX11Clipboard* pClipboard = pState ? new CX11Clipboard(pState) : nullptr;
-    if (!pClipboard || pipe2(pState->aiWake, O_CLOEXEC | O_NONBLOCK) != 0) {
-        delete pClipboard;
-        if (!pClipboard)
-            delete pState;
-        XCloseDisplay(pDisplay);
-        g_pOwnDisplay.store(nullptr);
-        return nullptr;
-    }
-    pState->pDisplay = pDisplay;
     XSetIOErrorExitHandler(
-        pDisplay, [](Display*, void* pData) { static_cast<tagState*>(pData)->bBroken.store(true); }, pState);
-    pState->window = XCreateSimpleWindow(pDisplay, DefaultRootWindow(pDisplay), 0, 0, 1, 1, 0, 0, 0);
-    XSelectInput(pDisplay, pState->window, PropertyChangeMask);
-    pState->atomClipboard = XInternAtom(pDisplay, "CLIPBOARD", False);
-    pState->atomUtf8 = XInternAtom(pDisplay, "UTF8_STRING", False);
-    pState->atomText = XInternAtom(pDisplay, "TEXT", False);
-    pState->atomTargets = XInternAtom(pDisplay, "TARGETS", False);
-    pState->atomIncr = XInternAtom(pDisplay, "INCR", False);
-    pState->atomProperty = XInternAtom(pDisplay, "TRELL_CLIPBOARD", False);
+        pDisplay, [](Display*, void* pData) { static_cast<tagState*>(pData)->bBroken.store(true); }, this);
+    window = XCreateSimpleWindow(pDisplay, DefaultRootWindow(pDisplay), 0, 0, 1, 1, 0, 0, 0);
+    XSelectInput(pDisplay, window, PropertyChangeMask);
+    atomClipboard = XInternAtom(pDisplay, "CLIPBOARD", False);
+    atomUtf8 = XInternAtom(pDisplay, "UTF8_STRING", False);
+    atomText = XInternAtom(pDisplay, "TEXT", False);
+    atomTargets = XInternAtom(pDisplay, "TARGETS", False);
+    atomIncr = XInternAtom(pDisplay, "INCR", False);
+    atomProperty = XInternAtom(pDisplay, "TRELL_CLIPBOARD", False);
     XSync(pDisplay, False);
-    if (pState->bBroken.load()) {
-        // Closed on the thread that met the error: Xlib keeps the display
-        // locked for that thread.
-        delete pClipboard;
-        return nullptr;
-    }
-    pState->thread = std::thread([pState] { pState->run(); });
-    return pClipboard;
+    return !bBroken.load();
 }
 
 CX11Clipboard::CX11Clipboard(tagState* pState) : m_pState(pState) {}
@@ -179,9 +198,6 @@ CX11Clipboard::~CX11Clipboard()
         std::string strUnused;
         m_pState->perform(REQUEST_STOP, strUnused);
         m_pState->thread.join();
-    } else if (m_pState->pDisplay) {
-        XCloseDisplay(m_pState->pDisplay);
-        g_pOwnDisplay.store(nullptr);
     }
     for (int fd : m_pState->aiWake) {
         if (fd >= 0)
@@ -232,7 +248,29 @@ bool CX11Clipboard::tagState::perform(ERequest eWhat, std::string& strIo)
     return bOk;
 }
 
-void CX11Clipboard::tagState::run()
+void CX11Clipboard::tagState::run(const std::string& strDisplay)
+{
+    const bool bOpened = open(strDisplay);
+    if (bOpened) {
+        std::lock_guard<std::mutex> guard(mutex);
+        this->bOpened = true;
+        changed.notify_all();
+    }
+    if (bOpened)
+        loop();
+    // Closing gives up the selection and destroys the window with it. After
+    // a connection error Xlib keeps the display locked for the thread that
+    // met it, which is this one, so no other thread could close it.
+    if (pDisplay)
+        XCloseDisplay(pDisplay);
+    pDisplay = nullptr;
+    g_pOwnDisplay.store(nullptr);
+    std::lock_guard<std::mutex> guard(mutex);
+    bStopped = true;
+    changed.notify_all();
+}
+
+void CX11Clipboard::tagState::loop()
 {
     const int fdDisplay = ConnectionNumber(pDisplay);
     for (;;) {
@@ -248,6 +286,8 @@ void CX11Clipboard::tagState::run()
         if (poll(aFds, 2, -1) < 0) {
             if (errno == EINTR)
                 continue;
+            // Cannot wait any more: as good as a lost connection to callers.
+            bBroken.store(true);
             break;
         }
         if (!(aFds[1].revents & POLLIN))
@@ -277,15 +317,6 @@ void CX11Clipboard::tagState::run()
         bDone = true;
         changed.notify_all();
     }
-    // Closing gives up the selection and destroys the window with it. It
-    // happens here because after a connection error Xlib keeps the display
-    // locked for the thread that met it, which is this one.
-    XCloseDisplay(pDisplay);
-    pDisplay = nullptr;
-    g_pOwnDisplay.store(nullptr);
-    std::lock_guard<std::mutex> guard(mutex);
-    bStopped = true;
-    changed.notify_all();
 }
 
 bool CX11Clipboard::tagState::take(const std::string& strNew)

@@ -28,9 +28,9 @@ class CX11Clipboard
 
 public:
     // A reply or a transfer step that takes longer than this fails the read.
-    static const int STEP_TIMEOUT_MS = 1000;
+    static constexpr int STEP_TIMEOUT_MS = 1000;
     // An incremental transfer may take this long in all.
-    static const int TRANSFER_LIMIT_MS = 10000;
+    static constexpr int TRANSFER_LIMIT_MS = 10000;
 
     // Connects to the display and starts the serving thread; null when the
     // display cannot be opened (or when the library was built without X11).
