@@ -69,13 +69,16 @@ void waitForExit(pid_t pid)
 bool waitForExit(pid_t pid, int iLimitMs)
 {
     const Clock::time_point end = Clock::now() + std::chrono::milliseconds(iLimitMs);
+    // Short commands end within a millisecond or two: look often at first.
+    std::chrono::microseconds pause(50);
     for (;;) {
         const pid_t result = waitpid(pid, nullptr, WNOHANG);
         if (result == pid || (result < 0 && errno != EINTR))
             return true;
         if (Clock::now() >= end)
             return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, std::chrono::microseconds(4000));
     }
 }
 
