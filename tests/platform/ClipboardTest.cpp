@@ -44,7 +44,9 @@ public:
         if (pipe(aiPipe) != 0)
             return;
         const std::string strFd = std::to_string(aiPipe[1]);
-        const char* apszArgs[] = {"Xvfb", "-displayfd", strFd.c_str(), "-nolisten", "tcp", nullptr};
+        // -terminate: the server ends with its last client, so a test
+        // program that dies half-way leaves no server behind.
+        const char* apszArgs[] = {"Xvfb", "-displayfd", strFd.c_str(), "-nolisten", "tcp", "-terminate", nullptr};
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addclose(&actions, aiPipe[0]);
@@ -65,8 +67,10 @@ public:
     ~CXServer() { stop(); }
     void stop()
     {
-        if (m_pid > 0 && kill(m_pid, SIGTERM) == 0)
+        if (m_pid > 0) {
+            kill(m_pid, SIGTERM);
             waitpid(m_pid, nullptr, 0);
+        }
         m_pid = -1;
     }
     const std::string& display() const { return m_strDisplay; }
@@ -81,8 +85,8 @@ private:
 std::string xclip(const std::string& strArgs, const std::string& strInput = "")
 {
     std::string strOutput;
-    std::FILE* pPipe = popen(("xclip -selection clipboard " + strArgs + " 2>/dev/null").c_str(),
-                             strInput.empty() ? "r" : "w");
+    std::FILE* pPipe =
+        popen(("xclip -selection clipboard " + strArgs + " 2>/dev/null").c_str(), strInput.empty() ? "r" : "w");
     char achBuffer[65536];
     if (pPipe && !strInput.empty())
         std::fwrite(strInput.data(), 1, strInput.size(), pPipe);
@@ -177,9 +181,9 @@ TEST(Clipboard, AnXServerThatGoesAwayEndsTheConnectionNotTheProcess)
     pSystem->writeToClipboard(CString(u"local"));
     EXPECT_EQ(wide(pSystem->readFromClipboard()), u"local");
     const std::u16string strDisplay = ascii(server.display());
-    EXPECT_EQ(log.take(), (std::vector<std::u16string>{
-                              u"Warning|The connection to X display " + strDisplay + u" was lost.",
-                              u"Warning|X display " + strDisplay +
-                                  u" cannot be opened; the clipboard stays inside this process."}));
+    EXPECT_EQ(log.take(),
+              (std::vector<std::u16string>{u"Warning|The connection to X display " + strDisplay + u" was lost.",
+                                           u"Warning|X display " + strDisplay +
+                                               u" cannot be opened; the clipboard stays inside this process."}));
     disconnect(*pSystem);
 }

@@ -9,6 +9,7 @@ list(APPEND ECS_TESTS
     platform/CImpPathTest.cpp
     platform/CImpSystemTest.cpp
     platform/ClipboardTest.cpp
+    platform/Utf8TextTest.cpp
 )
 
 # Helpers for the platform tests: a second process that opens named objects
@@ -43,9 +44,10 @@ include(${CMAKE_CURRENT_LIST_DIR}/../support/helpers.cmake)
 ecs_use_test_helpers(tests_platform)
 
 # The test program is created after this list is read, so its settings wait
-# until the end of the directory. It compiles the named-object layer itself
-# to reach the named mutex, which the library keeps internal.
-cmake_language(DEFER CALL target_sources tests_platform PRIVATE ${ECS_NAMED_SOURCES})
+# until the end of the directory. It compiles the named-object layer and the
+# strict UTF-8 codec itself to reach them, as the library keeps them internal.
+cmake_language(DEFER CALL target_sources tests_platform PRIVATE ${ECS_NAMED_SOURCES}
+    ${PROJECT_SOURCE_DIR}/src/platform/posix/Utf8Text.cpp)
 cmake_language(DEFER CALL target_compile_definitions tests_platform PRIVATE
     "ECS_TEST_WAIT_HELPER=\"$<TARGET_FILE:ecs_test_wait_helper>\"")
 cmake_language(DEFER CALL add_dependencies tests_platform ecs_test_wait_helper)

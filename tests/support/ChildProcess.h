@@ -70,8 +70,7 @@ class CLogRecorder : public Trell::ILogOuter
 public:
     CLogRecorder() { Trell::CLog::setLogOuter(this); }
     ~CLogRecorder() override { Trell::CLog::setLogOuter(nullptr); }
-    void outputLog(const Trell::CString& level, const Trell::CString& category,
-                   const Trell::CString& message) override
+    void outputLog(const Trell::CString& level, const Trell::CString& category, const Trell::CString& message) override
     {
         std::lock_guard<std::mutex> guard(m_mutex);
         if (wide(category) == u"TrellEngine")
@@ -105,7 +104,8 @@ inline std::set<int> inheritableDescriptors()
 
 // Whether a child run through runCaptured holds its three standard
 // descriptors and those this process leaves inheritable, and nothing else.
-inline ::testing::AssertionResult childHoldsOnlyWhatItShould(const std::function<Trell::CString(const Trell::CString&)>& runCaptured)
+inline ::testing::AssertionResult
+childHoldsOnlyWhatItShould(const std::function<Trell::CString(const Trell::CString&)>& runCaptured)
 {
     std::set<int> setExpected = inheritableDescriptors();
     setExpected.insert({0, 1, 2});

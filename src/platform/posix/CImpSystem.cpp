@@ -169,7 +169,8 @@ std::string findOnPath(const std::string& strName)
     std::size_t uiStart = 0;
     for (;;) {
         const std::size_t uiEnd = strPath.find(':', uiStart);
-        std::string strFolder = strPath.substr(uiStart, uiEnd == std::string::npos ? std::string::npos : uiEnd - uiStart);
+        std::string strFolder =
+            strPath.substr(uiStart, uiEnd == std::string::npos ? std::string::npos : uiEnd - uiStart);
         // An empty entry is the current folder.
         const std::string strCandidate = (strFolder.empty() ? std::string(".") : strFolder) + "/" + strName;
         struct stat st;
