@@ -17,6 +17,7 @@ class IFolder;
 class ILibraryLoader;
 class IPath;
 class ISyncObject;
+class ISystem;
 class IThread;
 class IWaitObject;
 
@@ -33,6 +34,7 @@ ECS_API IPath* createPath();
 ECS_API IFile* createFile();
 ECS_API IFolder* createFolder();
 ECS_API ILibraryLoader* createLibraryLoader();
+ECS_API ISystem* createSystem();
 
 // Milliseconds of a monotonic system clock, truncated to 32 bits (wraps).
 unsigned int getSystemTickCount();

@@ -7,11 +7,14 @@ list(APPEND ECS_TESTS
     platform/NamedObjectTest.cpp
     platform/CImpFolderTest.cpp
     platform/CImpPathTest.cpp
+    platform/CImpSystemTest.cpp
+    platform/ClipboardTest.cpp
+    platform/Utf8TextTest.cpp
 )
 
 # Helpers for the platform tests: a second process that opens named objects
-# (the named mutex is internal to the library, so its layer is compiled in),
-# and two loadable modules, one exporting "getInstance" and one without it.
+# (the named mutex is internal to the library, so its layer is compiled in);
+# the modules and the child process are shared with other families.
 set(ECS_NAMED_SOURCES ${PROJECT_SOURCE_DIR}/src/platform/posix/NamedObject.cpp)
 add_executable(ecs_test_wait_helper ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp ${ECS_NAMED_SOURCES})
 target_link_libraries(ecs_test_wait_helper PRIVATE EngineCoreSystem)
@@ -37,18 +40,14 @@ if(ECS_M32_RESULT EQUAL 0)
 else()
     message(STATUS "No -m32 compiler (g++-multilib): the 32/64-bit named-object test will skip")
 endif()
-add_library(ecs_test_module MODULE ${CMAKE_CURRENT_LIST_DIR}/TestModule.cpp)
-add_library(ecs_test_module_noentry MODULE ${CMAKE_CURRENT_LIST_DIR}/TestModuleNoEntry.cpp)
-set_target_properties(ecs_test_module ecs_test_module_noentry PROPERTIES
-    CXX_VISIBILITY_PRESET default PREFIX "")
+include(${CMAKE_CURRENT_LIST_DIR}/../support/helpers.cmake)
+ecs_use_test_helpers(tests_platform)
 
 # The test program is created after this list is read, so its settings wait
-# until the end of the directory. It compiles the named-object layer itself
-# to reach the named mutex, which the library keeps internal.
-cmake_language(DEFER CALL target_sources tests_platform PRIVATE ${ECS_NAMED_SOURCES})
+# until the end of the directory. It compiles the named-object layer and the
+# strict UTF-8 codec itself to reach them, as the library keeps them internal.
+cmake_language(DEFER CALL target_sources tests_platform PRIVATE ${ECS_NAMED_SOURCES}
+    ${PROJECT_SOURCE_DIR}/src/platform/posix/Utf8Text.cpp)
 cmake_language(DEFER CALL target_compile_definitions tests_platform PRIVATE
-    "ECS_TEST_WAIT_HELPER=\"$<TARGET_FILE:ecs_test_wait_helper>\""
-    "ECS_TEST_MODULE=\"$<TARGET_FILE:ecs_test_module>\""
-    "ECS_TEST_MODULE_NOENTRY=\"$<TARGET_FILE:ecs_test_module_noentry>\"")
-cmake_language(DEFER CALL add_dependencies tests_platform
-    ecs_test_wait_helper ecs_test_module ecs_test_module_noentry)
+    "ECS_TEST_WAIT_HELPER=\"$<TARGET_FILE:ecs_test_wait_helper>\"")
+cmake_language(DEFER CALL add_dependencies tests_platform ecs_test_wait_helper)

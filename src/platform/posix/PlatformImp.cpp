@@ -5,6 +5,7 @@
 #include <platform/posix/CImpLibraryLoader.h>
 #include <platform/posix/CImpPath.h>
 #include <platform/posix/CImpSyncObject.h>
+#include <platform/posix/CImpSystem.h>
 #include <platform/posix/CImpThread.h>
 #include <platform/posix/CImpWaitObject.h>
 #include <platform/posix/NativePath.h>
@@ -59,6 +60,11 @@ IFolder* createFolder()
 ILibraryLoader* createLibraryLoader()
 {
     return new CImpLibraryLoader();
+}
+
+ISystem* createSystem()
+{
+    return new CImpSystem();
 }
 
 namespace {

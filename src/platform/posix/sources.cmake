@@ -21,4 +21,14 @@ list(APPEND ECS_SOURCES
     src/platform/posix/CImpFile.cpp
     src/platform/posix/CImpFolder.h
     src/platform/posix/CImpFolder.cpp
+    src/platform/posix/Utf8Text.h
+    src/platform/posix/Utf8Text.cpp
+    src/platform/posix/CommandLine.h
+    src/platform/posix/CommandLine.cpp
+    src/platform/posix/X11Clipboard.h
+    src/platform/posix/X11Clipboard.cpp
+    src/platform/posix/Clipboard.h
+    src/platform/posix/Clipboard.cpp
+    src/platform/posix/CImpSystem.h
+    src/platform/posix/CImpSystem.cpp
 )

@@ -1,0 +1,189 @@
+#include <platform/ISystem.h>
+#include <platform/PlatformImp.h>
+#include <text/CString.h>
+
+#include "Reaper.h"
+#include "support/ChildProcess.h"
+#include "support/WaitUntil.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace Trell;
+
+extern char** environ;
+
+#if defined(__SANITIZE_THREAD__)
+// The thread sanitizer reports libX11 releasing a display lock it does not
+// see taken, even when one thread alone uses the display, as the clipboard
+// does; such lock reports from inside libX11 and libxcb are not shown.
+extern "C" const char* __tsan_default_suppressions()
+{
+    return "mutex:libX11.so\nmutex:libxcb.so\n";
+}
+#endif
+
+namespace {
+
+// An Xvfb of its own, on a display number it picks itself.
+class CXServer
+{
+public:
+    CXServer()
+    {
+        int aiPipe[2];
+        if (pipe(aiPipe) != 0)
+            return;
+        const std::string strFd = std::to_string(aiPipe[1]);
+        // -terminate: the server ends with its last client, so a test
+        // program that dies half-way leaves no server behind.
+        const char* apszArgs[] = {"Xvfb", "-displayfd", strFd.c_str(), "-nolisten", "tcp", "-terminate", nullptr};
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addclose(&actions, aiPipe[0]);
+        posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+        if (posix_spawnp(&m_pid, "Xvfb", &actions, nullptr, const_cast<char**>(apszArgs), environ) != 0)
+            m_pid = -1;
+        posix_spawn_file_actions_destroy(&actions);
+        close(aiPipe[1]);
+        // The number comes once the server accepts clients; the server dies
+        // if the pipe closes before the newline after it.
+        pollfd pfd = {aiPipe[0], POLLIN, 0};
+        for (char ch; m_pid > 0 && poll(&pfd, 1, 20000) == 1 && read(aiPipe[0], &ch, 1) == 1 && ch != '\n';)
+            m_strDisplay += ch;
+        close(aiPipe[0]);
+        if (!m_strDisplay.empty())
+            m_strDisplay.insert(0, ":");
+    }
+    ~CXServer() { stop(); }
+    void stop()
+    {
+        if (m_pid > 0) {
+            kill(m_pid, SIGTERM);
+            waitpid(m_pid, nullptr, 0);
+        }
+        m_pid = -1;
+    }
+    const std::string& display() const { return m_strDisplay; }
+
+private:
+    pid_t m_pid = -1;
+    std::string m_strDisplay;
+};
+
+// xclip on the CLIPBOARD selection: with input it takes the selection (and
+// leaves a daemon serving it), without it prints what the owner gives.
+std::string xclip(const std::string& strArgs, const std::string& strInput = "")
+{
+    std::string strOutput;
+    std::FILE* pPipe =
+        popen(("xclip -selection clipboard " + strArgs + " 2>/dev/null").c_str(), strInput.empty() ? "r" : "w");
+    char achBuffer[65536];
+    if (pPipe && !strInput.empty())
+        std::fwrite(strInput.data(), 1, strInput.size(), pPipe);
+    for (std::size_t n; pPipe && strInput.empty() && (n = std::fread(achBuffer, 1, sizeof(achBuffer), pPipe)) > 0;)
+        strOutput.append(achBuffer, n);
+    if (pPipe)
+        pclose(pPipe);
+    return strOutput;
+}
+
+// Drops the library's X connection: without DISPLAY the next call goes local.
+void disconnect(ISystem& system)
+{
+    CEnvironment noDisplay("DISPLAY", nullptr);
+    system.readFromClipboard();
+}
+
+} // namespace
+
+TEST(Clipboard, WithoutADisplayTheTextStaysInTheProcess)
+{
+    CEnvironment noDisplay("DISPLAY", nullptr);
+    std::unique_ptr<ISystem> pSystem(PlatformImp::createSystem());
+    pSystem->writeToClipboard(CString(u"local \U0001F600"));
+    pSystem->writeToClipboard(CString(u""));
+    pSystem->writeToClipboard(CString());
+    EXPECT_EQ(wide(pSystem->readFromClipboard()), u"local \U0001F600");
+}
+
+TEST(Clipboard, RoundTripsWithAnotherXClientInBothDirections)
+{
+    CReaper reaper("clipboard round trip");
+    CXServer server;
+    if (server.display().empty())
+        GTEST_SKIP() << "No X server could be started (Xvfb missing or failing); the X clipboard is untested.";
+    CEnvironment display("DISPLAY", server.display().c_str());
+    std::unique_ptr<ISystem> pSystem(PlatformImp::createSystem());
+    const auto read = [&] { return wide(pSystem->readFromClipboard()); };
+    // xclip leaves the selection to a daemon of its own, which takes it soon after.
+    const auto readsSoon = [&](const std::u16string& strText) {
+        return waitUntil([&] { return read() == strText; }, std::chrono::seconds(10));
+    };
+    EXPECT_EQ(read(), u""); // nobody owns the clipboard of a fresh server
+
+    // The connection is made now; none of its descriptors reaches a child.
+    const std::set<int> setBefore = inheritableDescriptors();
+    pSystem->writeToClipboard(CString(u"caf\u00E9 \u4E2D\u6587 \U0001F600!"));
+    EXPECT_EQ(inheritableDescriptors(), setBefore);
+    EXPECT_TRUE(childHoldsOnlyWhatItShould([&](const CString& strCommand) {
+        CString strOutput;
+        pSystem->executeSystemCommand(strCommand, true, strOutput);
+        return strOutput;
+    }));
+
+    const std::string strUtf8 = "caf\xC3\xA9 \xE4\xB8\xAD\xE6\x96\x87 \xF0\x9F\x98\x80!";
+    EXPECT_EQ(xclip("-o -t UTF8_STRING"), strUtf8);
+    EXPECT_EQ(xclip("-o -t TEXT"), strUtf8);
+    EXPECT_NE(xclip("-o -t TARGETS").find("UTF8_STRING"), std::string::npos);
+    EXPECT_EQ(xclip("-o -t STRING"), "");
+    pSystem->writeToClipboard(CString(u""));
+    EXPECT_EQ(read(), u"caf\u00E9 \u4E2D\u6587 \U0001F600!");
+
+    xclip("-i -t UTF8_STRING", "from xclip \xF0\x9F\x98\x80");
+    EXPECT_TRUE(readsSoon(u"from xclip \U0001F600"));
+    xclip("-i -t STRING", "caf\xE9"); // an owner that gives Latin-1
+    EXPECT_TRUE(readsSoon(u"caf\u00E9"));
+
+    // Large enough for an incremental transfer from xclip; one request to it.
+    std::string strLarge(3 << 20, 'a');
+    for (std::size_t i = 0; i < strLarge.size(); i += 4096)
+        strLarge[i] = static_cast<char>('b' + i / 4096 % 20);
+    xclip("-i -t UTF8_STRING", strLarge);
+    EXPECT_TRUE(readsSoon(ascii(strLarge)));
+    strLarge[7] = 'z';
+    pSystem->writeToClipboard(text(ascii(strLarge)));
+    EXPECT_EQ(xclip("-o -t UTF8_STRING"), strLarge);
+    disconnect(*pSystem);
+}
+
+TEST(Clipboard, AnXServerThatGoesAwayEndsTheConnectionNotTheProcess)
+{
+    CReaper reaper("server loss");
+    CXServer server;
+    if (server.display().empty())
+        GTEST_SKIP() << "No X server could be started (Xvfb missing or failing).";
+    CLogRecorder log;
+    CEnvironment display("DISPLAY", server.display().c_str());
+    std::unique_ptr<ISystem> pSystem(PlatformImp::createSystem());
+    pSystem->writeToClipboard(CString(u"held"));
+    server.stop();
+    EXPECT_EQ(wide(pSystem->readFromClipboard()), u"");
+    pSystem->writeToClipboard(CString(u"local"));
+    EXPECT_EQ(wide(pSystem->readFromClipboard()), u"local");
+    const std::u16string strDisplay = ascii(server.display());
+    EXPECT_EQ(log.take(),
+              (std::vector<std::u16string>{u"Warning|The connection to X display " + strDisplay + u" was lost.",
+                                           u"Warning|X display " + strDisplay +
+                                               u" cannot be opened; the clipboard stays inside this process."}));
+    disconnect(*pSystem);
+}

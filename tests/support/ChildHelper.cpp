@@ -1,0 +1,60 @@
+// A child process for the process tests. It acts on its first argument:
+//   hold <file>    waits until the file exists or its folder is gone (60 s at
+//                  most), writes nothing
+//   fds            prints the numbers of its open descriptors, one per line
+//   spew <bytes>   writes that many 'x' to standard output
+//   print <text>   writes the text to standard output
+//   stdin          prints "eof" when standard input ends at once
+// and anything else does nothing. When ECS_CHILD_RECORD names a file, it
+// finally writes its pid and its arguments there, one per line.
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+int main(int argc, char** argv)
+{
+    const std::string strMode = argc > 1 ? argv[1] : "";
+    const char* pszValue = argc > 2 ? argv[2] : "";
+    if (strMode == "hold") {
+        // The test's folder going away releases the child too.
+        const std::string strFolder = std::string(pszValue).substr(0, std::string(pszValue).rfind('/') + 1);
+        struct stat st;
+        for (int i = 0; i < 12000 && stat(pszValue, &st) != 0 && stat(strFolder.c_str(), &st) == 0; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    } else if (strMode == "fds") {
+        DIR* pDir = opendir("/proc/self/fd");
+        while (dirent* pEntry = pDir ? readdir(pDir) : nullptr) {
+            if (pEntry->d_name[0] != '.' && std::atoi(pEntry->d_name) != dirfd(pDir))
+                std::printf("%s\n", pEntry->d_name);
+        }
+        if (pDir)
+            closedir(pDir);
+    } else if (strMode == "spew") {
+        const std::string strBytes(std::strtoul(pszValue, nullptr, 10), 'x');
+        (void)!write(1, strBytes.data(), strBytes.size());
+    } else if (strMode == "print") {
+        std::fputs(pszValue, stdout);
+    } else if (strMode == "stdin") {
+        char ch;
+        std::fputs(read(0, &ch, 1) == 0 ? "eof" : "data", stdout);
+    }
+    std::fflush(stdout);
+    if (const char* pszRecord = std::getenv("ECS_CHILD_RECORD")) {
+        const std::string strTemp = std::string(pszRecord) + ".tmp";
+        if (std::FILE* pFile = std::fopen(strTemp.c_str(), "w")) {
+            std::fprintf(pFile, "%d\n", static_cast<int>(getpid()));
+            for (int i = 1; i < argc; ++i)
+                std::fprintf(pFile, "%s\n", argv[i]);
+            std::fclose(pFile);
+            std::rename(strTemp.c_str(), pszRecord);
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,11 @@
+// A loadable module whose "getInstance" gives null on its first call and its
+// object on every later one.
+namespace {
+int s_iCalls = 0;
+int s_iEntryObject = 4343;
+} // namespace
+
+extern "C" __attribute__((visibility("default"))) void* getInstance()
+{
+    return s_iCalls++ == 0 ? nullptr : &s_iEntryObject;
+}
