@@ -21,4 +21,6 @@ list(APPEND ECS_SOURCES
     src/platform/posix/CImpFile.cpp
     src/platform/posix/CImpFolder.h
     src/platform/posix/CImpFolder.cpp
+    src/platform/posix/CImpShareMemory.h
+    src/platform/posix/CImpShareMemory.cpp
 )
