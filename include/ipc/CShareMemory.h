@@ -99,7 +99,8 @@ private:
     // Runs handleShareMemoryMessage of pChannel if it still exists and is in
     // the open uiOpenSerial.
     static void dispatchMessage(CShareMemory* pChannel, unsigned int uiOpenSerial);
-    void deliverAndWait();
+    // Unless a stop is requested, queues a CMsgShareMemory; false when none was queued.
+    bool queueNotification();
     void setOpenSerial(unsigned int uiSerial);
 
     std::atomic<IShareMemoryListener*> m_pListener;

@@ -97,7 +97,8 @@ public:
         return bWritten;
     }
     int readerCountChange(bool bIncrease) override { return m_channel.readerCountChange(bIncrease); }
-    void deliverAndWait() override { m_channel.deliverAndWait(); }
+    bool queueNotification() override { return m_channel.queueNotification(); }
+    void waitNotificationHandled() override { m_channel.m_waitMessageHandled.wait(0); }
 
 private:
     CShareMemory& m_channel;
@@ -220,21 +221,24 @@ bool CShareMemory::writeData(const unsigned char* pData, unsigned int uiLength)
 {
     if (!m_bRunning.load() || (!pData && uiLength > 0))
         return false;
-    CAutoSync lock(m_syncThread);
-    if (!m_bCanWrite)
-        return false;
-    if (uiLength > m_uiRegionSize - HEADER_BYTES) {
-        logWarning(CStringConverter::format(u"Shared memory %u: %u bytes do not fit its %u bytes of data; refused.",
-                                            m_uiKey, uiLength, m_uiRegionSize - HEADER_BYTES));
-        return false;
+    {
+        CAutoSync lock(m_syncThread);
+        if (!m_bCanWrite)
+            return false;
+        if (uiLength > m_uiRegionSize - HEADER_BYTES) {
+            logWarning(CStringConverter::format(u"Shared memory %u: %u bytes do not fit its %u bytes of data; refused.",
+                                                m_uiKey, uiLength, m_uiRegionSize - HEADER_BYTES));
+            return false;
+        }
+        m_bCanWrite = false;
+        if (m_pView) {
+            std::memset(m_pView + 4, 0, m_uiRegionSize - 4);
+            writeLE32(m_pView + 4, uiLength);
+            if (uiLength > 0)
+                std::memcpy(m_pView + HEADER_BYTES, pData, uiLength);
+        }
     }
-    m_bCanWrite = false;
-    if (m_pView) {
-        std::memset(m_pView + 4, 0, m_uiRegionSize - 4);
-        writeLE32(m_pView + 4, uiLength);
-        if (uiLength > 0)
-            std::memcpy(m_pView + HEADER_BYTES, pData, uiLength);
-    }
+    // After the lock: the writer thread takes it first thing when it wakes.
     m_waitDataWritten.notify();
     return true;
 }
@@ -275,17 +279,17 @@ void CShareMemory::handleShareMemoryMessage()
     m_waitMessageHandled.notify();
 }
 
-void CShareMemory::deliverAndWait()
+bool CShareMemory::queueNotification()
 {
     if (isPrepareStopThread())
-        return;
+        return false;
     CMsgShareMemory* pMessage = new CMsgShareMemory(this);
     if (!pMessage) {
         logWarning(CStringConverter::format(u"Shared memory %u: no memory for a notification; block skipped.", m_uiKey));
-        return;
+        return false;
     }
     CMessageCenter::getInstance()->pushMessage(pMessage);
-    m_waitMessageHandled.wait(0);
+    return true;
 }
 
 void CShareMemory::dispatchMessage(CShareMemory* pChannel, unsigned int uiOpenSerial)

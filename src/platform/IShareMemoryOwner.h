@@ -40,8 +40,10 @@ public:
     // new count. The caller holds "_Read".
     virtual int readerCountChange(bool bIncrease) = 0;
     // Reader: unless a stop is requested, queues the notification for the
-    // message thread and blocks until it has been handled (or a stop).
-    virtual void deliverAndWait() = 0;
+    // message thread; false when none was queued.
+    virtual bool queueNotification() = 0;
+    // Reader: blocks until the queued notification has been handled (or a stop).
+    virtual void waitNotificationHandled() = 0;
 };
 
 namespace PlatformImp {

@@ -317,9 +317,11 @@ void CImpShareMemory::runReader()
         m_pEntry->uiState.store(ROSTER_HOLDING);
         m_pEntry->uiJoined.store(uiRound);
         unlockRead();
+        // 3. The writer hears of the join after the message is on its way.
+        const bool bQueued = m_pOwner->queueNotification();
         m_pRoster->joined.notify(true);
-        // 3.
-        m_pOwner->deliverAndWait();
+        if (bQueued)
+            m_pOwner->waitNotificationHandled();
         // 4.
         if (!lockRead(false)) {
             // Left counted: the others drop this entry once its handle closes.
