@@ -102,16 +102,23 @@ TEST_F(CShareMemoryProcessTest, ReaderKilledWhileHoldingTheRegionIsRecovered)
             ASSERT_EQ(pReader->readLine(), "data 5 block");
 
         m_log.clear();
-        const auto killed = Clock::now();
+        auto released = Clock::now();
         readers[0]->kill();
         readers[0]->wait();
-        for (std::size_t i = 1; i < readers.size(); ++i)
-            readers[i]->send("go");
+        if (iReaders > 1) {
+            // Whichever of the two held "_Write", the survivor still reads.
+            EXPECT_TRUE(refusedFor(writer, std::chrono::milliseconds(300))) << "written while a reader holds";
+            released = Clock::now();
+            readers[1]->send("go");
+        }
         ASSERT_TRUE(writeWhenAllowed(writer, "after"));
-        const double dRecoveryMs = std::chrono::duration<double, std::milli>(Clock::now() - killed).count();
+        const double dRecoveryMs = std::chrono::duration<double, std::milli>(Clock::now() - released).count();
         RecordProperty("recovery_ms_" + std::to_string(iReaders), std::to_string(dRecoveryMs));
-        std::printf("[ recovery ] %d reader(s), one killed: writer writes again after %.1f ms\n", iReaders, dRecoveryMs);
+        std::printf("[ recovery ] %s: the writer writes again after %.1f ms\n",
+                    iReaders == 1 ? "from the kill" : "from the survivor's release", dRecoveryMs);
         if (iReaders == 1) {
+            // The writer took over; with two readers the survivor may have
+            // done it, and logged it in its own process.
             EXPECT_TRUE(m_log.has("_Write was abandoned by its owner; taken over."));
             EXPECT_TRUE(m_log.has(": a reader died; the reader count goes from 1 to 0."));
         }

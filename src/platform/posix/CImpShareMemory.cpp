@@ -317,10 +317,8 @@ void CImpShareMemory::runReader()
         m_pEntry->uiState.store(ROSTER_HOLDING);
         m_pEntry->uiJoined.store(uiRound);
         unlockRead();
-        // 3. The writer hears of the join after the message is on its way.
-        const bool bQueued = m_pOwner->queueNotification();
-        m_pRoster->joined.notify(true);
-        if (bQueued)
+        // 3.
+        if (m_pOwner->queueNotification())
             m_pOwner->waitNotificationHandled();
         // 4.
         if (!lockRead(false)) {
@@ -344,6 +342,9 @@ void CImpShareMemory::runReader()
         }
         // On a stop while others still read, "_Write" stays held: closing
         // this handle abandons it, and the writer then waits for them.
+        // The writer hears of the join only now: it could not take "_Write"
+        // before anyway, and one wake-up is spared.
+        m_pRoster->joined.notify(true);
     }
     unregisterReader();
 }
