@@ -20,7 +20,7 @@ protected:
     void SetUp() override { CMessageCenter::getInstance(); }
     void TearDown() override
     {
-        CMessageCenter::getInstance()->clearMessageList();
+        CMessageCenter::deleteInstance();
         EXPECT_TRUE(entriesOf(m_uiKey).empty()) << "entries left for key " << m_uiKey;
     }
 

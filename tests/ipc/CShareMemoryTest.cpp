@@ -22,7 +22,7 @@ protected:
     void SetUp() override { CMessageCenter::getInstance(); }
     void TearDown() override
     {
-        CMessageCenter::getInstance()->clearMessageList();
+        CMessageCenter::deleteInstance();
         for (unsigned int uiKey : m_keys)
             EXPECT_TRUE(entriesOf(uiKey).empty()) << "entries left for key " << uiKey;
     }
