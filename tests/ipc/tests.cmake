@@ -1,6 +1,5 @@
 list(APPEND ECS_TESTS
     ipc/CShareMemoryTest.cpp
-    ipc/CShareMemoryProcessTest.cpp
 )
 
 # The second process of the shared-memory tests.
