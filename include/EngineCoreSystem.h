@@ -6,6 +6,7 @@
 #include <foundation/Foundation.h>
 #include <input/Input.h>
 #include <math/Math.h>
+#include <ipc/Ipc.h>
 #include <message/Message.h>
 #include <platform/Platform.h>
 #include <system/System.h>

@@ -22,6 +22,7 @@ list(APPEND ECS_HEADERS
 )
 list(APPEND ECS_SOURCES
     src/platform/PlatformImp.h
+    src/platform/IShareMemoryOwner.h
     src/platform/PlatformLog.h
     src/platform/PlatformLog.cpp
     src/platform/CPlatformFactory.cpp

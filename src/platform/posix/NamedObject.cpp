@@ -179,7 +179,7 @@ CNamedObject::EOpen CNamedObject::open(EKind eKind, const char16_t* pszName, uns
                                        std::uint32_t uiPayloadBytes)
 {
     close();
-    if (!pszName || uiLength == 0 || uiPayloadBytes == 0 || uiPayloadBytes > (1u << 30))
+    if (!pszName || uiLength == 0 || uiPayloadBytes == 0 || uiPayloadBytes > MAX_PAYLOAD_BYTES)
         return OPEN_FAILED;
     m_strShmName = "/" + fileName(eKind, pszName, uiLength);
     m_openerPid = getpid();

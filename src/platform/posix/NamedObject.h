@@ -104,6 +104,8 @@ public:
     static std::string fileName(EKind eKind, const char16_t* pszName, unsigned int uiLength);
 
     static const std::uint32_t SLOT_MASK = 0x3FFFFFFFu;
+    // The largest payload open accepts.
+    static const std::uint32_t MAX_PAYLOAD_BYTES = 1u << 30;
 
 private:
     CNamedObject(const CNamedObject&) = delete;

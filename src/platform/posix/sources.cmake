@@ -31,4 +31,6 @@ list(APPEND ECS_SOURCES
     src/platform/posix/Clipboard.cpp
     src/platform/posix/CImpSystem.h
     src/platform/posix/CImpSystem.cpp
+    src/platform/posix/CImpShareMemory.h
+    src/platform/posix/CImpShareMemory.cpp
 )

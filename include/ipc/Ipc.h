@@ -1,0 +1,7 @@
+#pragma once
+
+// Inter-process communication.
+#include <ipc/CMsgShareMemory.h>
+#include <ipc/CShareMemory.h>
+#include <ipc/CShareMemoryProxy.h>
+#include <ipc/IShareMemoryListener.h>
