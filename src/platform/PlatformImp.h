@@ -16,6 +16,7 @@ class IFile;
 class IFolder;
 class ILibraryLoader;
 class IPath;
+class IPlayerMP3;
 class ISyncObject;
 class IThread;
 class IWaitObject;
@@ -33,6 +34,8 @@ ECS_API IPath* createPath();
 ECS_API IFile* createFile();
 ECS_API IFolder* createFolder();
 ECS_API ILibraryLoader* createLibraryLoader();
+// The built-in MP3 player (defined beside its implementation).
+ECS_API IPlayerMP3* createPlayerMP3();
 
 // Milliseconds of a monotonic system clock, truncated to 32 bits (wraps).
 unsigned int getSystemTickCount();
