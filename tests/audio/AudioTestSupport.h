@@ -58,6 +58,11 @@ public:
         std::lock_guard<std::mutex> guard(m_mutex);
         return m_events;
     }
+    unsigned int size() const
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        return static_cast<unsigned int>(m_events.size());
+    }
     unsigned int count(const std::string& strEvent) const
     {
         std::lock_guard<std::mutex> guard(m_mutex);

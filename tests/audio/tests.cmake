@@ -1,6 +1,9 @@
 list(APPEND ECS_TESTS
     audio/AudioTestSupport.cpp
     audio/CPlayerMP3Test.cpp
+    audio/CAudioPlayerTest.cpp
+    audio/CAudioPlayerMP3Test.cpp
+    audio/CSoundPlayerTest.cpp
 )
 
 # The tests make their media with GStreamer's encoders at run time.
