@@ -67,7 +67,7 @@ public:
     };
 
     // Milliseconds between two progress reports.
-    static const unsigned int PROGRESS_INTERVAL = 1000;
+    static constexpr unsigned int PROGRESS_INTERVAL = 1000;
 
     static CAudioPlayer* getInstance();
     static void deleteInstance();

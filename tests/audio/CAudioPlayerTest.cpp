@@ -189,6 +189,9 @@ TEST_F(AudioPlayerTest, ProxyAddClearAndPlayAudio)
     CAudioPlayerProxy::previous();
     ASSERT_TRUE(waitUntil([] { return narrow(CAudioPlayerProxy::getCurrentAudio()) == "a"; }));
     CAudioPlayerProxy::next();
+    // Taken before the playlist empties (a command for an entry that is gone
+    // would play an empty path).
+    ASSERT_TRUE(m_provider.waitFor("play:d", 2));
     CAudioPlayerProxy::seekToTime(1);
     CAudioPlayerProxy::clearAllAudios();
     ASSERT_TRUE(m_provider.waitFor("stop"));

@@ -22,7 +22,7 @@ class CImpPlayerMP3 : public IPlayerMP3
     TRELL_DECLARE_ALLOCATOR(u"CImpPlayerMP3")
 
 public:
-    static const unsigned int STATE_CHANGE_LIMIT_MS = 5000;
+    static constexpr unsigned int STATE_CHANGE_LIMIT_MS = 5000;
 
     CImpPlayerMP3();
     ~CImpPlayerMP3() override;
