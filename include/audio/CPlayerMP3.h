@@ -13,6 +13,13 @@ class IPlayerMP3;
 // platform's IPlayerMP3 (CImpPlayerMP3), which it creates and owns. Times are
 // whole seconds. Used by one thread at a time. Without a platform object
 // (allocation failed) every operation does nothing and reports false or 0.
+//
+// On POSIX systems it plays through GStreamer to the sink described by the
+// ECS_AUDIO_SINK environment variable (an element description such as
+// "fakesink sync=true", which plays in real time without a sound card), or
+// to the system's default audio output when that is unset. Every state
+// change it waits for is bounded (5 s): a file that never becomes playable
+// fails load instead of blocking the caller.
 class ECS_API CPlayerMP3 : public CObject
 {
     TRELL_DECLARE_ALLOCATOR(u"CPlayerMP3")

@@ -116,15 +116,11 @@ void CAudioPlayer::play()
         deleteCommands();
     }
     startThread();
-    bool bHasEntries = false;
-    {
-        CAutoSync lock(m_syncPlayer);
-        bHasEntries = !m_aryPlaylist.isEmpty();
-        if (bHasEntries)
-            queueCommand(COMMAND_PLAY, 0, 0);
-    }
-    if (bHasEntries)
-        startTimmer();
+    CAutoSync lock(m_syncPlayer);
+    if (m_aryPlaylist.isEmpty())
+        return;
+    queueCommand(COMMAND_PLAY, 0, 0);
+    startTimmer();
 }
 
 void CAudioPlayer::playAudio(const CString& strPath)
@@ -241,9 +237,10 @@ void CAudioPlayer::run()
         }
         m_waitWake.wait(0);
     }
+    // (Closing the built-in player does nothing when no file is loaded.)
     if (IAudioPlayerProvider* pProvider = m_pProvider.load())
         pProvider->release();
-    else if (m_pMP3 && m_pMP3->isLoaded())
+    else if (m_pMP3)
         m_pMP3->close();
     m_iPlayStatus.store(IAudioPlayerListener::PLAY_STATUS_STOPPED);
     if (IAudioPlayerListener* pListener = m_pListener.load())
@@ -258,7 +255,7 @@ void CAudioPlayer::readTimes(unsigned int& uiCurrent, unsigned int& uiTotal)
     if (IAudioPlayerProvider* pProvider = m_pProvider.load()) {
         uiCurrent = pProvider->getCurrentTime();
         uiTotal = pProvider->getTotalTime();
-    } else if (m_pMP3 && m_pMP3->isLoaded()) {
+    } else if (m_pMP3) {
         uiCurrent = m_pMP3->getCurrentTime();
         uiTotal = m_pMP3->getTotalTime();
     }
@@ -284,10 +281,9 @@ void CAudioPlayer::handleCommand(tagPlayCommand* pCommand, const CString& strPat
         if (pProvider) {
             pProvider->play(strPath);
         } else {
-            if (pMP3->isLoaded())
-                pMP3->close();
             // A file that does not load leaves nothing loaded: the entry
-            // stays current and reports no progress until the next command.
+            // stays current, and its clock reads 0 of 0, so it never ends.
+            pMP3->close();
             if (pMP3->load(strPath))
                 pMP3->play();
         }
@@ -299,10 +295,7 @@ void CAudioPlayer::handleCommand(tagPlayCommand* pCommand, const CString& strPat
         }
         break;
     case COMMAND_STOP:
-        if (pProvider)
-            pProvider->stop();
-        else if (pMP3->isLoaded())
-            pMP3->stop();
+        pProvider ? pProvider->stop() : pMP3->stop();
         break;
     case COMMAND_PAUSE:
         pProvider ? pProvider->pause() : pMP3->pause();

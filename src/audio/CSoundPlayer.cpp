@@ -80,8 +80,7 @@ void CSoundPlayer::run()
             if (ISoundPlayerProvider* pProvider = m_pProvider.load()) {
                 pProvider->playSound(strPath);
             } else if (m_pMP3) {
-                if (m_pMP3->isLoaded())
-                    m_pMP3->close();
+                m_pMP3->close();
                 if (m_pMP3->load(strPath))
                     m_pMP3->play();
             }
@@ -90,7 +89,7 @@ void CSoundPlayer::run()
     }
     if (ISoundPlayerProvider* pProvider = m_pProvider.load())
         pProvider->stopSound();
-    else if (m_pMP3 && m_pMP3->isLoaded())
+    else if (m_pMP3)
         m_pMP3->close();
     m_iSoundState.store(SOUND_STATE_IDLE);
 }

@@ -92,13 +92,16 @@ TEST_F(AudioPlayerTest, PlaylistNavigation)
     Proxy::next(); // last entry: nothing
     Proxy::previous();
     ASSERT_TRUE(current("b"));
-    Proxy::clearAllAudios();
+    Proxy::previous();
+    ASSERT_TRUE(current("a"));
+    Proxy::clearAllAudios(); // the current index is now the playlist's size
     ASSERT_TRUE(m_rec.waitFor("stop"));
     EXPECT_EQ(Proxy::getCurrentAudio(), CString(u""));
     Proxy::playAudio(CString(u"x"));
     ASSERT_TRUE(current("x"));
-    EXPECT_EQ(m_rec.events(), (Events{"play:a", "audio:a", "status:0", "play:c", "audio:c", "play:b", "audio:b", "stop",
-                                      "status:2", "release", "status:2", "play:x", "audio:x", "status:0"}));
+    EXPECT_EQ(m_rec.events(), (Events{"play:a", "audio:a", "status:0", "play:c", "audio:c", "play:b", "audio:b", "play:a",
+                                      "audio:a", "stop", "status:2", "release", "status:2", "play:x", "audio:x",
+                                      "status:0"}));
 }
 
 // Each command reports the status it leads to, a seek "stopped" although the
