@@ -45,6 +45,8 @@ const tagMedia& media()
 
 CMainLoop::CMainLoop()
 {
+    // Singletons are made on the main thread before other threads use them.
+    CMessageCenter::getInstance();
     CTimerManager::getInstance()->start();
     m_thread = std::thread([this] {
         while (!m_bStop) {

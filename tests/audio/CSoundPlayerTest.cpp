@@ -48,10 +48,12 @@ TEST(SoundPlayerTest, StatesAndReplacedRequests)
     EXPECT_EQ(pPlayer->getSoundState(), CSoundPlayer::SOUND_STATE_IDLE);
     EXPECT_EQ(rec.events(), (Events{"sound:a", "sound:c", "stopSound"}));
 
-    pPlayer->setProvider(nullptr);
-    for (const CString& strPath : {media().strShort, media().strCorrupt}) {
-        pPlayer->play(strPath);
-        ASSERT_TRUE(reaches(CSoundPlayer::SOUND_STATE_STARTED));
+    if (!THREAD_SANITIZER) { // the built-in player runs GStreamer
+        pPlayer->setProvider(nullptr);
+        for (const CString& strPath : {media().strShort, media().strCorrupt}) {
+            pPlayer->play(strPath);
+            ASSERT_TRUE(reaches(CSoundPlayer::SOUND_STATE_STARTED));
+        }
     }
     CSoundPlayer::deleteInstance();
     EXPECT_EQ(rec.count("stopSound"), 1u);
