@@ -53,6 +53,7 @@ void CSoundPlayer::play(const CString& strPath)
         }
         startThread();
     }
+    // Also after a start: the worker waits for a signal before its first pass.
     m_waitWake.notify();
 }
 
