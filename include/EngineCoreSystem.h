@@ -1,6 +1,7 @@
 #pragma once
 
 // Umbrella header: every public header of the library, family by family.
+#include <audio/Audio.h>
 #include <configuration/Configuration.h>
 #include <document/Document.h>
 #include <foundation/Foundation.h>

@@ -16,6 +16,7 @@ class IFile;
 class IFolder;
 class ILibraryLoader;
 class IPath;
+class IPlayerMP3;
 class ISyncObject;
 class ISystem;
 class IThread;
@@ -35,6 +36,8 @@ ECS_API IFile* createFile();
 ECS_API IFolder* createFolder();
 ECS_API ILibraryLoader* createLibraryLoader();
 ECS_API ISystem* createSystem();
+// The built-in MP3 player (defined beside its implementation).
+ECS_API IPlayerMP3* createPlayerMP3();
 
 // Milliseconds of a monotonic system clock, truncated to 32 bits (wraps).
 unsigned int getSystemTickCount();

@@ -34,3 +34,13 @@ list(APPEND ECS_SOURCES
     src/platform/posix/CImpShareMemory.h
     src/platform/posix/CImpShareMemory.cpp
 )
+
+# The built-in MP3 player plays through GStreamer, linked privately: no
+# GStreamer header reaches a public header.
+list(APPEND ECS_SOURCES
+    src/platform/posix/CImpPlayerMP3.h
+    src/platform/posix/CImpPlayerMP3.cpp
+)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(ECS_GSTREAMER REQUIRED IMPORTED_TARGET GLOBAL gstreamer-1.0)
+cmake_language(DEFER CALL target_link_libraries EngineCoreSystem PRIVATE PkgConfig::ECS_GSTREAMER)

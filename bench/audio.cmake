@@ -1,0 +1,3 @@
+# The audio player's pause latency and playback CPU beside a bare GStreamer
+# playbin driven directly (the peer).
+ecs_add_benchmark(bench_audio bench_audio.cpp LIBS PkgConfig::ECS_GSTREAMER)

@@ -1,0 +1,196 @@
+#include <audio/CAudioPlayer.h>
+#include <audio/CAudioPlayerProxy.h>
+#include <audio/CSoundPlayer.h>
+#include <configuration/CConfigParser.h>
+#include <timer/CTimerManager.h>
+
+#include "audio/AudioTestSupport.h"
+
+#include <gtest/gtest.h>
+
+using namespace Trell;
+using namespace AudioTest;
+using Proxy = CAudioPlayerProxy;
+
+namespace {
+
+// The player over a recording provider and listener: what it asks of the
+// one and tells the other, in order, is its whole observable behaviour.
+class AudioPlayerTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        Proxy::setProvider(&m_rec);
+        Proxy::setListener(&m_rec);
+    }
+    void TearDown() override
+    {
+        CAudioPlayer::deleteInstance();
+        CSoundPlayer::deleteInstance();
+        CTimerManager::deleteInstance(); // made by the progress timer
+        CConfigParser::deleteInstance();
+    }
+    void add(std::initializer_list<const char16_t*> paths)
+    {
+        for (const char16_t* pszPath : paths)
+            Proxy::addAudio(CString(pszPath));
+    }
+    // Waits until the worker has made this entry current.
+    bool current(const std::string& strPath)
+    {
+        return waitUntil([&] { return narrow(Proxy::getCurrentAudio()) == strPath; });
+    }
+
+    CRecorder m_rec;
+    CAudioPlayer* m_pPlayer = CAudioPlayer::getInstance();
+};
+
+// Only play starts the worker (named by the configuration's "ap" entry, as
+// the sound player's); commands while idle are not kept; on an empty
+// playlist the worker runs but plays nothing.
+TEST_F(AudioPlayerTest, IdleCommandsAreDroppedAndAnEmptyPlaylistPlaysNothing)
+{
+    CTempFolder folder;
+    folder.writeFile("c.xml", "<c><thread_set><thread id=\"ap\" name=\"Audio\" priority=\"7\"/></thread_set></c>");
+    ASSERT_TRUE(CConfigParser::getInstance()->load(folder.path("c.xml")));
+    add({u"a", u"b"});
+    Proxy::pause();
+    Proxy::next();
+    Proxy::seekToTime(3);
+    Proxy::play();
+    ASSERT_TRUE(current("a"));
+    Proxy::stop();
+    Proxy::resume();
+    Proxy::clearAllAudios();
+    Proxy::play();
+    Proxy::pause();
+    ASSERT_TRUE(m_rec.waitFor("pause"));
+    EXPECT_EQ(Proxy::getCurrentAudio(), CString(u""));
+    Proxy::stop();
+    EXPECT_EQ(m_pPlayer->getThreadID(), 0u);
+    EXPECT_EQ(m_rec.events(), (Events{"play:a", "audio:a", "status:0", "release", "status:2", "pause", "status:1",
+                                      "release", "status:2"}));
+    CSoundPlayer::getInstance()->setProvider(&m_rec);
+    CSoundPlayer::getInstance()->play(CString(u"s"));
+    for (CThread* pThread : {static_cast<CThread*>(m_pPlayer), static_cast<CThread*>(CSoundPlayer::getInstance())}) {
+        EXPECT_EQ(narrow(pThread->getThreadName()), "Audio");
+        EXPECT_EQ(pThread->getThreadPriority(), 7);
+    }
+}
+
+// Next and previous stay within the playlist; adding to a running player
+// switches to the new entry; clearing stops; playAudio starts over.
+TEST_F(AudioPlayerTest, PlaylistNavigation)
+{
+    add({u"a", u"b"});
+    Proxy::play();
+    ASSERT_TRUE(current("a"));
+    Proxy::previous(); // first entry: nothing
+    add({u"c"});
+    ASSERT_TRUE(current("c"));
+    Proxy::next(); // last entry: nothing
+    Proxy::previous();
+    ASSERT_TRUE(current("b"));
+    Proxy::previous();
+    ASSERT_TRUE(current("a"));
+    Proxy::clearAllAudios(); // the current index is now the playlist's size
+    ASSERT_TRUE(m_rec.waitFor("stop"));
+    EXPECT_EQ(Proxy::getCurrentAudio(), CString(u""));
+    Proxy::playAudio(CString(u"x"));
+    ASSERT_TRUE(current("x"));
+    EXPECT_EQ(m_rec.events(), (Events{"play:a", "audio:a", "status:0", "play:c", "audio:c", "play:b", "audio:b", "play:a",
+                                      "audio:a", "stop", "status:2", "release", "status:2", "play:x", "audio:x",
+                                      "status:0"}));
+}
+
+// Each command reports the status it leads to, a seek "stopped" although the
+// track plays on (the deliberate status 2). A length of 0 never ends a track.
+TEST_F(AudioPlayerTest, StatusSequenceOfPauseResumeAndSeek)
+{
+    add({u"a", u"b"});
+    Proxy::play();
+    ASSERT_TRUE(current("a")); // a seek needs a current entry
+    Proxy::pause();
+    Proxy::pause();
+    Proxy::resume();
+    Proxy::seekToTime(0);
+    Proxy::resume();
+    ASSERT_TRUE(m_rec.waitFor("resume", 2));
+    EXPECT_EQ(m_rec.events(), (Events{"play:a", "audio:a", "status:0", "pause", "status:1", "pause", "resume",
+                                      "status:0", "seek:0", "status:2", "resume", "status:0"}));
+    EXPECT_EQ(m_pPlayer->getPlayStatus(), IAudioPlayerListener::PLAY_STATUS_PLAYING);
+}
+
+// A track ends when its clock reaches its length: the player moves on, and
+// after the last one its worker ends (and play starts over).
+TEST_F(AudioPlayerTest, EndOfTrackAdvancesAndTheLastOneStops)
+{
+    m_rec.m_uiTotal.store(3);
+    add({u"a", u"b"});
+    Proxy::play();
+    ASSERT_TRUE(current("a"));
+    Proxy::seekToTime(2);
+    Proxy::seekToTime(3);
+    ASSERT_TRUE(current("b"));
+    Proxy::seekToTime(3);
+    ASSERT_TRUE(m_rec.waitFor("status:2", 3));
+    EXPECT_EQ(m_rec.events(), (Events{"play:a", "audio:a", "status:0", "seek:2", "status:2", "seek:3", "play:b",
+                                      "audio:b", "status:0", "seek:3", "status:2", "release", "status:2"}));
+    EXPECT_EQ(Proxy::getCurrentAudio(), CString(u""));
+    // A play before the worker has fully left does nothing.
+    ASSERT_TRUE(waitUntil([&] { return Proxy::play(), m_rec.count("play:a") == 2; }));
+}
+
+// The progress timer, delivered by the main loop, reports the provider's
+// clock every second; a report sets the status to "stopped" until the next
+// play command (the deliberate status 2).
+TEST_F(AudioPlayerTest, ProgressTicksReportTheClockWithStatusTwo)
+{
+    CMainLoop loop;
+    m_rec.m_uiTotal.store(10);
+    add({u"a", u"b"});
+    Proxy::play();
+    ASSERT_TRUE(m_rec.waitFor("time:0/10"));
+    m_rec.m_uiCurrent.store(4);
+    ASSERT_TRUE(m_rec.waitFor("time:4/10"));
+    Proxy::next();
+    ASSERT_TRUE(m_rec.waitFor("status:0", 2));
+    ASSERT_TRUE(m_rec.waitFor("time:0/10", m_rec.count("time:0/10") + 1));
+    Proxy::stop();
+    EXPECT_EQ(m_rec.events(), (Events{"play:a", "audio:a", "status:0", "status:2", "play:b", "audio:b", "status:0",
+                                      "status:2", "release", "status:2"}));
+}
+
+// Commands from several threads while the main thread stops and restarts
+// the player: one worker at a time, each run releasing the provider once.
+TEST_F(AudioPlayerTest, CommandsFromManyThreads)
+{
+    m_rec.m_uiTotal.store(1000); // no seek reaches the end
+    add({u"a", u"b", u"c", u"d"});
+    Proxy::play();
+    std::atomic<bool> bDone{false};
+    std::vector<std::thread> threads;
+    for (unsigned int t = 0; t < 4; ++t) {
+        threads.emplace_back([t, &bDone] {
+            void (*const commands[])() = {&Proxy::next, &Proxy::previous, &Proxy::pause, &Proxy::resume};
+            for (unsigned int i = t; !bDone.load(); ++i) {
+                commands[i % 4]();
+                Proxy::seekToTime(i % 60);
+            }
+        });
+    }
+    for (unsigned int i = 0; i < 20; ++i) {
+        const unsigned int uiSeen = m_rec.size();
+        ASSERT_TRUE(waitUntil([&] { return m_rec.size() > uiSeen + 20; }));
+        Proxy::stop();
+        Proxy::play();
+    }
+    bDone.store(true);
+    for (std::thread& thread : threads)
+        thread.join();
+    Proxy::stop();
+    EXPECT_EQ(m_rec.count("release"), 21u);
+}
+
+} // namespace
