@@ -21,4 +21,12 @@ list(APPEND ECS_SOURCES
     src/platform/posix/CImpFile.cpp
     src/platform/posix/CImpFolder.h
     src/platform/posix/CImpFolder.cpp
+    src/platform/posix/SocketDescriptor.h
+    src/platform/posix/SocketDescriptor.cpp
+    src/platform/posix/SocketOptions.h
+    src/platform/posix/SocketOptions.cpp
+    src/platform/posix/CImpSocketClient.h
+    src/platform/posix/CImpSocketClient.cpp
+    src/platform/posix/CImpSocketServer.h
+    src/platform/posix/CImpSocketServer.cpp
 )

@@ -1,0 +1,5 @@
+list(APPEND ECS_TESTS
+    ipc/SocketTestSupport.h
+    ipc/CSocketServerTest.cpp
+    ipc/CSocketClientTest.cpp
+)
