@@ -37,12 +37,15 @@ CImpSocketClient::~CImpSocketClient()
 
 bool CImpSocketClient::initSocket()
 {
+    if (!m_pOwner->getReceiveBuffer())
+        return false;
     const int iFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (iFd < 0)
         return false;
     SocketOptions::setNonBlocking(iFd, !m_pOwner->isBlocking());
     SocketOptions::setTimeout(iFd, SO_RCVTIMEO, RECEIVE_TIMEOUT_MS);
     SocketOptions::setTimeout(iFd, SO_SNDTIMEO, SEND_TIMEOUT_MS);
+    SocketOptions::setNoDelay(iFd);
     return m_socket.adopt(iFd);
 }
 

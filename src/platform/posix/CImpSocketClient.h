@@ -14,8 +14,9 @@ class ISocketClientOwner;
 // TCP/IPv4 client socket on BSD sockets.
 //
 // The receive timeout is 20 s; a connect that is still in progress is given
-// 3 s. Sends never raise SIGPIPE and give up after SEND_TIMEOUT_MS on a
-// blocking socket whose peer stops reading.
+// 3 s. Sends never raise SIGPIPE, leave without delay (TCP_NODELAY) and give
+// up after SEND_TIMEOUT_MS on a blocking socket whose peer stops reading.
+// Without a receive buffer no socket is made.
 class CImpSocketClient : public ISocketClient
 {
     TRELL_DECLARE_ALLOCATOR(u"CImpSocketClient")

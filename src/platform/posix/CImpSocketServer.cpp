@@ -42,6 +42,8 @@ CImpSocketServer::~CImpSocketServer()
 
 bool CImpSocketServer::initSocket()
 {
+    if (!m_pOwner->getReceiveBuffer())
+        return false;
     const int iFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (iFd < 0)
         return false;
@@ -93,6 +95,7 @@ unsigned int CImpSocketServer::connect()
         return NO_CLIENT;
     SocketOptions::setTimeout(iClient, SO_RCVTIMEO, RECEIVE_TIMEOUT_MS);
     SocketOptions::setTimeout(iClient, SO_SNDTIMEO, SEND_TIMEOUT_MS);
+    SocketOptions::setNoDelay(iClient);
     if (!m_client.adopt(iClient))
         return NO_CLIENT;
     m_uiClient.store(static_cast<unsigned int>(iClient));

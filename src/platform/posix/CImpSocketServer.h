@@ -16,8 +16,9 @@ class ISocketServerOwner;
 // TCP/IPv4 listening socket on BSD sockets that serves one client at a time
 // (backlog 1). The accepted client's descriptor is its handle.
 //
-// The client's receive timeout is 60 s; sends never raise SIGPIPE and give
-// up after SEND_TIMEOUT_MS when the client stops reading. A client whose
+// The client's receive timeout is 60 s; sends never raise SIGPIPE, leave
+// without delay (TCP_NODELAY) and give up after SEND_TIMEOUT_MS when the
+// client stops reading. Without a receive buffer no socket is made. A client whose
 // receive ended (closed, failed or timed out) is closed here, so that it
 // learns that it has been dropped.
 class CImpSocketServer : public ISocketServer

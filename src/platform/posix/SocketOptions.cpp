@@ -9,6 +9,8 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -22,6 +24,12 @@ void setNonBlocking(int iFd, bool bNonBlocking)
     if (iFlags < 0)
         return;
     ::fcntl(iFd, F_SETFL, bNonBlocking ? (iFlags | O_NONBLOCK) : (iFlags & ~O_NONBLOCK));
+}
+
+void setNoDelay(int iFd)
+{
+    const int iOn = 1;
+    ::setsockopt(iFd, IPPROTO_TCP, TCP_NODELAY, &iOn, sizeof(iOn));
 }
 
 void setTimeout(int iFd, int iOption, unsigned int uiMilliseconds)

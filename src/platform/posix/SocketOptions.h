@@ -11,6 +11,9 @@ class CString;
 namespace SocketOptions {
 
 void setNonBlocking(int iFd, bool bNonBlocking);
+// Small writes leave at once instead of waiting for the peer's
+// acknowledgement: the protocols on these sockets are interactive.
+void setNoDelay(int iFd);
 // SO_RCVTIMEO or SO_SNDTIMEO in milliseconds.
 void setTimeout(int iFd, int iOption, unsigned int uiMilliseconds);
 // The dotted IPv4 address in network order, converted as the address was
