@@ -8,6 +8,9 @@
 
 #include "message/TickClock.h"
 
+#include <algorithm>
+#include <cstdlib>
+
 namespace Trell {
 
 namespace {
@@ -47,7 +50,7 @@ int difference(int a, int b)
 
 unsigned int magnitude(int iValue)
 {
-    return iValue < 0 ? 0u - static_cast<unsigned int>(iValue) : static_cast<unsigned int>(iValue);
+    return static_cast<unsigned int>(std::llabs(iValue));
 }
 
 // Pixels per 200 ms between two samples dt ms apart, clamped to +-1000.
@@ -55,20 +58,17 @@ unsigned int magnitude(int iValue)
 int speedOf(int iFrom, int iTo, int iDt)
 {
     const long long llSpeed = (static_cast<long long>(iTo) - iFrom) * 200 / iDt;
-    if (llSpeed > 1000)
-        return 1000;
-    if (llSpeed < -1000)
-        return -1000;
-    return static_cast<int>(llSpeed);
+    return static_cast<int>(std::min(1000LL, std::max(-1000LL, llSpeed)));
 }
 
 // Appends a sample (dropping the oldest beyond the bound) and recomputes
 // the speeds over the whole retained track.
 void addSample(CCursorManager::tagCursorTrack& track, int iX, int iY, unsigned int uiTimestamp)
 {
+    // At the bound the oldest sample goes and its record becomes the newest.
     CCursorManager::tagCursorPoint* pPoint = nullptr;
     if (track.points.getCount() >= CCursorManager::tagCursorTrack::MAX_POINTS)
-        pPoint = track.points.takeFirst(); // reused as the newest sample
+        pPoint = track.points.takeFirst();
     else
         pPoint = new CCursorManager::tagCursorPoint;
     if (pPoint) {
@@ -78,8 +78,6 @@ void addSample(CCursorManager::tagCursorTrack& track, int iX, int iY, unsigned i
         if (!track.points.add(pPoint))
             delete pPoint;
     }
-    while (track.points.getCount() > CCursorManager::tagCursorTrack::MAX_POINTS)
-        track.points.removeAt(0);
 
     track.xSpeed = 0;
     track.ySpeed = 0;
@@ -272,8 +270,8 @@ void CCursorManager::onTimer(const CTimer* pTimer, unsigned int uiCount)
         if (&timer != pTimer)
             continue;
         // A pulse counted before the timer was stopped or re-armed for a
-        // later finger (its count restarted) is stale.
-        if (!timer.isRunning() || uiCount > timer.getCurrentCount())
+        // later finger is stale: both restart the count.
+        if (uiCount > timer.getCurrentCount())
             continue;
         // After the long-press delay the shorter interval, counted from now:
         // the schedule is anchored at its start, and without a restart the

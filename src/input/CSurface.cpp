@@ -51,7 +51,7 @@ void routeTouchPoint(unsigned int uiSurface, unsigned int uiCursor, int iX, int 
 }
 
 // The message center reaches the surfaces from the moment the library is loaded.
-[[maybe_unused]] const bool s_bTouchRouteInstalled = (TouchRoute::install(&routeTouchPoint), true);
+[[maybe_unused]] const TouchRoute::PFN_ROUTE s_pfnNoRoute = TouchRoute::install(&routeTouchPoint);
 
 } // namespace
 
@@ -59,13 +59,11 @@ CObjectArray<CSurface> CSurface::s_aryInstance(true);
 
 CSurface* CSurface::getInstance(unsigned int uiIndex, bool bCreatePlatform)
 {
-    if (uiIndex >= s_aryInstance.getCount()) {
-        // The entry count would not fit.
-        if (uiIndex == UINT_MAX || !s_aryInstance.reserve(uiIndex + 1))
-            return nullptr;
-        while (s_aryInstance.getCount() <= uiIndex)
-            s_aryInstance.add(nullptr);
-    }
+    // UINT_MAX + 1 entries would not fit the count.
+    if (uiIndex == UINT_MAX || !s_aryInstance.reserve(uiIndex + 1))
+        return nullptr;
+    while (s_aryInstance.getCount() <= uiIndex)
+        s_aryInstance.add(nullptr);
     if (CSurface* pSurface = s_aryInstance.getAt(uiIndex))
         return pSurface;
     CSurface* pSurface = new CSurface(uiIndex, bCreatePlatform);
@@ -90,11 +88,11 @@ CSurface* CSurface::getSurfaceByByName(const CString& strName)
     const CConfigParser::tagSurface* pRecord = pConfig->getSurfaceByByName(strName);
     if (!pRecord)
         return nullptr;
-    for (unsigned int i = 0; i < pConfig->getSurfaceCount(); ++i) {
-        if (pConfig->getSurfaceByIndex(i) == pRecord)
-            return s_aryInstance.getAt(i);
-    }
-    return nullptr;
+    // The record was found, so the walk meets it before running out.
+    unsigned int uiIndex = 0;
+    while (pConfig->getSurfaceByIndex(uiIndex) != pRecord)
+        ++uiIndex;
+    return s_aryInstance.getAt(uiIndex);
 }
 
 CSurface::CSurface(unsigned int uiIndex, bool bCreatePlatform)
