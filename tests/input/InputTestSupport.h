@@ -58,6 +58,7 @@ class CInputFixture : public ::testing::Test
 protected:
     void SetUp() override
     {
+        CMessageCenter::getInstance(); // made on this thread before any producer runs
         manager.setTouchListener(&listener);
         manager.setEnable(true);
     }
