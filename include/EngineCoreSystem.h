@@ -4,6 +4,7 @@
 #include <configuration/Configuration.h>
 #include <document/Document.h>
 #include <foundation/Foundation.h>
+#include <input/Input.h>
 #include <ipc/Ipc.h>
 #include <message/Message.h>
 #include <platform/Platform.h>

@@ -74,6 +74,9 @@ public:
     // Drops what this message holds for the timer with that id; true when
     // nothing is left to deliver (the center then destroys the message).
     virtual bool dropTimerEntries(std::uintptr_t uiTimerID);
+    // Whether this message would call pListener, a receiver of its own
+    // (not the center's listener); false for the base message.
+    virtual bool isAddressedTo(const void* pListener) const;
 
 protected:
     explicit CBaseMessage(EMessageType eType, unsigned int uiID = 0, CObject* pData = nullptr);

@@ -90,9 +90,10 @@ public:
     void pushVoiceContentMessage(const CString& strText);
     void pushLogicEventMessage(unsigned int uiEvent);
     void pushDataContextMessage(unsigned int uiID, CObject* pData);
-    // Status 0 adds, 1 updates, 2 removes the touch point on the surface's
-    // cursor manager, which queues the touch message itself; other statuses
-    // are ignored.
+    // Status 0 adds, 1 updates, 2 removes the touch point on the cursor
+    // manager of CSurface::getInstance(uiSurface, true), with timestamp
+    // "now"; the manager queues the touch message itself. Other statuses are
+    // ignored. No lock of the center is held on the way.
     void pushTouchMessage(unsigned int uiSurface, unsigned int uiCursor, int iX, int iY, unsigned int uiStatus);
 
     // Takes ownership of any message. A closed intake or an unknown type
@@ -115,6 +116,9 @@ public:
     // destroys a timer message left without entries.
     // Timer ids are pointer-sized (a timer's id is its address).
     void deleteTimerMessage(std::uintptr_t uiTimerID);
+    // Removes every message addressed to this receiver of its own (a touch
+    // listener that is going away), so that none is delivered to it.
+    void deleteMessageByListener(const void* pListener);
     void clearMessageList();
 
     // Close and reopen the intake; they do not take the mutex.
@@ -148,10 +152,6 @@ private:
     CObjectList<CBaseMessage>& getPhaseList();
     void deleteMatching(bool bByType, CBaseMessage::EMessageType eType, bool bByID, unsigned int uiID);
     void notifyMessageAvailable();
-    // Hands a touch point to the cursor manager of its surface. The one place
-    // that knows about surfaces: until they are part of the library it drops
-    // the point.
-    void routeTouchPoint(unsigned int uiSurface, unsigned int uiCursor, int iX, int iY, unsigned int uiStatus);
 
     static CMessageCenter* s_pInstance;
 

@@ -68,4 +68,9 @@ bool CBaseMessage::dropTimerEntries(std::uintptr_t)
     return false;
 }
 
+bool CBaseMessage::isAddressedTo(const void*) const
+{
+    return false;
+}
+
 } // namespace Trell

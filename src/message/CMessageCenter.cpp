@@ -5,7 +5,9 @@
 #include <platform/CAutoSync.h>
 
 #include "message/TickClock.h"
+#include "message/TouchRoute.h"
 
+#include <atomic>
 #include <cstring>
 
 namespace Trell {
@@ -35,7 +37,16 @@ bool isRender(const CBaseMessage* pMessage)
     return pMessage->getType() == CBaseMessage::MESSAGE_TYPE_RENDER;
 }
 
+// Constant-initialised, so the route installed while the library loads
+// cannot be overwritten by a later initialisation of this file.
+std::atomic<TouchRoute::PFN_ROUTE> s_pfnTouchRoute{nullptr};
+
 } // namespace
+
+TouchRoute::PFN_ROUTE TouchRoute::install(PFN_ROUTE pfnRoute)
+{
+    return s_pfnTouchRoute.exchange(pfnRoute);
+}
 
 CMessageCenter* CMessageCenter::s_pInstance = nullptr;
 
@@ -161,23 +172,12 @@ void CMessageCenter::pushDataContextMessage(unsigned int uiID, CObject* pData)
 void CMessageCenter::pushTouchMessage(unsigned int uiSurface, unsigned int uiCursor, int iX, int iY,
                                       unsigned int uiStatus)
 {
+    // The input codes 0/1/2 become the statuses press/move/release (1/2/3)
+    // in the cursor manager; the two numberings stay apart on purpose.
     if (uiStatus > 2)
         return;
-    routeTouchPoint(uiSurface, uiCursor, iX, iY, uiStatus);
-}
-
-void CMessageCenter::routeTouchPoint(unsigned int uiSurface, unsigned int uiCursor, int iX, int iY,
-                                     unsigned int uiStatus)
-{
-    // The cursor managers belong to the surfaces, which are not part of this
-    // build yet: once they are, this hands the point to the cursor manager of
-    // CSurface::getInstance(uiSurface, true) (0 adds, 1 updates, 2 removes),
-    // and that manager queues the touch message. Until then the point is dropped.
-    (void)uiSurface;
-    (void)uiCursor;
-    (void)iX;
-    (void)iY;
-    (void)uiStatus;
+    if (TouchRoute::PFN_ROUTE pfnRoute = s_pfnTouchRoute.load())
+        pfnRoute(uiSurface, uiCursor, iX, iY, uiStatus);
 }
 
 // --- Intake ---
@@ -448,6 +448,17 @@ void CMessageCenter::deleteTimerMessage(std::uintptr_t uiTimerID)
             bOn = m_listTimer.removeCurrent();
         else
             bOn = m_listTimer.moveNext();
+    }
+}
+
+void CMessageCenter::deleteMessageByListener(const void* pListener)
+{
+    CAutoSync autoSync(m_syncObject);
+    CObjectList<CBaseMessage>* lists[] = {&m_listCommand, &m_listInput, &m_listData, &m_listTimer, &m_listRender};
+    for (CObjectList<CBaseMessage>* pList : lists) {
+        bool bOn = pList->moveFirst();
+        while (bOn)
+            bOn = pList->getCurrent()->isAddressedTo(pListener) ? pList->removeCurrent() : pList->moveNext();
     }
 }
 

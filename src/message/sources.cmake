@@ -21,6 +21,7 @@ list(APPEND ECS_SOURCES
     src/message/CMessageCenterProxy.cpp
     src/message/TickClock.h
     src/message/TickClock.cpp
+    src/message/TouchRoute.h
     src/message/MessageLog.h
     src/message/MessageLog.cpp
     src/message/CEventDispatcher.cpp

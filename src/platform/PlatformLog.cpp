@@ -1,21 +1,17 @@
 #include "platform/PlatformLog.h"
 
+#include "foundation/EngineLog.h"
 #include <text/CString.h>
 #include <text/CStringConverter.h>
-
-#include <atomic>
 
 namespace Trell {
 namespace PlatformLog {
 
 namespace {
 
-// Constant-initialised: valid before any constructor of the library runs.
-std::atomic<const tagSink*> g_pSink{nullptr};
-
 void logThread(unsigned int uiThreadID, const CString& strName, const char16_t* pszFormat)
 {
-    const tagSink* pSink = g_pSink.load(std::memory_order_acquire);
+    const EngineLog::tagSink* pSink = EngineLog::getSink();
     if (pSink == nullptr || !pSink->isInfoEnabled())
         return;
     const char16_t* pszName = strName.buffer() ? strName.buffer() : u"";
@@ -24,11 +20,6 @@ void logThread(unsigned int uiThreadID, const CString& strName, const char16_t* 
 }
 
 } // namespace
-
-void setSink(const tagSink* pSink)
-{
-    g_pSink.store(pSink, std::memory_order_release);
-}
 
 void logThreadStarted(unsigned int uiThreadID, const CString& strName)
 {
@@ -42,8 +33,7 @@ void logThreadExited(unsigned int uiThreadID, const CString& strName)
 
 void logWarning(const char16_t* pszText)
 {
-    if (const tagSink* pSink = g_pSink.load(std::memory_order_acquire))
-        pSink->warning(pszText);
+    EngineLog::warning(pszText);
 }
 
 } // namespace PlatformLog

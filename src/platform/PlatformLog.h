@@ -1,34 +1,15 @@
 #pragma once
 
-// The one route by which the platform classes log. The platform sits below
-// the log, so the log installs itself here as a sink: the system family does
-// that while the library loads (static initialisation of the log), before
-// any host code runs. Lines logged before that, or with no sink, are dropped.
-// The sink is read atomically, so any thread may log.
-
-#include <foundation/CMemory.h>
+// The platform classes' log lines. They go through the engine sink of the
+// foundation family (foundation/EngineLog.h), which the log installs while
+// the library loads; lines logged before that, or with no sink, are dropped.
+// Any thread may log.
 
 namespace Trell {
 
 class CString;
 
 namespace PlatformLog {
-
-// Where platform lines go; every member must be set. The texts are complete
-// messages in the engine's category.
-struct tagSink
-{
-    TRELL_DECLARE_ALLOCATOR(u"PlatformLog::tagSink")
-
-    // Tested first, so that a silenced log costs no formatting.
-    bool (*isInfoEnabled)();
-    void (*info)(const char16_t* pszText);
-    void (*warning)(const char16_t* pszText);
-};
-
-// Installs `pSink` (not owned; it must stay valid while the library is
-// loaded), or removes the sink with null.
-void setSink(const tagSink* pSink);
 
 // "Thread (ID: %ld, Name: %ls) starts." at information level.
 void logThreadStarted(unsigned int uiThreadID, const CString& strName);

@@ -4,7 +4,7 @@
 #include <system/CLogEngine.h>
 #include <system/ILogOuter.h>
 #include <text/CStringConverter.h>
-#include "platform/PlatformLog.h"
+#include "foundation/EngineLog.h"
 #include "system/LogSettings.h"
 
 namespace Trell {
@@ -257,32 +257,37 @@ void LogSettings::reset()
     g_strFilePath = CString();
 }
 
-// ---- The platform's lines -------------------------------------------------------
+// ---- The lines of the families below the log ------------------------------------
 
 namespace {
 
-bool platformInfoEnabled()
+bool engineInfoEnabled()
 {
     return CLog::isInfoEnabled();
 }
 
-void platformInfo(const char16_t* pszText)
+void engineInfo(const char16_t* pszText)
 {
     CLogEngine::info(pszText);
 }
 
-void platformWarning(const char16_t* pszText)
+void engineWarning(const char16_t* pszText)
 {
     CLogEngine::warning2(pszText);
 }
 
-const PlatformLog::tagSink PLATFORM_SINK = {platformInfoEnabled, platformInfo, platformWarning};
+void engineError(const char16_t* pszText)
+{
+    CLogEngine::error2(pszText);
+}
 
-// The platform cannot call up into the log, so the log installs itself as
-// the platform's sink while the library loads. The sink stays installed
+const EngineLog::tagSink ENGINE_SINK = {engineInfoEnabled, engineInfo, engineWarning, engineError};
+
+// Foundation and platform cannot call up into the log, so the log installs
+// itself as their sink while the library loads. The sink stays installed
 // through static destruction: late thread lines still reach the console and
 // the host's sink.
-const bool g_bPlatformSinkInstalled = (PlatformLog::setSink(&PLATFORM_SINK), true);
+const bool g_bEngineSinkInstalled = (EngineLog::setSink(&ENGINE_SINK), true);
 
 } // namespace
 

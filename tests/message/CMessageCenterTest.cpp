@@ -4,6 +4,7 @@
 #include <message/IMessageCenterListener.h>
 
 #include "MessageTestSupport.h"
+#include "message/TouchRoute.h"
 
 #include <gtest/gtest.h>
 
@@ -235,4 +236,42 @@ TEST_F(MessageCenter, ListenerIsCalledWithoutTheLockHeld)
     center->pushRenderMessage(2);
     center->setListener(nullptr);
     EXPECT_EQ(probe.reached, 2u) << "the center's lock was still held during onMessageAvailable";
+}
+
+// Touch points leave through the installed route, statuses 0 to 2 only and
+// with the center's lock free; a listener of a message's own that goes away
+// takes its queued messages along.
+TEST_F(MessageCenter, TouchRouteAndMessagesAddressedToAListener)
+{
+    static std::vector<std::string> s_routed;
+    static CMessageCenter* s_pCenter;
+    s_routed.clear();
+    s_pCenter = center;
+    const TouchRoute::PFN_ROUTE pfnBefore = TouchRoute::install([](unsigned int s, unsigned int c, int x, int y,
+                                                                   unsigned int a) {
+        std::packaged_task<unsigned int()> task([] { return s_pCenter->getMessageCount(); });
+        std::future<unsigned int> free = task.get_future();
+        std::thread(std::move(task)).detach();
+        s_routed.push_back(std::to_string(s) + std::to_string(c) + std::to_string(x) + std::to_string(y) +
+                           std::to_string(a) + (free.wait_for(std::chrono::seconds(30)) == std::future_status::ready ? "" : "!"));
+    });
+    for (unsigned int uiStatus = 0; uiStatus < 5; ++uiStatus)
+        CMessageCenterProxy::pushTouchMessage(4, 9, -1, 2, uiStatus);
+    EXPECT_NE(TouchRoute::install(pfnBefore), nullptr);
+    EXPECT_EQ(s_routed, (Order{"49-120", "49-121", "49-122"}));
+
+    struct CAddressed : CCountedMessage
+    {
+        CAddressed(unsigned int uiType, const void* pTo) : CCountedMessage(uiType, 0), pTo(pTo) {}
+        bool isAddressedTo(const void* pListener) const override { return pListener == pTo; }
+        const void* pTo;
+    };
+    int a = 0;
+    for (unsigned int uiType : {TOUCH, DATA, USER})
+        center->pushMessage(new CAddressed(uiType, &a));
+    center->pushMessage(new CAddressed(TOUCH, &s_routed));
+    push(TOUCH, 3);
+    center->deleteMessageByListener(&a);
+    EXPECT_EQ(tagLifeCount::live(), 2);
+    EXPECT_FALSE(CMsgRender(1).isAddressedTo(&a));
 }

@@ -1,2 +1,3 @@
+list(APPEND ECS_TESTS text/CCacheObjectTest.cpp)
 include(${CMAKE_CURRENT_LIST_DIR}/string.cmake)
 include(${CMAKE_CURRENT_LIST_DIR}/converter.cmake)

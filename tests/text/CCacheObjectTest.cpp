@@ -1,0 +1,24 @@
+#include <text/CCacheObject.h>
+
+#include <gtest/gtest.h>
+
+using namespace Trell;
+
+TEST(CCacheObject, FrequencyStopsAtItsLimitAndResetBlanksTheEntry)
+{
+    CCacheObject entry(7, CString(u"button.png"));
+    entry.setTime(1234);
+    entry.increaseFrequency();
+    entry.increaseFrequency();
+    EXPECT_EQ(entry.getFrequency(), 2u);
+    entry.setFrequency(0xFFFFFFFEu);
+    entry.increaseFrequency();
+    entry.increaseFrequency();
+    EXPECT_EQ(entry.getFrequency(), 0xFFFFFFFFu) << "stops instead of wrapping";
+
+    entry.reset();
+    EXPECT_EQ(entry.getFrequency(), 0u);
+    EXPECT_EQ(entry.getTime(), 0u);
+    EXPECT_EQ(entry.getId(), 0u);
+    EXPECT_TRUE(entry.getName().isEmpty());
+}
