@@ -7,9 +7,9 @@ cd "$(dirname "$0")/.."
 seconds=${1:-30}
 build=build/fuzz
 CXX=clang++ cmake -S fuzz -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$build" -j2 --target fuzz_xml_string fuzz_xml_stream fuzz_csv fuzz_utf8 fuzz_byte_buffer
+cmake --build "$build" -j2 --target fuzz_xml_string fuzz_xml_stream fuzz_csv fuzz_utf8 fuzz_byte_buffer fuzz_frame_parser
 status=0
-for target in xml_string xml_stream csv utf8 byte_buffer; do
+for target in xml_string xml_stream csv utf8 byte_buffer frame_parser; do
     corpus="$build/corpus/$target"
     mkdir -p "$corpus"
     echo "--- fuzz_$target for ${seconds}s"

@@ -25,6 +25,7 @@ list(APPEND ECS_SOURCES
     src/platform/IShareMemoryOwner.h
     src/platform/PlatformLog.h
     src/platform/PlatformLog.cpp
+    src/platform/SocketOwner.h
     src/platform/CPlatformFactory.cpp
     src/platform/CSyncObject.cpp
     src/platform/CAutoSync.cpp

@@ -33,6 +33,14 @@ list(APPEND ECS_SOURCES
     src/platform/posix/CImpSystem.cpp
     src/platform/posix/CImpShareMemory.h
     src/platform/posix/CImpShareMemory.cpp
+    src/platform/posix/SocketDescriptor.h
+    src/platform/posix/SocketDescriptor.cpp
+    src/platform/posix/SocketOptions.h
+    src/platform/posix/SocketOptions.cpp
+    src/platform/posix/CImpSocketClient.h
+    src/platform/posix/CImpSocketClient.cpp
+    src/platform/posix/CImpSocketServer.h
+    src/platform/posix/CImpSocketServer.cpp
 )
 
 # The built-in MP3 player plays through GStreamer, linked privately: no

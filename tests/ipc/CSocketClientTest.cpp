@@ -1,0 +1,199 @@
+#include <ipc/CSocketClient.h>
+#include <ipc/CSocketServer.h>
+
+#include "ipc/SocketTestSupport.h"
+
+using namespace IpcTest;
+
+namespace {
+
+class CClient : public CSocketClient
+{
+public:
+    explicit CClient(unsigned short usPort, bool bAutoReconnect = true, const char16_t* pszAddress = u"127.0.0.1")
+        : CSocketClient(pszAddress, usPort, bAutoReconnect, 0)
+    {
+        setThreadName(u"dt");
+        setListener(&events);
+    }
+    using CSocketClient::getRetryPause;
+
+    CClientRecorder events;
+};
+
+std::string connectedLine(unsigned short usPort)
+{
+    return "[Info] Socket client (dt) has connected with the socket server (" + std::to_string(usPort) + ").";
+}
+
+std::string lostLine(unsigned short usPort)
+{
+    return "[Info] Socket client (dt) has dis-connected with the socket server (" + std::to_string(usPort) + ").";
+}
+
+std::string failedLine(unsigned short usPort, int iError)
+{
+    return "[Warning] Fail to set connection between the socket client (dt) and socket (" + std::to_string(usPort) +
+           ") server, error code=" + std::to_string(iError) + ".";
+}
+
+} // namespace
+
+TEST(CSocketClient, RetryPauseGrowsWithTheFailures)
+{
+    const unsigned int cases[][2] = {{1, 1000}, {5, 1000}, {6, 2000}, {50, 2000}, {51, 5000}, {1000, 5000}};
+    for (const auto& c : cases)
+        EXPECT_EQ(c[1], CClient::getRetryPause(c[0])) << c[0];
+}
+
+// Connect, receive (heartbeats swallowed), send, lose the server, reconnect.
+TEST(CSocketClient, ConnectsReceivesSendsAndReconnects)
+{
+    CLogRecorder log;
+    unsigned short usPort = 0;
+    CFd listener = rawListen(usPort);
+    CClient client(usPort);
+    EXPECT_EQ(-1, client.sendData(reinterpret_cast<const unsigned char*>("x"), 1));
+    client.start(false);
+    CFd peer = rawAccept(listener.get());
+    ASSERT_TRUE(peer.valid());
+    ASSERT_TRUE(client.events.waitFor('c', 1));
+    EXPECT_TRUE(client.isConnect());
+
+    const std::vector<std::pair<std::string, bool>> chunks = {
+        {"\xAF\x00"s, false}, {"\xAF", true}, {"\xAF\xAF", true}, {"\xAF\xAF\x05", false}, {"data", true}};
+    unsigned long long ullSent = 0;
+    std::vector<std::string> expected;
+    for (const auto& [bytes, bDelivered] : chunks) {
+        ASSERT_TRUE(rawSend(peer.get(), bytes));
+        ullSent += bytes.size();
+        ASSERT_TRUE(waitConsumed(peer.get(), ullSent));
+        if (bDelivered)
+            expected.push_back(bytes);
+    }
+    std::vector<std::string> received;
+    for (const tagEvent& e : client.events.events()) {
+        if (e.cKind == 'r')
+            received.push_back(e.bytes);
+    }
+    EXPECT_EQ(expected, received);
+
+    EXPECT_EQ(3, client.sendData(reinterpret_cast<const unsigned char*>("abc"), 3));
+    EXPECT_EQ("abc", rawReceive(peer.get(), 3));
+
+    peer.reset();
+    ASSERT_TRUE(client.events.waitFor('d', 1));
+    EXPECT_FALSE(client.isConnect());
+    // It comes back by itself after its pause.
+    EXPECT_EQ(1u, log.count(lostLine(usPort)));
+    CFd again = rawAccept(listener.get());
+    ASSERT_TRUE(again.valid());
+    ASSERT_TRUE(client.events.waitFor('c', 2));
+    client.stop();
+    EXPECT_TRUE(rawPeerClosed(again.get()));
+    EXPECT_EQ(0u, client.getThreadID());
+
+    EXPECT_EQ(2u, log.count(connectedLine(usPort)));
+    EXPECT_EQ(0u, log.countPrefix("[Warning]"));
+}
+
+TEST(CSocketClient, WithoutAutoReconnectTheThreadEndsWithTheConnection)
+{
+    unsigned short usPort = 0;
+    CFd listener = rawListen(usPort);
+    CClient client(usPort, false);
+    client.start(true);
+    CFd peer = rawAccept(listener.get());
+    ASSERT_TRUE(client.events.waitFor('c', 1));
+    peer.reset();
+    ASSERT_TRUE(client.events.waitFor('d', 1));
+    ASSERT_TRUE(waitUntil([&] { return client.getThreadID() == 0; }, 20s));
+    EXPECT_FALSE(rawAccept(listener.get(), 1500ms).valid());
+    EXPECT_EQ(2u, client.events.events().size());
+}
+
+// With the server gone the client keeps trying: a warning at the 1st, 21st,
+// 41st and 61st failure, then 5 s pauses, which tryToConnect cuts short.
+TEST(CSocketClient, RetriesWithGrowingPausesUntilTheServerIsBack)
+{
+    CLogRecorder log;
+    auto pServer = std::make_unique<CSocketServer>(0, 0);
+    pServer->setBindAddress(u"127.0.0.1");
+    pServer->start();
+    ASSERT_TRUE(waitUntil([&] { return pServer->getListeningPort() != 0; }, 20s));
+    const unsigned short usPort = static_cast<unsigned short>(pServer->getListeningPort());
+    CClient client(usPort);
+    client.start(false);
+    ASSERT_TRUE(client.events.waitFor('c', 1));
+    pServer.reset();
+    ASSERT_TRUE(client.events.waitFor('d', 1));
+
+    const std::string warning = failedLine(usPort, ECONNREFUSED);
+    ASSERT_TRUE(waitUntil([&] { return client.tryToConnect(), log.count(warning) >= 4; }, 30s));
+    EXPECT_EQ(4u, log.countPrefix("[Warning]"));
+
+    pServer = std::make_unique<CSocketServer>(usPort, 0);
+    pServer->setBindAddress(u"127.0.0.1");
+    pServer->start();
+    ASSERT_TRUE(waitUntil([&] { return pServer->getListeningPort() != 0; }, 20s));
+    // Past the sixtieth failure the pause is 5 s: the server stays unseen...
+    std::this_thread::sleep_for(2500ms);
+    EXPECT_FALSE(client.isConnect());
+    // ...until tryToConnect ends the pause.
+    const auto start = std::chrono::steady_clock::now();
+    client.tryToConnect();
+    ASSERT_TRUE(waitUntil([&] { return client.isConnect(); }, 20s));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1500ms);
+    EXPECT_EQ(2u, log.count(connectedLine(usPort)));
+    client.stop();
+    EXPECT_EQ(4u, log.count(warning));
+}
+
+// A stop is not held up by a connect under way or by a retry pause.
+TEST(CSocketClient, StopEndsAConnectUnderWay)
+{
+    // An address that does not answer (or has no route): either way the
+    // client is inside its 3 s connect wait or its pause when stopped.
+    CClient client(9, true, u"10.255.255.1");
+    client.start(false);
+    std::this_thread::sleep_for(200ms);
+    const auto start = std::chrono::steady_clock::now();
+    client.stop();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 2000ms);
+    EXPECT_EQ(0u, client.getThreadID());
+    EXPECT_FALSE(client.isConnect());
+}
+
+// Heartbeats go out every 5 s on the timer manager while connected, and the
+// server swallows them all.
+TEST(CSocketClient, HeartBeatEveryFiveSecondsNeverReachesTheServerListener)
+{
+    CFakeTime time;
+    CServerRecorder serverEvents;
+    CSocketServer server(0, 0);
+    server.setBindAddress(u"127.0.0.1");
+    server.setListener(&serverEvents);
+    server.start();
+    ASSERT_TRUE(waitUntil([&] { return server.getListeningPort() != 0; }, 20s));
+    CClient client(static_cast<unsigned short>(server.getListeningPort()));
+    client.setNeedSendHB(true);
+    client.start(false);
+    ASSERT_TRUE(serverEvents.waitFor('c', 1));
+    ASSERT_TRUE(client.events.waitFor('c', 1));
+    const int iServerSide = static_cast<int>(serverEvents.events()[0].uiClient);
+
+    for (unsigned long long ullBeats = 1; ullBeats <= 3; ++ullBeats) {
+        time.advance(4990);
+        ASSERT_TRUE(waitForChecks());
+        pumpMessages();
+        EXPECT_EQ(2 * (ullBeats - 1), bytesReceived(iServerSide));
+        time.advance(10);
+        ASSERT_TRUE(pumpUntil([&] { return bytesReceived(iServerSide) == 2 * ullBeats; }));
+    }
+    ASSERT_TRUE(waitUntil([&] { return bytesQueued(iServerSide) == 0; }, 20s));
+    EXPECT_EQ(0u, serverEvents.count('r'));
+    ASSERT_EQ(1, client.sendData(reinterpret_cast<const unsigned char*>("x"), 1));
+    ASSERT_TRUE(serverEvents.waitForBytes(1));
+    EXPECT_EQ("x", serverEvents.received());
+    client.stop();
+}
