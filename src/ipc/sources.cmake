@@ -3,11 +3,7 @@ list(APPEND ECS_HEADERS
     include/ipc/IShareMemoryListener.h
     include/ipc/CShareMemory.h
     include/ipc/CShareMemoryProxy.h
-    include/ipc/CMsgShareMemory.h)
-list(APPEND ECS_SOURCES
-    src/ipc/CShareMemory.cpp
-    src/ipc/CShareMemoryProxy.cpp
-    src/ipc/CMsgShareMemory.cpp)
+    include/ipc/CMsgShareMemory.h
     include/ipc/ISocketClientListener.h
     include/ipc/ISocketServerListener.h
     include/ipc/CSocketClient.h
@@ -16,6 +12,10 @@ list(APPEND ECS_SOURCES
     include/ipc/CMsgDataTransfer.h
     include/ipc/CDataTransfer.h
     include/ipc/CDataTransferProxy.h)
+list(APPEND ECS_SOURCES
+    src/ipc/CShareMemory.cpp
+    src/ipc/CShareMemoryProxy.cpp
+    src/ipc/CMsgShareMemory.cpp
     src/ipc/CSocketClient.cpp
     src/ipc/CSocketServer.cpp
     src/ipc/IDataTransferListener.cpp

@@ -1,5 +1,11 @@
 list(APPEND ECS_TESTS
     ipc/CShareMemoryTest.cpp
+    ipc/SocketTestSupport.h
+    ipc/CSocketServerTest.cpp
+    ipc/CSocketClientTest.cpp
+    ipc/DataTransferTestSupport.h
+    ipc/CDataTransferTest.cpp
+    ipc/CDataTransferBadInputTest.cpp
 )
 
 # The second process of the shared-memory tests.
@@ -11,12 +17,6 @@ target_compile_options(ecs_test_shm_helper PRIVATE -Wall -Wextra)
 cmake_language(DEFER CALL target_compile_definitions tests_ipc PRIVATE
     "ECS_TEST_SHM_HELPER=\"$<TARGET_FILE:ecs_test_shm_helper>\"")
 cmake_language(DEFER CALL add_dependencies tests_ipc ecs_test_shm_helper)
-    ipc/SocketTestSupport.h
-    ipc/CSocketServerTest.cpp
-    ipc/CSocketClientTest.cpp
-    ipc/DataTransferTestSupport.h
-    ipc/CDataTransferTest.cpp
-    ipc/CDataTransferBadInputTest.cpp
 # The Wireshark dissector on traffic of the remote tool, captured by tshark.
 add_test(NAME ipc_dissector
     COMMAND ${CMAKE_CURRENT_LIST_DIR}/dissector_test.sh $<TARGET_FILE:ecs-remote>
