@@ -1,0 +1,418 @@
+#include "CHostApp.h"
+
+#include <configuration/CConfigParser.h>
+#include <document/CXMLElement.h>
+#include <document/CXMLParser.h>
+#include <foundation/CMemManager.h>
+#include <input/CCursor.h>
+#include <input/CSurface.h>
+#include <message/CBaseMessage.h>
+#include <message/CMessageCenter.h>
+#include <platform/CPlatformFactory.h>
+#include <system/CLog.h>
+#include <system/CPath.h>
+#include <text/CStringConverter.h>
+#include <timer/CTimerManager.h>
+
+#if ECS_HOST_DATA_TRANSFER
+#include <ipc/CDataTransfer.h>
+#include <ipc/CDataTransferProxy.h>
+#endif
+
+#include <cinttypes>
+#include <vector>
+
+using namespace Trell;
+
+namespace Host {
+
+std::string toUtf8(const CString& strText)
+{
+    if (strText.length() == 0)
+        return std::string();
+    std::vector<unsigned char> bytes(3 * strText.length() + 2);
+    unsigned int uiWritten = 0;
+    CStringConverter::convertToUTF8(strText, bytes.data(), static_cast<unsigned int>(bytes.size()), &uiWritten);
+    return std::string(reinterpret_cast<const char*>(bytes.data()), uiWritten);
+}
+
+namespace {
+
+CString fromUtf8(const std::string& strText)
+{
+    CString out;
+    CStringConverter::convertFromUTF8(reinterpret_cast<const unsigned char*>(strText.c_str()), out);
+    return out;
+}
+
+const char* touchStatusName(unsigned int uiStatus)
+{
+    switch (uiStatus) {
+    case CCursor::TOUCH_STATUS_PRESS:
+        return "press";
+    case CCursor::TOUCH_STATUS_MOVE:
+        return "move";
+    case CCursor::TOUCH_STATUS_RELEASE:
+        return "release";
+    case CCursor::TOUCH_STATUS_WHEEL:
+        return "wheel";
+    default:
+        return "none";
+    }
+}
+
+std::string touchText(const CCursor& cursor)
+{
+    char szLine[256];
+    std::snprintf(szLine, sizeof(szLine), "%s cursor=%u x=%d y=%d dx=%d dy=%d xspeed=%d yspeed=%d t=%u",
+                  touchStatusName(cursor.getTouchStatus()), cursor.getID(), cursor.getX(), cursor.getY(),
+                  cursor.getXDelta(), cursor.getYDelta(), cursor.getXSpeed(), cursor.getYSpeed(),
+                  cursor.getTimestamp());
+    std::string strText = szLine;
+    if (cursor.getTouchStatus() == CCursor::TOUCH_STATUS_WHEEL)
+        strText += " distance=" + std::to_string(cursor.getDistance());
+    return strText;
+}
+
+} // namespace
+
+CHostApp::CHostApp(std::FILE* pOut) : m_pOut(pOut), m_wake(CString()), m_runTimer(0, 1)
+{
+    m_runTimer.setListener(this);
+}
+
+CHostApp::~CHostApp()
+{
+    shutDown();
+}
+
+void CHostApp::printLine(const std::string& strLine)
+{
+    std::fwrite(strLine.data(), 1, strLine.size(), m_pOut);
+    std::fputc('\n', m_pOut);
+    std::fflush(m_pOut);
+}
+
+void CHostApp::printHost(const std::string& strLine)
+{
+    printLine("host: " + strLine);
+}
+
+bool CHostApp::startUp(const tagHostOptions& options, IPlatformFactory* pFactory)
+{
+    m_bStarted = true;
+
+    // 1. Folders: the application folder is the executable's, the project
+    // folder the one named on the command line.
+    CPath::setApplicationFolder(CPath::getApplicationFolder());
+    const CString strCurrent = fromUtf8(options.strProjectFolder.empty() ? "." : options.strProjectFolder);
+    CString strProject = CPath::deleteTrailingPathDelimiter(strCurrent);
+    CPath::setProjectFolder(strProject);
+
+    // 2. The configuration; every later reader of settings depends on it.
+    const CString strConfig = options.strConfigPath.empty()
+                                  ? CPath::generateAbsolutePath(CPath::addTrailingPathDelimiter(strProject),
+                                                                CString(u"engine-config.xml"))
+                                  : fromUtf8(options.strConfigPath);
+    CConfigParser* pConfig = CConfigParser::getInstance();
+    if (!pConfig || !pConfig->load(strConfig)) {
+        printHost("cannot load the configuration " + toUtf8(strConfig));
+        return false;
+    }
+    if (CMemManager* pMemory = CMemManager::getInstance())
+        pMemory->setMemReportFile(pConfig->getMemReportOutput()->file_path_win);
+
+    // 3. The log file named by the configuration.
+    CLog::initialize();
+    printHost("configuration " + toUtf8(strConfig));
+
+    // The message center is made here, on the main thread, before any
+    // producer thread can ask for it.
+    CMessageCenter* pCenter = CMessageCenter::getInstance();
+    pCenter->setListener(this);
+
+    // 4. The surface factory before any surface, then the timer thread.
+    CPlatformFactory::getInstance()->registerFactory(pFactory);
+    CTimerManager::getInstance()->start();
+    m_bTimerStarted = true;
+    const CConfigParser::tagTouchParam* pTouch = pConfig->getTouchParam();
+    printHost("timer manager started; long press " + std::to_string(pTouch->long_press_delay) + " ms, repeat " +
+              std::to_string(pTouch->continuous_press_interval) + " ms, waver " +
+              std::to_string(pTouch->waver_distance) + " px");
+
+    for (unsigned int i = 0; i < pConfig->getSurfaceCount(); ++i) {
+        const CConfigParser::tagSurface* pRecord = pConfig->getSurfaceByIndex(i);
+        if (!pRecord || !pRecord->use)
+            continue;
+        CSurface* pSurface = CSurface::getInstance(i, true);
+        if (!pSurface)
+            continue;
+        m_surfaces.push_back(pSurface);
+        pSurface->setTouchListener(this);
+        pSurface->setEnable(pRecord->enable_touch);
+        const bool bReady = pSurface->initialize();
+        pSurface->setSurfaceName(pRecord->name);
+        printHost("surface " + std::to_string(i) + " " + toUtf8(pRecord->name) + " " +
+                  std::to_string(pSurface->getSurfaceWidth()) + "x" + std::to_string(pSurface->getSurfaceHeight()) +
+                  " at " + std::to_string(pRecord->offset_x) + "," + std::to_string(pRecord->offset_y) +
+                  (pRecord->enable_touch ? " touch on" : " touch off") + (bReady ? "" : " (not initialised)"));
+    }
+
+    // 5. The rest: the remote-control server.
+#if ECS_HOST_DATA_TRANSFER
+    if (options.uiPort != 0) {
+        m_pDataTransfer = new CDataTransferProxy();
+        m_pDataTransfer->setListener(this);
+        m_pDataTransfer->openAsServer(options.uiPort, fromUtf8(options.strBindAddress));
+        printHost("data transfer listening on " + options.strBindAddress + ":" + std::to_string(options.uiPort));
+    }
+#else
+    if (options.uiPort != 0)
+        printHost("data transfer not built in; no remote control");
+#endif
+
+    if (options.uiRunMilliseconds != 0) {
+        m_runTimer.setDelay(options.uiRunMilliseconds);
+        m_runTimer.start();
+        printHost("running for " + std::to_string(options.uiRunMilliseconds) + " ms");
+    }
+    printHost("ready");
+    return true;
+}
+
+void CHostApp::run()
+{
+    CMessageCenter* pCenter = CMessageCenter::getInstance();
+    while (!m_bQuit) {
+        CObjectPtr<CBaseMessage> ptrMessage = pCenter->popMessage();
+        if (!ptrMessage) {
+            // A push between the empty pop and this wait leaves the event
+            // set, so the wait returns at once: nothing is missed.
+            m_wake.wait(0);
+            continue;
+        }
+        m_pCurrent = ptrMessage.get();
+        ++m_uiHandled;
+        ptrMessage->handleMessage();
+        m_pCurrent = nullptr;
+    }
+}
+
+void CHostApp::shutDown()
+{
+    if (!m_bStarted)
+        return;
+    m_bStarted = false;
+    printHost("shutting down after " + std::to_string(m_uiHandled) + " messages");
+
+#if ECS_HOST_DATA_TRANSFER
+    // Worker threads first: the socket thread stops pushing.
+    if (m_pDataTransfer) {
+        m_pDataTransfer->close();
+        delete m_pDataTransfer;
+        m_pDataTransfer = nullptr;
+        CDataTransfer::deleteAllInstance();
+        printHost("data transfer closed");
+    }
+#endif
+    // Surfaces drop their fingers and press timers, then the timer thread stops.
+    for (CSurface* pSurface : m_surfaces)
+        pSurface->unInitialize();
+    m_surfaces.clear();
+    m_runTimer.stop();
+    if (m_bTimerStarted) {
+        CTimerManager::getInstance()->stop();
+        m_bTimerStarted = false;
+        printHost("timer manager stopped");
+    }
+    CSurface::deleteInstance();
+    printHost("surfaces released");
+    if (CMessageCenter* pCenter = CMessageCenter::getInstance()) {
+        pCenter->setListener(nullptr);
+        pCenter->clearMessageList();
+    }
+    CMessageCenter::deleteInstance();
+    CTimerManager::deleteInstance();
+    printHost("message center released");
+    CLog::unInitialize();
+    CConfigParser::deleteInstance();
+    CPath::clearData();
+    CPlatformFactory::deleteInstance();
+    printHost("stopped");
+}
+
+void CHostApp::requestQuit(const char* pszReason)
+{
+    printHost(std::string("quit requested: ") + pszReason);
+    if (CMessageCenter* pCenter = CMessageCenter::getInstance())
+        pCenter->pushQuitMessage();
+}
+
+std::string CHostApp::messagePrefix() const
+{
+    if (!m_pCurrent)
+        return "[- -] ";
+    char szPrefix[96];
+    std::snprintf(szPrefix, sizeof(szPrefix), "[%u %s] id=%u ", static_cast<unsigned int>(m_pCurrent->getType()),
+                  toUtf8(m_pCurrent->getTypeName()).c_str(), m_pCurrent->getID());
+    return szPrefix;
+}
+
+void CHostApp::printTouch(const char* pszWhat, const CCursor& cursor, const char* pszSource)
+{
+    (void)pszWhat;
+    printLine(messagePrefix() + pszSource + " " + touchText(cursor));
+    if (m_pTrackView)
+        m_pTrackView->addTouch(cursor);
+}
+
+void CHostApp::onHandleQuitMessage()
+{
+    printLine(messagePrefix() + "quit");
+    m_bQuit = true;
+}
+
+void CHostApp::onHandleRenderMessage(unsigned int uiID)
+{
+    printLine(messagePrefix() + "render surface=" + std::to_string(uiID));
+    if (m_pTrackView)
+        m_pTrackView->redraw();
+}
+
+void CHostApp::onHandleLogicEventMessage(unsigned int uiEvent)
+{
+    printLine(messagePrefix() + "logic event=" + std::to_string(uiEvent));
+}
+
+void CHostApp::onHandleVoiceContentMessage(const CString& strText)
+{
+    printLine(messagePrefix() + "voice text=" + toUtf8(strText));
+}
+
+void CHostApp::onHandleSystemMessage(unsigned int uiCommand, CObject* pData)
+{
+    printLine(messagePrefix() + "system command=" + std::to_string(uiCommand) + (pData ? " data" : ""));
+}
+
+void CHostApp::onHandleGestureMessage(unsigned int uiGesture, unsigned int uiID, CObject* pData)
+{
+    printLine(messagePrefix() + "gesture=" + std::to_string(uiGesture) + " target=" + std::to_string(uiID) +
+              (pData ? " data" : ""));
+}
+
+void CHostApp::onHandleHardkeyMessage(unsigned int uiKeyCode, unsigned int uiKeyStatus)
+{
+    printLine(messagePrefix() + "hardkey code=" + std::to_string(uiKeyCode) + " status=" +
+              std::to_string(uiKeyStatus));
+}
+
+void CHostApp::onHandleIMEMessage(const CString& strText)
+{
+    printLine(messagePrefix() + "ime text=" + toUtf8(strText));
+}
+
+void CHostApp::onHandleDataContextMessage(unsigned int uiID, CObject* pData)
+{
+    printLine(messagePrefix() + "data context=" + std::to_string(uiID) + (pData ? " data" : ""));
+}
+
+void CHostApp::onHandleUserMessage(unsigned int uiCommand, CObject* pData)
+{
+    printLine(messagePrefix() + "user command=" + std::to_string(uiCommand) + (pData ? " data" : ""));
+}
+
+void CHostApp::onMessageAvailable()
+{
+    m_wake.notify();
+}
+
+void CHostApp::onTouchPress(const CCursor& cursor)
+{
+    printTouch("press", cursor, "surface");
+}
+
+void CHostApp::onTouchMove(const CCursor& cursor)
+{
+    printTouch("move", cursor, "surface");
+}
+
+void CHostApp::onTouchRelease(const CCursor& cursor)
+{
+    printTouch("release", cursor, "surface");
+}
+
+void CHostApp::onTouchWheel(const CCursor& cursor)
+{
+    printTouch("wheel", cursor, "surface");
+}
+
+void CHostApp::onTimer(const CTimer* pTimer, unsigned int uiCount)
+{
+    char szLine[96];
+    std::snprintf(szLine, sizeof(szLine), "timer=0x%" PRIxPTR " count=%u", pTimer ? pTimer->getID() : 0, uiCount);
+    printLine(messagePrefix() + szLine);
+}
+
+void CHostApp::onTimerComplete(const CTimer* pTimer)
+{
+    char szLine[96];
+    std::snprintf(szLine, sizeof(szLine), "timer=0x%" PRIxPTR " complete", pTimer ? pTimer->getID() : 0);
+    printLine(messagePrefix() + szLine);
+    if (pTimer == &m_runTimer)
+        requestQuit("run time over");
+}
+
+#if ECS_HOST_DATA_TRANSFER
+void CHostApp::onConnect()
+{
+    printLine(messagePrefix() + "remote connected");
+}
+
+void CHostApp::onDisconnect()
+{
+    printLine(messagePrefix() + "remote disconnected");
+}
+
+void CHostApp::onTouchInputAvailable(const CCursor& cursor)
+{
+    printLine(messagePrefix() + "remote touch_input " + touchText(cursor));
+    // The remote finger goes through the first surface's cursor manager as a
+    // platform touch would, so it gets its track, speeds and press repetition.
+    const unsigned int uiStatus = cursor.getTouchStatus();
+    if (uiStatus >= CCursor::TOUCH_STATUS_PRESS && uiStatus <= CCursor::TOUCH_STATUS_RELEASE)
+        CMessageCenter::getInstance()->pushTouchMessage(0, cursor.getID(), cursor.getX(), cursor.getY(),
+                                                        uiStatus - 1);
+}
+
+void CHostApp::onPageCMDAvailable(IDataTransferListener::EOperationHandle eHandle, CString strPageName)
+{
+    printLine(messagePrefix() + "remote page_cmd handle=" + std::to_string(static_cast<int>(eHandle)) +
+              " page=" + toUtf8(strPageName));
+}
+
+void CHostApp::onPopupCMDAvailable(IDataTransferListener::EOperationHandle eHandle, CString strPopupName)
+{
+    printLine(messagePrefix() + "remote popup_cmd handle=" + std::to_string(static_cast<int>(eHandle)) +
+              " popup=" + toUtf8(strPopupName));
+}
+
+void CHostApp::onLogicDataAvailable(CArrayPtr<unsigned char> bytes)
+{
+    printLine(messagePrefix() + "remote logic raw bytes=" + std::to_string(bytes.getCount()));
+}
+
+void CHostApp::onLogicDataAvailable(CXMLParser* pDocument)
+{
+    const CXMLElement* pRoot = pDocument ? pDocument->getRootElement() : nullptr;
+    CString strText;
+    if (pDocument)
+        pDocument->saveToString(strText, false);
+    const std::string strRoot = pRoot ? toUtf8(pRoot->getName()) : std::string();
+    printLine(messagePrefix() + "remote logic xml root=" + strRoot + " chars=" + std::to_string(strText.length()));
+    // A document whose root is <quit/> is the remote way to end the host.
+    if (strRoot == "quit")
+        requestQuit("remote quit document");
+}
+#endif
+
+} // namespace Host
