@@ -181,36 +181,48 @@ def case_remote(args, tmp):
                                "xml", args.config, "raw", "01ff20"])
     out, _ = tool.communicate(timeout=WAIT)
     check(tool.returncode == 0, "remote tool failed:\n" + out)
+    # Everything sent has been handled before the quit (a quit jumps the queue).
     host.wait_for(r"remote logic raw bytes=3$")
+    host.wait_for(r"remote popup_cmd ")
+    host.wait_for(r"surface release cursor=7 ")
     quit_tool = remote(args, port, ["xml", args.quit_xml])
     quit_tool.communicate(timeout=WAIT)
     status = host.finish()
     check(status == 0, "exit status %d:\n%s" % (status, "\n".join(host.lines)))
     lines = host.lines
-    remote_id = r"\[20 Touch\] id=\d+ "
+    remote_id = r"^\[20 Touch\] id=[1-9]\d* "
+    data_id = r"^\[33 Data Transfer\] id=[1-9]\d* "
     check_order(lines, ["host: data transfer listening on 127.0.0.1:%d" % port, "host: ready"])
-    expected = [
-        r"^\[33 Data Transfer\] id=\d+ remote connected$",
-        remote_id + r"remote touch_input press cursor=7 x=100 y=200 dx=0 dy=0 xspeed=0 yspeed=0",
-        r"^\[20 Touch\] id=0 surface press cursor=7 x=100 y=200 dx=0 dy=0 xspeed=0 yspeed=0",
-        remote_id + r"remote touch_input move cursor=7 x=150 y=260",
-        r"^\[20 Touch\] id=0 surface move cursor=7 x=150 y=260 dx=50 dy=60 xspeed=0 yspeed=0",
-        remote_id + r"remote touch_input release cursor=7 x=180 y=300",
-        r"^\[20 Touch\] id=0 surface release cursor=7 x=180 y=300 dx=80 dy=100 ",
-        remote_id + r"remote page_cmd handle=5 page=Main$",
-        # Popups are written as "page_name" and read as "popup_name": the name is lost on purpose.
-        remote_id + r"remote popup_cmd handle=2 popup=$",
-        r"^\[33 Data Transfer\] id=\d+ remote logic xml root=engine chars=\d+$",
-        r"^\[33 Data Transfer\] id=\d+ remote logic raw bytes=3$",
-        r"^\[33 Data Transfer\] id=\d+ remote logic xml root=quit chars=\d+$",
-        r"^host: quit requested: remote quit document$",
-        r"^\[11 Quit\] id=0 quit$",
+    # The center serves its queues by weight, not in arrival order: the order
+    # holds within the input queue (commands travel with the touches, and
+    # the surface's own touches queue behind the remote ones that caused
+    # them) and within the data queue.
+    sequences = [
+        [remote_id + r"remote touch_input press cursor=7 x=100 y=200 dx=0 dy=0 xspeed=0 yspeed=0 t=0$",
+         remote_id + r"remote touch_input move cursor=7 x=150 y=260 ",
+         remote_id + r"remote touch_input release cursor=7 x=180 y=300 ",
+         remote_id + r"remote page_cmd handle=5 page=Main$",
+         # Popups are written as "page_name" and read as "popup_name": the name is lost on purpose.
+         remote_id + r"remote popup_cmd handle=2 popup=$",
+         r"^\[20 Touch\] id=0 surface press cursor=7 x=100 y=200 dx=0 dy=0 xspeed=0 yspeed=0 t=\d+$",
+         r"^\[20 Touch\] id=0 surface move cursor=7 x=150 y=260 dx=50 dy=60 xspeed=0 yspeed=0 t=\d+$",
+         r"^\[20 Touch\] id=0 surface release cursor=7 x=180 y=300 dx=80 dy=100 xspeed=-?\d+ yspeed=-?\d+ t=\d+$"],
+        [data_id + r"remote connected$",
+         data_id + r"remote logic xml root=engine chars=\d+$",
+         data_id + r"remote logic raw bytes=3$",
+         data_id + r"remote disconnected$",
+         data_id + r"remote connected$",
+         data_id + r"remote logic xml root=quit chars=\d+$",
+         r"^host: quit requested: remote quit document$",
+         r"^\[11 Quit\] id=0 quit$"],
     ]
-    at = 0
-    for rx in expected:
-        found = [i for i in range(at, len(lines)) if re.search(rx, lines[i])]
-        check(found, "missing %r after line %d:\n%s" % (rx, at, "\n".join(lines)))
-        at = found[0] + 1
+    for sequence in sequences:
+        at = 0
+        for rx in sequence:
+            found = [i for i in range(at, len(lines)) if re.search(rx, lines[i])]
+            check(found, "missing %r after line %d:\n%s" % (rx, at, "\n".join(lines)))
+            at = found[0] + 1
+    at = lines.index("[11 Quit] id=0 quit") + 1
     check_order(lines[at:], ["host: shutting down after", "host: data transfer closed"] + SHUTDOWN[1:])
     check_memory_report(args, project)
 
