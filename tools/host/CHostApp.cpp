@@ -375,6 +375,8 @@ void CHostApp::onDisconnect()
 
 void CHostApp::onTouchInputAvailable(const CCursor& cursor)
 {
+    if (m_touchInputHook)
+        m_touchInputHook(cursor);
     printLine(messagePrefix() + "remote touch_input " + touchText(cursor));
     // The remote finger goes through the first surface's cursor manager as a
     // platform touch would, so it gets its track, speeds and press repetition.

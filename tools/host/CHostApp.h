@@ -23,6 +23,8 @@
 #endif
 
 #include <cstdio>
+#include <functional>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -83,6 +85,9 @@ public:
     // Where finger tracks are drawn (window mode); null for none.
     void setTrackView(ITrackView* pView) { m_pTrackView = pView; }
     unsigned int getHandledCount() const { return m_uiHandled; }
+    // Called first thing in the handler of every remote touch input (main
+    // thread); for measurements.
+    void setTouchInputHook(std::function<void(const Trell::CCursor&)> hook) { m_touchInputHook = std::move(hook); }
 
     // IMessageCenterListener
     void onHandleQuitMessage() override;
@@ -138,6 +143,7 @@ private:
     unsigned int m_uiHandled = 0;
     Trell::CTimer m_runTimer;
     ITrackView* m_pTrackView = nullptr;
+    std::function<void(const Trell::CCursor&)> m_touchInputHook;
     std::vector<Trell::CSurface*> m_surfaces;
     bool m_bStarted = false;
     bool m_bTimerStarted = false;
