@@ -116,6 +116,26 @@ bool receiveAll(int fd, char* pBuffer, size_t uiSize)
     return true;
 }
 
+// A project folder with a configuration of one touch surface and a quiet
+// console; removed again by the caller.
+std::string makeProject()
+{
+    char szTemplate[] = "/tmp/bench_host.XXXXXX";
+    const char* pszFolder = ::mkdtemp(szTemplate);
+    if (!pszFolder)
+        return std::string();
+    const std::string strFolder = pszFolder;
+    std::FILE* pFile = std::fopen((strFolder + "/engine-config.xml").c_str(), "w");
+    if (!pFile)
+        return std::string();
+    std::fputs("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<engine>"
+               "<log_output terminal=\"false\"/><surface_set><surface use=\"true\" name=\"main\" width=\"800\" "
+               "height=\"480\" enable_touch=\"true\"/></surface_set></engine>\n",
+               pFile);
+    std::fclose(pFile);
+    return strFolder;
+}
+
 void report(benchmark::State& state, std::vector<double>& samples)
 {
     if (samples.empty()) {
@@ -148,6 +168,7 @@ void BM_HostTouchInput(benchmark::State& state)
         });
         Host::tagHostOptions options;
         options.uiPort = usPort;
+        options.strProjectFolder = makeProject();
         if (!app.startUp(options, &factory)) {
             state.SkipWithError("host did not start");
             break;
@@ -176,6 +197,8 @@ void BM_HostTouchInput(benchmark::State& state)
         remote.join();
         app.shutDown();
         std::fclose(pOut);
+        std::remove((options.strProjectFolder + "/engine-config.xml").c_str());
+        ::rmdir(options.strProjectFolder.c_str());
         std::vector<double> samples;
         for (unsigned int i = 0; i < uiHandled.load(); ++i)
             samples.push_back(std::chrono::duration<double, std::micro>(handled[i] - sent[i]).count());
