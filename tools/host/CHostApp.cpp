@@ -195,6 +195,10 @@ void CHostApp::run()
         ++m_uiHandled;
         ptrMessage->handleMessage();
         m_pCurrent = nullptr;
+        if (m_bQuitWhenDrained && pCenter->getMessageCount() == 0) {
+            m_bQuitWhenDrained = false;
+            requestQuit("remote quit document");
+        }
     }
 }
 
@@ -412,8 +416,11 @@ void CHostApp::onLogicDataAvailable(CXMLParser* pDocument)
     const std::string strRoot = pRoot ? toUtf8(pRoot->getName()) : std::string();
     printLine(messagePrefix() + "remote logic xml root=" + strRoot + " chars=" + std::to_string(strText.length()));
     // A document whose root is <quit/> is the remote way to end the host.
+    // What the remote sent before it may still wait in the input queue (the
+    // center serves data before input by weight), and a quit message would
+    // jump all of it: the quit follows once the queue has drained.
     if (strRoot == "quit")
-        requestQuit("remote quit document");
+        m_bQuitWhenDrained = true;
 }
 #endif
 

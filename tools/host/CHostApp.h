@@ -140,6 +140,8 @@ private:
     // The message being handled, for the lines its callbacks print.
     Trell::CBaseMessage* m_pCurrent = nullptr;
     bool m_bQuit = false;
+    // A remote quit waits for the messages queued before it.
+    bool m_bQuitWhenDrained = false;
     unsigned int m_uiHandled = 0;
     Trell::CTimer m_runTimer;
     ITrackView* m_pTrackView = nullptr;
