@@ -189,17 +189,20 @@ def case_remote(args, tmp):
     remote_id = r"^\[20 Touch\] id=[1-9]\d* "
     data_id = r"^\[33 Data Transfer\] id=[1-9]\d* "
     check_order(lines, ["host: data transfer listening on 127.0.0.1:%d" % port, "host: ready"])
-    # The center serves its queues by weight, not in arrival order: the order
-    # holds within the input queue (commands travel with the touches, and
-    # the surface's own touches queue behind the remote ones that caused
-    # them) and within the data queue.
+    # The center serves its queues by weight, not in arrival order, and the
+    # surface's own touches are queued while the remote ones are handled:
+    # the order holds for the remote commands (they travel in the input
+    # queue with the touches), for the surface's touches after the first
+    # remote one, and for the data queue.
+    remote_press = remote_id + r"remote touch_input press cursor=7 x=100 y=200 dx=0 dy=0 xspeed=0 yspeed=0 t=0$"
     sequences = [
-        [remote_id + r"remote touch_input press cursor=7 x=100 y=200 dx=0 dy=0 xspeed=0 yspeed=0 t=0$",
+        [remote_press,
          remote_id + r"remote touch_input move cursor=7 x=150 y=260 ",
          remote_id + r"remote touch_input release cursor=7 x=180 y=300 ",
          remote_id + r"remote page_cmd handle=5 page=Main$",
          # Popups are written as "page_name" and read as "popup_name": the name is lost on purpose.
-         remote_id + r"remote popup_cmd handle=2 popup=$",
+         remote_id + r"remote popup_cmd handle=2 popup=$"],
+        [remote_press,
          r"^\[20 Touch\] id=0 surface press cursor=7 x=100 y=200 dx=0 dy=0 xspeed=0 yspeed=0 t=\d+$",
          r"^\[20 Touch\] id=0 surface move cursor=7 x=150 y=260 dx=50 dy=60 xspeed=0 yspeed=0 t=\d+$",
          r"^\[20 Touch\] id=0 surface release cursor=7 x=180 y=300 dx=80 dy=100 xspeed=-?\d+ yspeed=-?\d+ t=\d+$"],
