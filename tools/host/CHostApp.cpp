@@ -262,9 +262,8 @@ std::string CHostApp::messagePrefix() const
     return szPrefix;
 }
 
-void CHostApp::printTouch(const char* pszWhat, const CCursor& cursor, const char* pszSource)
+void CHostApp::printTouch(const CCursor& cursor, const char* pszSource)
 {
-    (void)pszWhat;
     printLine(messagePrefix() + pszSource + " " + touchText(cursor));
     if (m_pTrackView)
         m_pTrackView->addTouch(cursor);
@@ -332,22 +331,22 @@ void CHostApp::onMessageAvailable()
 
 void CHostApp::onTouchPress(const CCursor& cursor)
 {
-    printTouch("press", cursor, "surface");
+    printTouch(cursor, "surface");
 }
 
 void CHostApp::onTouchMove(const CCursor& cursor)
 {
-    printTouch("move", cursor, "surface");
+    printTouch(cursor, "surface");
 }
 
 void CHostApp::onTouchRelease(const CCursor& cursor)
 {
-    printTouch("release", cursor, "surface");
+    printTouch(cursor, "surface");
 }
 
 void CHostApp::onTouchWheel(const CCursor& cursor)
 {
-    printTouch("wheel", cursor, "surface");
+    printTouch(cursor, "surface");
 }
 
 void CHostApp::onTimer(const CTimer* pTimer, unsigned int uiCount)

@@ -133,7 +133,7 @@ public:
 private:
     // "[type Name] id=N " for the message being handled.
     std::string messagePrefix() const;
-    void printTouch(const char* pszWhat, const Trell::CCursor& cursor, const char* pszSource);
+    void printTouch(const Trell::CCursor& cursor, const char* pszSource);
 
     std::FILE* m_pOut;
     Trell::CWaitObject m_wake;
