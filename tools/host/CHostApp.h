@@ -15,11 +15,9 @@
 #include <text/CString.h>
 #include <timer/CTimer.h>
 
-#if __has_include(<ipc/CDataTransfer.h>)
-#define ECS_HOST_DATA_TRANSFER 1
+// Set by the build when the library has the data transfer protocol.
+#if ECS_HOST_DATA_TRANSFER
 #include <ipc/IDataTransferListener.h>
-#else
-#define ECS_HOST_DATA_TRANSFER 0
 #endif
 
 #include <cstdio>

@@ -7,11 +7,9 @@
 
 #include <HeadlessSurface.h>
 
-#if __has_include(<system/CSystem.h>)
-#define ECS_HOST_BIN_INFO 1
+// Set by the build when the library answers the version and help options.
+#if ECS_HOST_BIN_INFO
 #include <system/CSystem.h>
-#else
-#define ECS_HOST_BIN_INFO 0
 #endif
 
 #include <csignal>
