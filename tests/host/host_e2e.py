@@ -153,6 +153,12 @@ def case_usage(args, tmp):
         if expected == 2:
             check("host: cannot load the configuration" in proc.stdout, proc.stdout)
             check("host: ready" not in proc.stdout and "host: stopped" in proc.stdout, proc.stdout)
+    # Window mode asked for where there is no display: refused before anything starts.
+    env = dict(os.environ, DISPLAY=":1999")
+    proc = subprocess.run([args.host, "--window", "--port", "0", project], capture_output=True, text=True,
+                          timeout=WAIT, env=env)
+    check(proc.returncode == 2 and "no X display" in proc.stderr and "host: ready" not in proc.stdout,
+          "window without display: exit %d\n%s%s" % (proc.returncode, proc.stdout, proc.stderr))
     proc = subprocess.run([args.host, "--help"], capture_output=True, text=True, timeout=WAIT)
     check(proc.returncode == 0 and proc.stdout.startswith("usage: ecs-host"), proc.stdout)
     if args.bin_info:
