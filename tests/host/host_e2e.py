@@ -129,11 +129,14 @@ def case_startup(args, tmp):
     status = host.finish()
     check(status == 0, "exit status %d" % status)
     lines = host.lines
-    check_order(lines, ["host: headless mode", "host: configuration", "host: timer manager started; long press 500 ms",
+    check_order(lines, ["host: headless mode", "host: project ", "host: timer manager started; long press 500 ms",
                         "host: surface 0 main 800x480 at 0,0 touch on", "host: surface 1 status 800x60 at 0,420",
                         "host: running for 300 ms", "host: ready", "[40 Timer] id=0 timer=0x",
                         "host: quit requested: run time over", "[11 Quit] id=0 quit"] + SHUTDOWN)
     check(not any("cluster" in l for l in lines), "an unused surface was started")
+    check("host: project %s, configuration %s" % (os.path.realpath(project),
+                                                  os.path.join(project, "engine-config.xml")) in lines,
+          "folders not as given:\n" + "\n".join(lines))
     # The log file named by the configuration: UTF-16LE with its mark, CR LF lines.
     log = open(os.path.join(project, "log", "ecs-host.log"), "rb").read()
     check(log[:2] == b"\xff\xfe", "log file without byte-order mark")

@@ -20,6 +20,7 @@
 #endif
 
 #include <cinttypes>
+#include <cstdlib>
 #include <vector>
 
 using namespace Trell;
@@ -105,8 +106,10 @@ bool CHostApp::startUp(const tagHostOptions& options, IPlatformFactory* pFactory
     // 1. Folders: the application folder is the executable's, the project
     // folder the one named on the command line.
     CPath::setApplicationFolder(CPath::getApplicationFolder());
-    const CString strCurrent = fromUtf8(options.strProjectFolder.empty() ? "." : options.strProjectFolder);
-    CString strProject = CPath::deleteTrailingPathDelimiter(strCurrent);
+    const std::string strGiven = options.strProjectFolder.empty() ? "." : options.strProjectFolder;
+    char* pszAbsolute = ::realpath(strGiven.c_str(), nullptr);
+    const CString strProject = CPath::deleteTrailingPathDelimiter(fromUtf8(pszAbsolute ? pszAbsolute : strGiven));
+    std::free(pszAbsolute);
     CPath::setProjectFolder(strProject);
 
     // 2. The configuration; every later reader of settings depends on it.
@@ -124,7 +127,7 @@ bool CHostApp::startUp(const tagHostOptions& options, IPlatformFactory* pFactory
 
     // 3. The log file named by the configuration.
     CLog::initialize();
-    printHost("configuration " + toUtf8(strConfig));
+    printHost("project " + toUtf8(strProject) + ", configuration " + toUtf8(strConfig));
 
     // The message center is made here, on the main thread, before any
     // producer thread can ask for it.
