@@ -164,12 +164,11 @@ def case_usage(args, tmp):
           "window without display: exit %d\n%s%s" % (proc.returncode, proc.stdout, proc.stderr))
     proc = subprocess.run([args.host, "--help"], capture_output=True, text=True, timeout=WAIT)
     check(proc.returncode == 0 and proc.stdout.startswith("usage: ecs-host"), proc.stdout)
-    if args.bin_info:
-        for option, expected in [("-v", r"\[Info\]\[TrellEngine\] ecs-host Enterprise Version 2\.8\.2 Build Date"),
-                                 ("HELP", r"\[Info\]\[TrellEngine\] Usage: ecs-host \[options\]")]:
-            proc = subprocess.run([args.host, option], capture_output=True, text=True, timeout=WAIT)
-            check(proc.returncode == 0 and re.search(expected, proc.stdout) and "host:" not in proc.stdout,
-                  "%s:\n%s" % (option, proc.stdout))
+    for option, expected in [("-v", r"\[Info\]\[TrellEngine\] ecs-host Enterprise Version 2\.8\.2 Build Date"),
+                             ("HELP", r"\[Info\]\[TrellEngine\] Usage: ecs-host \[options\]")]:
+        proc = subprocess.run([args.host, option], capture_output=True, text=True, timeout=WAIT)
+        check(proc.returncode == 0 and re.search(expected, proc.stdout) and "host:" not in proc.stdout,
+              "%s:\n%s" % (option, proc.stdout))
 
 
 def remote(args, port, commands, extra=None):
@@ -369,7 +368,6 @@ def main():
     parser.add_argument("--quit-xml", required=True)
     parser.add_argument("--artefacts", default=".")
     parser.add_argument("--checking", action="store_true")
-    parser.add_argument("--bin-info", action="store_true")
     args = parser.parse_args()
     os.makedirs(args.artefacts, exist_ok=True)
     with tempfile.TemporaryDirectory() as tmp:

@@ -14,10 +14,8 @@
 #include <text/CStringConverter.h>
 #include <timer/CTimerManager.h>
 
-#if ECS_HOST_DATA_TRANSFER
 #include <ipc/CDataTransfer.h>
 #include <ipc/CDataTransferProxy.h>
-#endif
 
 #include <cinttypes>
 #include <cstdlib>
@@ -162,17 +160,12 @@ bool CHostApp::startUp(const tagHostOptions& options, IPlatformFactory* pFactory
     }
 
     // 5. The rest: the remote-control server.
-#if ECS_HOST_DATA_TRANSFER
     if (options.uiPort != 0) {
         m_pDataTransfer = new CDataTransferProxy();
         m_pDataTransfer->setListener(this);
         m_pDataTransfer->openAsServer(options.uiPort, fromUtf8(options.strBindAddress));
         printHost("data transfer listening on " + options.strBindAddress + ":" + std::to_string(options.uiPort));
     }
-#else
-    if (options.uiPort != 0)
-        printHost("data transfer not built in; no remote control");
-#endif
 
     if (options.uiRunMilliseconds != 0) {
         m_runTimer.setDelay(options.uiRunMilliseconds);
@@ -212,7 +205,6 @@ void CHostApp::shutDown()
     m_bStarted = false;
     printHost("shutting down after " + std::to_string(m_uiHandled) + " messages");
 
-#if ECS_HOST_DATA_TRANSFER
     // Worker threads first: the socket thread stops pushing.
     if (m_pDataTransfer) {
         m_pDataTransfer->close();
@@ -221,7 +213,6 @@ void CHostApp::shutDown()
         CDataTransfer::deleteAllInstance();
         printHost("data transfer closed");
     }
-#endif
     // Surfaces drop their fingers and press timers, then the timer thread stops.
     for (CSurface* pSurface : m_surfaces)
         pSurface->unInitialize();
@@ -368,7 +359,6 @@ void CHostApp::onTimerComplete(const CTimer* pTimer)
         requestQuit("run time over");
 }
 
-#if ECS_HOST_DATA_TRANSFER
 void CHostApp::onConnect()
 {
     printLine(messagePrefix() + "remote connected");
@@ -424,6 +414,5 @@ void CHostApp::onLogicDataAvailable(CXMLParser* pDocument)
     if (strRoot == "quit")
         m_bQuitWhenDrained = true;
 }
-#endif
 
 } // namespace Host

@@ -10,15 +10,12 @@
 
 #include <foundation/CMemory.h>
 #include <input/ITouchListener.h>
+#include <ipc/IDataTransferListener.h>
 #include <message/IMessageCenterListener.h>
 #include <platform/CWaitObject.h>
 #include <text/CString.h>
 #include <timer/CTimer.h>
 
-// Set by the build when the library has the data transfer protocol.
-#if ECS_HOST_DATA_TRANSFER
-#include <ipc/IDataTransferListener.h>
-#endif
 
 #include <cstdio>
 #include <functional>
@@ -55,11 +52,8 @@ struct tagHostOptions
 // message as one line, and takes everything down in reverse.
 class CHostApp : public Trell::IMessageCenterListener,
                  public Trell::ITouchListener,
-                 public Trell::ITimerListener
-#if ECS_HOST_DATA_TRANSFER
-    ,
+                 public Trell::ITimerListener,
                  public Trell::IDataTransferListener
-#endif
 {
     TRELL_DECLARE_ALLOCATOR(u"Host::CHostApp")
 
@@ -110,7 +104,6 @@ public:
     void onTimer(const Trell::CTimer* pTimer, unsigned int uiCount) override;
     void onTimerComplete(const Trell::CTimer* pTimer) override;
 
-#if ECS_HOST_DATA_TRANSFER
     // IDataTransferListener
     void onConnect() override;
     void onDisconnect() override;
@@ -121,7 +114,6 @@ public:
                              Trell::CString strPopupName) override;
     void onLogicDataAvailable(Trell::CArrayPtr<unsigned char> bytes) override;
     void onLogicDataAvailable(Trell::CXMLParser* pDocument) override;
-#endif
 
     // One line on the host's output, flushed at once.
     void printLine(const std::string& strLine);
@@ -147,9 +139,7 @@ private:
     std::vector<Trell::CSurface*> m_surfaces;
     bool m_bStarted = false;
     bool m_bTimerStarted = false;
-#if ECS_HOST_DATA_TRANSFER
     Trell::CDataTransferProxy* m_pDataTransfer = nullptr;
-#endif
 };
 
 // Something that shows finger tracks (the window); called on the main thread.

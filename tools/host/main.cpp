@@ -6,11 +6,8 @@
 #include "X11Surface.h"
 
 #include <HeadlessSurface.h>
-
-// Set by the build when the library answers the version and help options.
-#if ECS_HOST_BIN_INFO
 #include <system/CSystem.h>
-#endif
+
 
 #include <csignal>
 #include <cstdio>
@@ -96,11 +93,9 @@ int parseOptions(int argc, char** argv, Host::tagHostOptions& options, bool& bHe
 int main(int argc, char** argv)
 {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
-#if ECS_HOST_BIN_INFO
     // "-v", "version", "-h", "help" as every engine executable answers them.
     if (Trell::CSystem::parseBinInfo(argc, argv, u"ecs-host"))
         return 0;
-#endif
     Host::tagHostOptions options;
     bool bHelp = false;
     if (const int iStatus = parseOptions(argc, argv, options, bHelp)) {
