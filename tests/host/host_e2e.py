@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """End-to-end tests of ecs-host: the real host program, the real remote tool,
-a real X server (Xvfb) driven by xdotool. One case per run:
+a shared-memory writer process, a real X server (Xvfb) driven by xdotool. One case per run:
 
-    host_e2e.py CASE --host PATH [--remote PATH] [--config PATH] [--quit-xml PATH]
-                [--artefacts DIR] [--checking]
+    host_e2e.py CASE --host PATH [--remote PATH] [--shm-helper PATH] [--config PATH]
+                [--quit-xml PATH] [--artefacts DIR] [--checking]
 
-Cases: startup, usage, sigterm, remote, window. A case that cannot run here
-(no remote tool built, no Xvfb) prints why and exits 77, which ctest reports
+Cases: startup, usage, sigterm, remote, shm, window. A case that cannot run
+here (no remote tool or shared-memory writer built, no Xvfb) prints why and exits 77, which ctest reports
 as skipped.
 """
 
@@ -262,6 +262,32 @@ def case_sigterm(args, tmp):
     check_memory_report(args, project)
 
 
+def case_shm(args, tmp):
+    if not args.shm_helper:
+        print("skipped: the shared-memory helper is not built")
+        return SKIP
+    project = make_project(args, tmp)
+    key = str(40000 + os.getpid() % 20000)
+    host = Host(args, project, ["--headless", "--port", "0", "--shm", key + ":64"])
+    host.wait_for(r"^host: shared memory reader on key %s, 64 bytes$" % key)
+    host.wait_for(r"^host: ready$")
+    # Another process writes one block; the host reads it on its main loop.
+    writer = subprocess.Popen([args.shm_helper, "writer", key, "64"], stdin=subprocess.PIPE,
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        host.wait_for(r"^\[32 Share Memory\] id=0 shm data bytes=6 text=before$")
+    finally:
+        writer.kill()
+        writer.wait()
+    host.proc.send_signal(signal.SIGTERM)
+    status = host.finish()
+    check(status == 0, "exit status %d:\n%s" % (status, "\n".join(host.lines)))
+    at = host.lines.index("host: quit requested: SIGTERM")
+    check_order(host.lines[at:], ["[11 Quit] id=0 quit", "host: shutting down after", "host: shared memory closed"] +
+                SHUTDOWN[1:])
+    check_memory_report(args, project)
+
+
 def write_png(ppm_path, png_path):
     data = open(ppm_path, "rb").read()
     m = re.match(rb"P6\s+(\d+)\s+(\d+)\s+255\s", data)
@@ -361,9 +387,10 @@ def case_window(args, tmp):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("case", choices=["startup", "usage", "sigterm", "remote", "window"])
+    parser.add_argument("case", choices=["startup", "usage", "sigterm", "remote", "shm", "window"])
     parser.add_argument("--host", required=True)
     parser.add_argument("--remote", default="")
+    parser.add_argument("--shm-helper", default="")
     parser.add_argument("--config", required=True)
     parser.add_argument("--quit-xml", required=True)
     parser.add_argument("--artefacts", default=".")

@@ -1,6 +1,7 @@
-# End-to-end tests of ecs-host: real processes (the host, the remote tool,
-# Xvfb with xdotool). Cases that cannot run on this machine exit 77 and are
-# reported as skipped; the window case leaves its screenshot in artefacts/.
+# End-to-end tests of ecs-host: real processes (the host, the remote tool, a
+# shared-memory writer, Xvfb with xdotool). Cases that cannot run on this
+# machine exit 77 and are reported as skipped; the window case leaves its
+# screenshot in artefacts/.
 find_package(Python3 COMPONENTS Interpreter)
 if(Python3_Interpreter_FOUND)
     set(ECS_HOST_TEST_ARGS
@@ -11,10 +12,13 @@ if(Python3_Interpreter_FOUND)
     if(TARGET ecs-remote)
         list(APPEND ECS_HOST_TEST_ARGS --remote $<TARGET_FILE:ecs-remote>)
     endif()
+    if(TARGET ecs_test_shm_helper)
+        list(APPEND ECS_HOST_TEST_ARGS --shm-helper $<TARGET_FILE:ecs_test_shm_helper>)
+    endif()
     if(ECS_MEMORY_CHECKING)
         list(APPEND ECS_HOST_TEST_ARGS --checking)
     endif()
-    foreach(case IN ITEMS startup usage sigterm remote window)
+    foreach(case IN ITEMS startup usage sigterm remote shm window)
         add_test(NAME host_${case}
             COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/host/host_e2e.py ${case} ${ECS_HOST_TEST_ARGS})
         set_tests_properties(host_${case} PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 180)

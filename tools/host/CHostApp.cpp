@@ -16,6 +16,7 @@
 
 #include <ipc/CDataTransfer.h>
 #include <ipc/CDataTransferProxy.h>
+#include <ipc/CShareMemoryProxy.h>
 
 #include <cinttypes>
 #include <cstdlib>
@@ -167,6 +168,15 @@ bool CHostApp::startUp(const tagHostOptions& options, IPlatformFactory* pFactory
         printHost("data transfer listening on " + options.strBindAddress + ":" + std::to_string(options.uiPort));
     }
 
+    // A reader on a shared-memory channel that another process writes.
+    if (options.uiShareMemoryKey != 0) {
+        m_pShareMemory = new CShareMemoryProxy();
+        m_pShareMemory->setListener(this);
+        const bool bOpen = m_pShareMemory->open(options.uiShareMemoryKey, false, options.uiShareMemorySize);
+        printHost("shared memory reader on key " + std::to_string(options.uiShareMemoryKey) + ", " +
+                  std::to_string(options.uiShareMemorySize) + " bytes" + (bOpen ? "" : " (not opened)"));
+    }
+
     if (options.uiRunMilliseconds != 0) {
         m_runTimer.setDelay(options.uiRunMilliseconds);
         m_runTimer.start();
@@ -205,7 +215,14 @@ void CHostApp::shutDown()
     m_bStarted = false;
     printHost("shutting down after " + std::to_string(m_uiHandled) + " messages");
 
-    // Worker threads first: the socket thread stops pushing.
+    // Worker threads first, in reverse: the shared-memory and socket threads
+    // stop pushing.
+    if (m_pShareMemory) {
+        m_pShareMemory->close();
+        delete m_pShareMemory;
+        m_pShareMemory = nullptr;
+        printHost("shared memory closed");
+    }
     if (m_pDataTransfer) {
         m_pDataTransfer->close();
         delete m_pDataTransfer;
@@ -413,6 +430,24 @@ void CHostApp::onLogicDataAvailable(CXMLParser* pDocument)
     // jump all of it: the quit follows once the queue has drained.
     if (strRoot == "quit")
         m_bQuitWhenDrained = true;
+}
+
+void CHostApp::onWritterClose()
+{
+    printLine(messagePrefix() + "shm writer closed");
+}
+
+void CHostApp::onDataAvailable()
+{
+    const unsigned int uiSize = m_pShareMemory ? m_pShareMemory->getSize() : 0;
+    std::string strBlock(uiSize, '\0');
+    if (uiSize == 0 || !m_pShareMemory->readData(reinterpret_cast<unsigned char*>(&strBlock[0]), uiSize))
+        strBlock.clear();
+    // The block in short: its size and its first bytes where they are text.
+    std::string strText;
+    for (char c : strBlock.substr(0, 32))
+        strText += (c >= 0x20 && c < 0x7F) ? c : '.';
+    printLine(messagePrefix() + "shm data bytes=" + std::to_string(strBlock.size()) + " text=" + strText);
 }
 
 } // namespace Host

@@ -11,6 +11,7 @@
 #include <foundation/CMemory.h>
 #include <input/ITouchListener.h>
 #include <ipc/IDataTransferListener.h>
+#include <ipc/IShareMemoryListener.h>
 #include <message/IMessageCenterListener.h>
 #include <platform/CWaitObject.h>
 #include <text/CString.h>
@@ -27,6 +28,7 @@ namespace Trell {
 class CBaseMessage;
 class CCursor;
 class CDataTransferProxy;
+class CShareMemoryProxy;
 class CSurface;
 class IPlatformFactory;
 } // namespace Trell
@@ -43,6 +45,8 @@ struct tagHostOptions
     std::string strBindAddress = "127.0.0.1";
     unsigned int uiPort = 4000;     // 0: no data transfer server
     unsigned int uiRunMilliseconds = 0; // 0: until a quit
+    unsigned int uiShareMemoryKey = 0;  // 0: no shared-memory reader
+    unsigned int uiShareMemorySize = 4096;
     bool bWindow = false;
     std::string strScreenshot;      // window mode: the drawn tracks, written at quit
 };
@@ -53,7 +57,8 @@ struct tagHostOptions
 class CHostApp : public Trell::IMessageCenterListener,
                  public Trell::ITouchListener,
                  public Trell::ITimerListener,
-                 public Trell::IDataTransferListener
+                 public Trell::IDataTransferListener,
+                 public Trell::IShareMemoryListener
 {
     TRELL_DECLARE_ALLOCATOR(u"Host::CHostApp")
 
@@ -115,6 +120,10 @@ public:
     void onLogicDataAvailable(Trell::CArrayPtr<unsigned char> bytes) override;
     void onLogicDataAvailable(Trell::CXMLParser* pDocument) override;
 
+    // IShareMemoryListener
+    void onWritterClose() override;
+    void onDataAvailable() override;
+
     // One line on the host's output, flushed at once.
     void printLine(const std::string& strLine);
     // A host line ("host: ...").
@@ -140,6 +149,7 @@ private:
     bool m_bStarted = false;
     bool m_bTimerStarted = false;
     Trell::CDataTransferProxy* m_pDataTransfer = nullptr;
+    Trell::CShareMemoryProxy* m_pShareMemory = nullptr;
 };
 
 // Something that shows finger tracks (the window); called on the main thread.

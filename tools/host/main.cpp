@@ -35,6 +35,7 @@ const char* const USAGE =
     "  --port N          data transfer server port (default 4000; 0 for none)\n"
     "  --bind A          interface to listen on (default 127.0.0.1; 0.0.0.0 for every one)\n"
     "  --for S           quit after S seconds (default: run until a quit)\n"
+    "  --shm KEY[:SIZE]  read the shared-memory channel KEY (blocks of SIZE bytes, default 4096)\n"
     "  --window          an X11 window as the surface (default when DISPLAY is set and CI is not)\n"
     "  --headless        no window, whatever the display\n"
     "  --screenshot FILE window mode: write the drawn tracks as a PPM image at quit\n"
@@ -73,6 +74,18 @@ int parseOptions(int argc, char** argv, Host::tagHostOptions& options, bool& bHe
             if (!pszEnd || *pszEnd != '\0' || !(dSeconds > 0.0) || dSeconds > 4.0e6)
                 return 64;
             options.uiRunMilliseconds = static_cast<unsigned int>(dSeconds * 1000.0 + 0.5);
+        } else if (strArg == "--shm" && bHasValue) {
+            // KEY or KEY:SIZE
+            std::string strValue = argv[++i];
+            const size_t uiColon = strValue.find(':');
+            if (uiColon != std::string::npos) {
+                if (!parseUnsigned(strValue.substr(uiColon + 1).c_str(), options.uiShareMemorySize) ||
+                    options.uiShareMemorySize == 0)
+                    return 64;
+                strValue.resize(uiColon);
+            }
+            if (!parseUnsigned(strValue.c_str(), options.uiShareMemoryKey))
+                return 64;
         } else if (strArg == "--window") {
             options.bWindow = true;
         } else if (strArg == "--headless") {
