@@ -173,6 +173,10 @@ CDataTransfer::~CDataTransfer()
     {
         std::lock_guard<std::mutex> guard(s_registryMutex);
         s_live.removeOne(this, m_uiSerial);
+        // The last instance gone, the live list's storage goes back too: a
+        // host that ends cleanly leaves nothing in the memory report.
+        if (s_live.uiCount == 0)
+            s_live.release();
         s_destroyed.add({this, m_uiSerial});
     }
     m_pListener.store(nullptr);
