@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
 """End-to-end tests of ecs-host: the real host program, the real remote tool,
-a shared-memory writer process, a real X server (Xvfb) driven by xdotool. One case per run:
+a shared-memory writer process, GStreamer, a real X server (Xvfb) driven by
+xdotool. One case per run:
 
     host_e2e.py CASE --host PATH [--remote PATH] [--shm-helper PATH] [--config PATH]
                 [--quit-xml PATH] [--artefacts DIR] [--checking]
 
-Cases: startup, usage, sigterm, remote, shm, window. A case that cannot run
-here (no remote tool or shared-memory writer built, no Xvfb) prints why and exits 77, which ctest reports
+Cases: startup, usage, sigterm, remote, shm, audio, window. A case that
+cannot run here (no remote tool or shared-memory writer built, no GStreamer
+MP3 encoder, no Xvfb) prints why and exits 77, which ctest reports
 as skipped.
 """
 
@@ -288,6 +290,35 @@ def case_shm(args, tmp):
     check_memory_report(args, project)
 
 
+def case_audio(args, tmp):
+    tone = os.path.join(tmp, "tone.mp3")
+    make = ("gst-launch-1.0 -q audiotestsrc num-buffers=13 samplesperbuffer=2205 ! "
+            "audio/x-raw,rate=22050,channels=1 ! lamemp3enc target=bitrate bitrate=32 cbr=true ! "
+            "filesink location=" + tone)
+    if not shutil.which("gst-launch-1.0") or subprocess.run(make, shell=True, capture_output=True).returncode != 0:
+        print("skipped: GStreamer cannot make an MP3 here")
+        return SKIP
+    project = make_project(args, tmp)
+    env = dict(os.environ, ECS_AUDIO_SINK="fakesink sync=true")
+    host = Host(args, project, ["--headless", "--port", "0", "--play", tone], env=env)
+    # 1.3 s of tone: played to its end, with progress from the player's timer
+    # through the main loop.
+    host.wait_for(r"^audio: status stopped$")
+    host.proc.send_signal(signal.SIGTERM)
+    status = host.finish()
+    check(status == 0, "exit status %d:\n%s" % (status, "\n".join(host.lines)))
+    lines = host.lines
+    check_order(lines, ["host: audio player: 1 file(s)", "host: ready", "audio: now playing " + tone,
+                        "audio: status playing", "audio: status stopped"])
+    check(any(re.match(r"^\[40 Timer\] id=0 handled by its owner timer entries=[1-9]", l) for l in lines),
+          "no progress timer through the main loop:\n" + "\n".join(lines))
+    check(any(re.match(r"^audio: time [01]/1 s$", l) for l in lines), "no progress:\n" + "\n".join(lines))
+    at = lines.index("host: quit requested: SIGTERM")
+    check_order(lines[at:], ["[11 Quit] id=0 quit", "host: shutting down after", "host: audio player stopped"] +
+                SHUTDOWN[1:])
+    check_memory_report(args, project)
+
+
 def write_png(ppm_path, png_path):
     data = open(ppm_path, "rb").read()
     m = re.match(rb"P6\s+(\d+)\s+(\d+)\s+255\s", data)
@@ -387,7 +418,7 @@ def case_window(args, tmp):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("case", choices=["startup", "usage", "sigterm", "remote", "shm", "window"])
+    parser.add_argument("case", choices=["startup", "usage", "sigterm", "remote", "shm", "audio", "window"])
     parser.add_argument("--host", required=True)
     parser.add_argument("--remote", default="")
     parser.add_argument("--shm-helper", default="")

@@ -18,7 +18,7 @@ if(Python3_Interpreter_FOUND)
     if(ECS_MEMORY_CHECKING)
         list(APPEND ECS_HOST_TEST_ARGS --checking)
     endif()
-    foreach(case IN ITEMS startup usage sigterm remote shm window)
+    foreach(case IN ITEMS startup usage sigterm remote shm audio window)
         add_test(NAME host_${case}
             COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/host/host_e2e.py ${case} ${ECS_HOST_TEST_ARGS})
         set_tests_properties(host_${case} PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 180)

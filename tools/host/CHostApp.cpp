@@ -1,5 +1,6 @@
 #include "CHostApp.h"
 
+#include <audio/CAudioPlayer.h>
 #include <configuration/CConfigParser.h>
 #include <document/CXMLElement.h>
 #include <document/CXMLParser.h>
@@ -12,6 +13,7 @@
 #include <system/CLog.h>
 #include <system/CPath.h>
 #include <text/CStringConverter.h>
+#include <timer/CMsgTimer.h>
 #include <timer/CTimerManager.h>
 
 #include <ipc/CDataTransfer.h>
@@ -20,6 +22,7 @@
 
 #include <cinttypes>
 #include <cstdlib>
+#include <thread>
 #include <vector>
 
 using namespace Trell;
@@ -88,6 +91,9 @@ CHostApp::~CHostApp()
 
 void CHostApp::printLine(const std::string& strLine)
 {
+    std::lock_guard<std::mutex> guard(m_printMutex);
+    if (std::this_thread::get_id() == m_mainThread && m_pCurrent)
+        ++m_uiLinesForCurrent;
     std::fwrite(strLine.data(), 1, strLine.size(), m_pOut);
     std::fputc('\n', m_pOut);
     std::fflush(m_pOut);
@@ -177,6 +183,17 @@ bool CHostApp::startUp(const tagHostOptions& options, IPlatformFactory* pFactory
                   std::to_string(options.uiShareMemorySize) + " bytes" + (bOpen ? "" : " (not opened)"));
     }
 
+    // The playlist player, on its own worker ("ap" thread entry).
+    if (!options.audioFiles.empty()) {
+        CAudioPlayer* pPlayer = CAudioPlayer::getInstance();
+        pPlayer->setListener(this);
+        for (const std::string& strFile : options.audioFiles)
+            pPlayer->addAudio(fromUtf8(strFile));
+        pPlayer->play();
+        m_bAudio = true;
+        printHost("audio player: " + std::to_string(options.audioFiles.size()) + " file(s)");
+    }
+
     if (options.uiRunMilliseconds != 0) {
         m_runTimer.setDelay(options.uiRunMilliseconds);
         m_runTimer.start();
@@ -198,8 +215,17 @@ void CHostApp::run()
             continue;
         }
         m_pCurrent = ptrMessage.get();
+        m_uiLinesForCurrent = 0;
         ++m_uiHandled;
+        // A timer message of another listener (the audio player's progress)
+        // prints nothing through the host: its entry count stands for it.
+        const unsigned int uiTimerEntries = ptrMessage->getType() == CBaseMessage::MESSAGE_TYPE_TIMER
+                                                ? static_cast<CMsgTimer*>(ptrMessage.get())->getDataCount()
+                                                : 0;
         ptrMessage->handleMessage();
+        if (m_uiLinesForCurrent == 0)
+            printLine(messagePrefix() + "handled by its owner" +
+                      (uiTimerEntries ? " timer entries=" + std::to_string(uiTimerEntries) : std::string()));
         m_pCurrent = nullptr;
         if (m_bQuitWhenDrained && pCenter->getMessageCount() == 0) {
             m_bQuitWhenDrained = false;
@@ -215,8 +241,15 @@ void CHostApp::shutDown()
     m_bStarted = false;
     printHost("shutting down after " + std::to_string(m_uiHandled) + " messages");
 
-    // Worker threads first, in reverse: the shared-memory and socket threads
-    // stop pushing.
+    // Worker threads first, in reverse: the player, the shared-memory and
+    // socket threads stop pushing.
+    if (m_bAudio) {
+        CAudioPlayer::getInstance()->stop();
+        CAudioPlayer::getInstance()->setListener(nullptr);
+        CAudioPlayer::deleteInstance();
+        m_bAudio = false;
+        printHost("audio player stopped");
+    }
     if (m_pShareMemory) {
         m_pShareMemory->close();
         delete m_pShareMemory;
@@ -448,6 +481,23 @@ void CHostApp::onDataAvailable()
     for (char c : strBlock.substr(0, 32))
         strText += (c >= 0x20 && c < 0x7F) ? c : '.';
     printLine(messagePrefix() + "shm data bytes=" + std::to_string(strBlock.size()) + " text=" + strText);
+}
+
+void CHostApp::onNowPlayingAudioChange(const CString& strPath)
+{
+    printLine("audio: now playing " + toUtf8(strPath));
+}
+
+void CHostApp::onNowPlayingTimeChange(unsigned int uiCurrent, unsigned int uiTotal)
+{
+    printLine("audio: time " + std::to_string(uiCurrent) + "/" + std::to_string(uiTotal) + " s");
+}
+
+void CHostApp::onPlayStatusChange(IAudioPlayerListener::EPlayStatus eStatus)
+{
+    static const char* const s_names[] = {"playing", "paused", "stopped"};
+    const unsigned int uiStatus = static_cast<unsigned int>(eStatus);
+    printLine(std::string("audio: status ") + (uiStatus < 3 ? s_names[uiStatus] : "unknown"));
 }
 
 } // namespace Host

@@ -3,11 +3,13 @@
 // Threading contract
 // ------------------
 // The host application lives on the main thread: start-up, the main loop,
-// every listener callback (they run inside handleMessage) and shutdown.
+// every listener callback (they run inside handleMessage) and shutdown,
+// except the audio player's callbacks, which run on its worker and only print.
 // onMessageAvailable is the one entry called from other threads (timer,
 // socket, input and signal threads); it only notifies the wake event.
 // requestQuit may be called from any thread once start-up has run.
 
+#include <audio/IAudioPlayerListener.h>
 #include <foundation/CMemory.h>
 #include <input/ITouchListener.h>
 #include <ipc/IDataTransferListener.h>
@@ -20,8 +22,10 @@
 
 #include <cstdio>
 #include <functional>
+#include <mutex>
 #include <utility>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace Trell {
@@ -47,6 +51,7 @@ struct tagHostOptions
     unsigned int uiRunMilliseconds = 0; // 0: until a quit
     unsigned int uiShareMemoryKey = 0;  // 0: no shared-memory reader
     unsigned int uiShareMemorySize = 4096;
+    std::vector<std::string> audioFiles; // the audio player's playlist
     bool bWindow = false;
     std::string strScreenshot;      // window mode: the drawn tracks, written at quit
 };
@@ -58,7 +63,8 @@ class CHostApp : public Trell::IMessageCenterListener,
                  public Trell::ITouchListener,
                  public Trell::ITimerListener,
                  public Trell::IDataTransferListener,
-                 public Trell::IShareMemoryListener
+                 public Trell::IShareMemoryListener,
+                 public Trell::IAudioPlayerListener
 {
     TRELL_DECLARE_ALLOCATOR(u"Host::CHostApp")
 
@@ -124,7 +130,12 @@ public:
     void onWritterClose() override;
     void onDataAvailable() override;
 
-    // One line on the host's output, flushed at once.
+    // IAudioPlayerListener (the player's worker thread)
+    void onNowPlayingAudioChange(const Trell::CString& strPath) override;
+    void onNowPlayingTimeChange(unsigned int uiCurrent, unsigned int uiTotal) override;
+    void onPlayStatusChange(Trell::IAudioPlayerListener::EPlayStatus eStatus) override;
+
+    // One line on the host's output, flushed at once (any thread).
     void printLine(const std::string& strLine);
     // A host line ("host: ...").
     void printHost(const std::string& strLine);
@@ -135,6 +146,10 @@ private:
     void printTouch(const Trell::CCursor& cursor, const char* pszSource);
 
     std::FILE* m_pOut;
+    std::mutex m_printMutex;
+    std::thread::id m_mainThread = std::this_thread::get_id();
+    // Lines printed for the message being handled.
+    unsigned int m_uiLinesForCurrent = 0;
     Trell::CWaitObject m_wake;
     // The message being handled, for the lines its callbacks print.
     Trell::CBaseMessage* m_pCurrent = nullptr;
@@ -150,6 +165,7 @@ private:
     bool m_bTimerStarted = false;
     Trell::CDataTransferProxy* m_pDataTransfer = nullptr;
     Trell::CShareMemoryProxy* m_pShareMemory = nullptr;
+    bool m_bAudio = false;
 };
 
 // Something that shows finger tracks (the window); called on the main thread.

@@ -36,6 +36,7 @@ const char* const USAGE =
     "  --bind A          interface to listen on (default 127.0.0.1; 0.0.0.0 for every one)\n"
     "  --for S           quit after S seconds (default: run until a quit)\n"
     "  --shm KEY[:SIZE]  read the shared-memory channel KEY (blocks of SIZE bytes, default 4096)\n"
+    "  --play FILE       add FILE to the audio player's playlist (repeatable); playing starts at once\n"
     "  --window          an X11 window as the surface (default when DISPLAY is set and CI is not)\n"
     "  --headless        no window, whatever the display\n"
     "  --screenshot FILE window mode: write the drawn tracks as a PPM image at quit\n"
@@ -86,6 +87,8 @@ int parseOptions(int argc, char** argv, Host::tagHostOptions& options, bool& bHe
             }
             if (!parseUnsigned(strValue.c_str(), options.uiShareMemoryKey))
                 return 64;
+        } else if (strArg == "--play" && bHasValue) {
+            options.audioFiles.push_back(argv[++i]);
         } else if (strArg == "--window") {
             options.bWindow = true;
         } else if (strArg == "--headless") {
