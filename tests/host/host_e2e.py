@@ -4,7 +4,7 @@ a shared-memory writer process, GStreamer, a real X server (Xvfb) driven by
 xdotool. One case per run:
 
     host_e2e.py CASE --host PATH [--remote PATH] [--shm-helper PATH] [--config PATH]
-                [--quit-xml PATH] [--artefacts DIR] [--checking]
+                [--quit-xml PATH] [--artefacts DIR] [--checking] [--thread-sanitizer]
 
 Cases: startup, usage, sigterm, remote, shm, audio, window. A case that
 cannot run here (no remote tool or shared-memory writer built, no GStreamer
@@ -191,7 +191,12 @@ def case_remote(args, tmp):
     tool = remote(args, port, ["touch", "7", "1", "100", "200", "touch", "7", "2", "150", "260",
                                "touch", "7", "3", "180", "300", "page", "5", "Main", "popup", "2", "Dialog",
                                "xml", args.config, "raw", "01ff20", "xml", args.quit_xml])
-    out, _ = tool.communicate(timeout=WAIT)
+    try:
+        out, _ = tool.communicate(timeout=WAIT)
+    except subprocess.TimeoutExpired:
+        tool.kill()
+        out, _ = tool.communicate()
+        raise Failure("remote tool did not end:\n%s\nhost:\n%s" % (out, "\n".join(host.lines)))
     check(tool.returncode == 0, "remote tool failed:\n" + out)
     status = host.finish()
     check(status == 0, "exit status %d:\n%s" % (status, "\n".join(host.lines)))
@@ -291,6 +296,9 @@ def case_shm(args, tmp):
 
 
 def case_audio(args, tmp):
+    if args.thread_sanitizer:
+        print("skipped: GStreamer is not instrumented for the thread sanitizer")
+        return SKIP
     tone = os.path.join(tmp, "tone.mp3")
     make = ("gst-launch-1.0 -q audiotestsrc num-buffers=13 samplesperbuffer=2205 ! "
             "audio/x-raw,rate=22050,channels=1 ! lamemp3enc target=bitrate bitrate=32 cbr=true ! "
@@ -426,6 +434,7 @@ def main():
     parser.add_argument("--quit-xml", required=True)
     parser.add_argument("--artefacts", default=".")
     parser.add_argument("--checking", action="store_true")
+    parser.add_argument("--thread-sanitizer", action="store_true")
     args = parser.parse_args()
     os.makedirs(args.artefacts, exist_ok=True)
     with tempfile.TemporaryDirectory() as tmp:

@@ -15,6 +15,11 @@ if(Python3_Interpreter_FOUND)
     if(TARGET ecs_test_shm_helper)
         list(APPEND ECS_HOST_TEST_ARGS --shm-helper $<TARGET_FILE:ecs_test_shm_helper>)
     endif()
+    # The built-in audio player runs GStreamer, which the thread sanitizer
+    # cannot see into.
+    if(CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
+        list(APPEND ECS_HOST_TEST_ARGS --thread-sanitizer)
+    endif()
     if(ECS_MEMORY_CHECKING)
         list(APPEND ECS_HOST_TEST_ARGS --checking)
     endif()
