@@ -47,13 +47,23 @@ def free_port():
         return s.getsockname()[1]
 
 
+# Every process a case starts, killed at the end whatever the outcome.
+STARTED = []
+
+
+def spawn(*popen_args, **popen_kwargs):
+    proc = subprocess.Popen(*popen_args, **popen_kwargs)
+    STARTED.append(proc)
+    return proc
+
+
 class Host:
     """A running ecs-host whose output lines are collected as they come."""
 
     def __init__(self, args, project, options, env=None):
         cmd = [args.host, "--config", os.path.join(project, "engine-config.xml")] + options + [project]
-        self.proc = subprocess.Popen(cmd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                                     env=env or os.environ.copy())
+        self.proc = spawn(cmd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          env=env or os.environ.copy())
         self.lines = []
         self.queue = queue.Queue()
         self.reader = threading.Thread(target=self._read, daemon=True)
@@ -174,8 +184,8 @@ def case_usage(args, tmp):
 
 
 def remote(args, port, commands, extra=None):
-    return subprocess.Popen([args.remote, "--port", str(port), "--for", "0"] + (extra or []) + commands,
-                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    return spawn([args.remote, "--port", str(port), "--for", "0"] + (extra or []) + commands,
+                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
 
 
 def case_remote(args, tmp):
@@ -279,8 +289,8 @@ def case_shm(args, tmp):
     host.wait_for(r"^host: shared memory reader on key %s, 64 bytes$" % key)
     host.wait_for(r"^host: ready$")
     # Another process writes one block; the host reads it on its main loop.
-    writer = subprocess.Popen([args.shm_helper, "writer", key, "64"], stdin=subprocess.PIPE,
-                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    writer = spawn([args.shm_helper, "writer", key, "64"], stdin=subprocess.PIPE,
+                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
         host.wait_for(r"^\[32 Share Memory\] id=0 shm data bytes=6 text=before$")
     finally:
@@ -349,8 +359,8 @@ def start_xvfb():
     if not shutil.which("Xvfb") or not shutil.which("xdotool"):
         return None, None
     read_fd, write_fd = os.pipe()
-    xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(write_fd), "-screen", "0", "1024x768x24", "-nolisten", "tcp"],
-                            pass_fds=(write_fd,), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    xvfb = spawn(["Xvfb", "-displayfd", str(write_fd), "-screen", "0", "1024x768x24", "-nolisten", "tcp"],
+                 pass_fds=(write_fd,), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     os.close(write_fd)
     number = b""
     with os.fdopen(read_fd, "rb") as pipe:
@@ -440,9 +450,14 @@ def main():
     with tempfile.TemporaryDirectory() as tmp:
         try:
             result = globals()["case_" + args.case](args, tmp)
-        except Failure as failure:
+        except (Failure, subprocess.TimeoutExpired) as failure:
             print("FAILED:", failure)
             return 1
+        finally:
+            for proc in STARTED:
+                if proc.poll() is None:
+                    proc.kill()
+                    proc.wait()
     if result == SKIP:
         return SKIP
     print("passed")
