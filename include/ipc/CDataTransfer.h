@@ -141,11 +141,10 @@ private:
     // Queues a message (null is ignored).
     void queue(CMsgDataTransfer* pMessage);
     // Queues the frames of [pData, pData + uiSize). Returns the offset of the
-    // first byte to keep, with bDiscard set when everything is to go instead;
-    // uiFrameSize is the whole size of the incomplete frame kept, when its
-    // header is there (0 otherwise).
-    unsigned int parseFrames(const unsigned char* pData, unsigned int uiSize, bool& bDiscard,
-                             unsigned int& uiFrameSize);
+    // first byte to keep, or -1 when everything is to go; uiFrameSize is the
+    // whole size of the incomplete frame kept, when its header is there (0
+    // otherwise).
+    long long parseFrames(const unsigned char* pData, unsigned int uiSize, unsigned int& uiFrameSize);
     void logOversize(unsigned int uiLength, unsigned int uiBuffered);
     void clearPending();
     // Whether a message of pDataTransfer's life uiSerial may be delivered:

@@ -47,7 +47,9 @@ struct tagInstanceList
     unsigned int uiCount;
     unsigned int uiCapacity;
 
-    bool add(const tagInstance& record)
+    // A record that finds no memory is not kept: the instance's messages are
+    // then delivered (while alive) or dropped (once gone) all the same.
+    void add(const tagInstance& record)
     {
         if (uiCount == uiCapacity) {
             unsigned int uiNew = uiCapacity;
@@ -55,7 +57,7 @@ struct tagInstanceList
                 uiNew = uiNew * 3 / 2 + 1;
             tagInstance* pNew = static_cast<tagInstance*>(CMemory::malloc(uiNew * sizeof(tagInstance), 0));
             if (!pNew)
-                return false;
+                return;
             if (uiCount > 0)
                 std::memcpy(pNew, pRecords, uiCount * sizeof(tagInstance));
             CMemory::free(pRecords);
@@ -63,7 +65,6 @@ struct tagInstanceList
             uiCapacity = uiNew;
         }
         pRecords[uiCount++] = record;
-        return true;
     }
     bool removeOne(const CDataTransfer* pInstance, unsigned int uiSerial)
     {
@@ -112,8 +113,10 @@ unsigned int readLE32(const unsigned char* p)
 
 void writeLE32(unsigned char* p, unsigned int uiValue)
 {
-    for (int i = 0; i < 4; ++i)
-        p[i] = static_cast<unsigned char>(uiValue >> (8 * i));
+    p[0] = static_cast<unsigned char>(uiValue);
+    p[1] = static_cast<unsigned char>(uiValue >> 8);
+    p[2] = static_cast<unsigned char>(uiValue >> 16);
+    p[3] = static_cast<unsigned char>(uiValue >> 24);
 }
 
 void writeHeader(unsigned char* pHeader, unsigned int uiLength, bool bXml)
@@ -353,7 +356,7 @@ void CDataTransfer::sendData(const unsigned char* pData, unsigned int uiLength, 
     const bool bSingle = !bRaw && uiLength <= SINGLE_SEND_LIMIT;
     if (bSingle) {
         std::memcpy(single, header, FRAME_HEADER_SIZE);
-        if (uiLength > 0)
+        if (pData)
             std::memcpy(single + FRAME_HEADER_SIZE, pData, uiLength);
     }
 
@@ -460,26 +463,29 @@ void CDataTransfer::parseData(const unsigned char* pData, unsigned int uiLength)
     }
     if (!pData || uiLength == 0)
         return;
-    bool bDiscard = false;
     unsigned int uiFrameSize = 0;
+    bool bKept = true;
     if (m_pending.getSize() == 0) {
         // Nothing held back: the frames are read in place, and only an
         // incomplete tail is copied.
-        const unsigned int uiKeep = parseFrames(pData, uiLength, bDiscard, uiFrameSize);
-        if (!bDiscard && uiKeep < uiLength) {
+        const long long llKeep = parseFrames(pData, uiLength, uiFrameSize);
+        if (llKeep < 0) {
+            bKept = false;
+        } else if (llKeep < uiLength) {
+            const unsigned int uiKeep = static_cast<unsigned int>(llKeep);
             m_pending.setPosition(0);
-            bDiscard = !m_pending.writeBuffer(pData + uiKeep, uiLength - uiKeep);
+            bKept = m_pending.writeBuffer(pData + uiKeep, uiLength - uiKeep);
         }
     } else {
         m_pending.setPosition(m_pending.getSize());
-        bDiscard = !m_pending.writeBuffer(pData, uiLength);
-        if (!bDiscard) {
-            const unsigned int uiKeep = parseFrames(m_pending.buffer(), m_pending.getSize(), bDiscard, uiFrameSize);
-            if (!bDiscard)
-                m_pending.moveToHead(uiKeep);
-        }
+        bKept = m_pending.writeBuffer(pData, uiLength);
+        const long long llKeep = bKept ? parseFrames(m_pending.buffer(), m_pending.getSize(), uiFrameSize) : -1;
+        if (llKeep < 0)
+            bKept = false;
+        else
+            m_pending.moveToHead(static_cast<unsigned int>(llKeep));
     }
-    if (bDiscard) {
+    if (!bKept) {
         clearPending();
         return;
     }
@@ -494,10 +500,9 @@ void CDataTransfer::parseData(const unsigned char* pData, unsigned int uiLength)
     m_uiPendingSize.store(m_pending.getSize());
 }
 
-unsigned int CDataTransfer::parseFrames(const unsigned char* pData, unsigned int uiSize, bool& bDiscard,
-                                        unsigned int& uiFrameSize)
+long long CDataTransfer::parseFrames(const unsigned char* pData, unsigned int uiSize, unsigned int& uiFrameSize)
 {
-    bDiscard = false;
+    const long long DISCARD = -1;
     uiFrameSize = 0;
     const unsigned int uiMaxLength = m_uiMaxFrameLength.load();
     const bool bNotify = canNotifyListener();
@@ -508,10 +513,8 @@ unsigned int CDataTransfer::parseFrames(const unsigned char* pData, unsigned int
     unsigned int uiRead = 0;
     unsigned int uiKeep = 0;
     while (uiRemaining > 4) {
-        if (uiSize - uiRead < 4 || readLE32(pData + uiRead) != FRAME_MAGIC) {
-            bDiscard = true;
-            return 0;
-        }
+        if (uiSize - uiRead < 4 || readLE32(pData + uiRead) != FRAME_MAGIC)
+            return DISCARD;
         const unsigned int uiStart = uiRead;
         uiRead += 4;
         // A byte that has not arrived yet is not read: the frame waits.
@@ -519,18 +522,17 @@ unsigned int CDataTransfer::parseFrames(const unsigned char* pData, unsigned int
             return uiStart;
         if (pData[uiRead++] != 0)
             continue;
-        if (uiRemaining < FRAME_HEADER_SIZE || uiSize - uiStart < FRAME_HEADER_SIZE)
+        // Fewer than 10 bytes from the frame's start (`remaining` is never
+        // less than that, so this also covers remaining < 10).
+        if (uiSize - uiStart < FRAME_HEADER_SIZE)
             return uiStart;
         const unsigned int uiLength = readLE32(pData + uiStart + 5);
         const bool bXml = pData[uiStart + 9] == PAYLOAD_XML;
-        if (uiLength == 0) {
-            bDiscard = true;
-            return 0;
-        }
+        if (uiLength == 0)
+            return DISCARD;
         if (uiLength > uiMaxLength) {
             logOversize(uiLength, uiSize);
-            bDiscard = true;
-            return 0;
+            return DISCARD;
         }
         if (uiSize - uiStart - FRAME_HEADER_SIZE < uiLength) {
             uiFrameSize = FRAME_HEADER_SIZE + uiLength;

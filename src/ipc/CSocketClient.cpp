@@ -67,7 +67,8 @@ CSocketClient::CSocketClient(const CString& strAddress, unsigned int uiPort, boo
 
 CSocketClient::~CSocketClient()
 {
-    stopHeartBeat();
+    if (m_heartBeatTimer.isRunning())
+        stopHeartBeat();
     closeConnection();
     stopThread();
     delete m_pImpl;

@@ -39,6 +39,7 @@ TEST(CDataTransferBadInput, BadBytesDiscardTheBufferOnly)
     } cases[] = {
         {"garbage", "garbage bytes that are no frame"},
         {"zero length", header(0) + "tail"},
+        {"zero length header alone", header(0)},
         {"huge length", header(0xFFFFFFF0u) + "tail"},
         {"magic, another type, then garbage", "IVEN\x05garbage!"},
     };
@@ -62,6 +63,25 @@ TEST(CDataTransferBadInput, BadBytesDiscardTheBufferOnly)
     const unsigned int uiFirstChunk = static_cast<unsigned int>(rawFrame("f4").size() + header(0).size() + 4);
     EXPECT_EQ(1u, log.count(oversizeLine(0xFFFFFFF0u, CDataTransfer::DEFAULT_MAX_FRAME_LENGTH, uiFirstChunk)));
     EXPECT_EQ(1u, log.countPrefix("[Warning] Data transfer frame of"));
+}
+
+// A frame of 5 MiB in 64 KiB pieces: held back, delivered once, and its
+// memory given back afterwards.
+TEST(CDataTransferBadInput, LargeFrameInManyChunks)
+{
+    tagClientSession s;
+    std::string payload(5u * 1024u * 1024u, 'L');
+    payload[12345] = 'M';
+    const std::string whole = rawFrame(payload);
+    for (size_t at = 0; at < whole.size(); at += 65536) {
+        s.sendChunk(whole.substr(at, 65536));
+        if (at + 65536 < whole.size()) {
+            ASSERT_TRUE(s.waitPending(static_cast<unsigned int>(at + 65536)));
+        }
+    }
+    ASSERT_TRUE(s.events.waitFor(1));
+    EXPECT_EQ("raw " + payload, s.events.m_events[0]);
+    EXPECT_EQ(0u, s.transfer->getPendingSize());
 }
 
 TEST(CDataTransferBadInput, MaximumFrameLengthIsTheLargestPayloadAccepted)

@@ -84,6 +84,8 @@ TEST(CDataTransfer, FramesEachKindOfSend)
         {[&] { proxy.sendLogicData(reinterpret_cast<const unsigned char*>("\x01\x00\xFF"), 3); },
          frame("\x01\x00\xFF"s, false)},
         {[&] { proxy.sendLogicData(reinterpret_cast<const unsigned char*>(""), 0); }, frame("", false)},
+        {[&] { proxy.sendLogicData(static_cast<const unsigned char*>(nullptr), 0); }, frame("", false)},
+        {[&] { proxy.sendLogicData(static_cast<const unsigned char*>(nullptr), 5); }, ""},
         {[&] { proxy.sendLogicData(nullptr, false); }, ""},
     };
     for (const auto& c : cases) {
@@ -177,13 +179,20 @@ TEST(CDataTransfer, ReassemblesFramesAcrossChunks)
 TEST(CDataTransfer, FrameOfAnotherTypeIsSteppedOver)
 {
     tagClientSession s;
-    s.sendChunk(frame("x", false).substr(0, 5).replace(4, 1, "\x07") + frame("kept", false));
+    const std::string typed = frame("x", false).substr(0, 5).replace(4, 1, "\x07");
+    s.sendChunk(typed + frame("kept", false));
     ASSERT_TRUE(s.events.waitFor(1));
     EXPECT_EQ("raw kept", s.events.m_events.back());
+    // A frame cut inside its header after a stepped-over one waits for the rest.
+    s.sendChunk(typed + frame("later", false).substr(0, 7));
+    ASSERT_TRUE(s.waitPending(7));
+    s.sendChunk(frame("later", false).substr(7));
+    ASSERT_TRUE(s.events.waitFor(2));
+    EXPECT_EQ("raw later", s.events.m_events.back());
     s.sendChunk(frame("gone", false, 7) + frame("gone too", false));
     s.sendChunk(frame("next", false));
-    ASSERT_TRUE(s.events.waitFor(2));
-    EXPECT_EQ((std::vector<std::string>{"raw kept", "raw next"}), s.events.m_events);
+    ASSERT_TRUE(s.events.waitFor(3));
+    EXPECT_EQ((std::vector<std::string>{"raw kept", "raw later", "raw next"}), s.events.m_events);
     EXPECT_EQ(0u, s.transfer->getPendingSize());
 }
 
@@ -208,18 +217,21 @@ TEST(CDataTransfer, ReportsConnectionsAndReconnects)
 TEST(CDataTransfer, OpensOneEndpointAtATime)
 {
     tagClientSession s;
+    CLogRecorder log;
     s.transfer->openAsClient(u"127.0.0.1", s.usPort);
     s.transfer->openAsServer(s.usPort + 1, u"127.0.0.1");
-    EXPECT_FALSE(rawAccept(s.listener.get(), 300ms).valid());
-    EXPECT_FALSE(rawConnect(static_cast<unsigned short>(s.usPort + 1)).valid());
-
     CDataTransfer idle;
     idle.openAsServer(0);
+    idle.openAsServer(0, u"127.0.0.1");
     idle.openAsClient(u"", s.usPort);
     idle.openAsClient(u"127.0.0.1", 0);
     EXPECT_FALSE(rawAccept(s.listener.get(), 300ms).valid());
+    // No second endpoint was made: no server thread started, no other client.
+    EXPECT_EQ(0u, log.countPrefix("[Info] Socket server"));
+    EXPECT_EQ(0u, log.countPrefix("[Info] Socket client"));
     idle.close();
     EXPECT_FALSE(idle.isConnect());
+    EXPECT_TRUE(s.transfer->isConnect());
 }
 
 // A server and a client of this library in one process, framed and raw.
@@ -327,8 +339,13 @@ TEST(CDataTransfer, DestructionLeavesNothingToDeliver)
             pTransfer.reset();
             EXPECT_EQ(3u, queued(CBaseMessage::MESSAGE_TYPE_TOUCH));
             EXPECT_EQ(0u, queued(CBaseMessage::MESSAGE_TYPE_DATA_TRANSFER));
+            // A successor, likely at the same address, hears none of it.
+            CDataListener successorHeard;
+            CDataTransfer successor;
+            successor.setListener(&successorHeard);
             EXPECT_EQ(3u, pumpMessages());
             EXPECT_TRUE(heard.m_events.empty());
+            EXPECT_TRUE(successorHeard.m_events.empty());
         } else {
             EXPECT_EQ(4u, pumpMessages());
             EXPECT_EQ((std::vector<std::string>{"touch 1 0 0 0 0 0 0 0 0 0", "page 0 p", "touch 2 0 0 0 0 0 0 0 0 0"}),
@@ -355,7 +372,18 @@ TEST(CMsgDataTransfer, EmptyOrForeignMessagesDeliverNothing)
         pTransfer.get(), reinterpret_cast<const unsigned char*>(payload.c_str()), payload.size() + 1, true));
     EXPECT_EQ(static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pTransfer.get())), pPage->getID());
     EXPECT_EQ(CBaseMessage::MESSAGE_TYPE_TOUCH, pPage->getType());
-    EXPECT_TRUE(pConnect->isConnectionEvent());
+    EXPECT_TRUE(pConnect->isConnectionEvent() && pConnect->isConnected());
+    EXPECT_FALSE(pPage->isConnectionEvent() || pPage->isConnected());
+    // Empty payloads: a message that delivers nothing, of type 33.
+    for (bool bXml : {false, true}) {
+        std::unique_ptr<CMsgDataTransfer> pEmpty(CMsgDataTransfer::create(
+            pTransfer.get(), reinterpret_cast<const unsigned char*>(payload.c_str()), 0, bXml));
+        ASSERT_TRUE(pEmpty);
+        EXPECT_EQ(CBaseMessage::MESSAGE_TYPE_DATA_TRANSFER, pEmpty->getType());
+        EXPECT_TRUE(pEmpty->getBytes().isNull());
+        EXPECT_FALSE(pEmpty->getDocument() && pEmpty->getDocument()->hasRootElement());
+        pEmpty->handleMessage();
+    }
     pConnect->handleMessage();
     pPage->handleMessage();
     EXPECT_EQ((std::vector<std::string>{"connect", "page 0 x"}), heard.m_events);
