@@ -107,6 +107,7 @@ public:
     // Frees the list of destroyed instances.
     static void deleteAllInstance();
 
+protected:
     // ISocketServerListener / ISocketClientListener (endpoint thread).
     void onConnect(CSocketServer* pServer, unsigned int uiClient) override;
     void onDisconnect(CSocketServer* pServer, unsigned int uiClient) override;
@@ -115,7 +116,6 @@ public:
     void onDisconnect(CSocketClient* pClient) override;
     void onDataAvailable(CSocketClient* pClient, unsigned char* pData, int iLength) override;
 
-protected:
     friend class CMsgDataTransfer;
 
     CDataTransfer(const CDataTransfer&) = delete;

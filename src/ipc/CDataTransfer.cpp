@@ -13,6 +13,7 @@
 #include <system/CLogEngine.h>
 #include <text/CStringConverter.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <mutex>
@@ -461,7 +462,7 @@ void CDataTransfer::parseData(const unsigned char* pData, unsigned int uiLength)
             queue(CMsgDataTransfer::create(this, pData, uiLength, false));
         return;
     }
-    if (!pData || uiLength == 0)
+    if (!pData)
         return;
     unsigned int uiFrameSize = 0;
     bool bKept = true;
@@ -471,7 +472,7 @@ void CDataTransfer::parseData(const unsigned char* pData, unsigned int uiLength)
         const long long llKeep = parseFrames(pData, uiLength, uiFrameSize);
         if (llKeep < 0) {
             bKept = false;
-        } else if (llKeep < uiLength) {
+        } else {
             const unsigned int uiKeep = static_cast<unsigned int>(llKeep);
             m_pending.setPosition(0);
             bKept = m_pending.writeBuffer(pData + uiKeep, uiLength - uiKeep);
@@ -541,8 +542,7 @@ long long CDataTransfer::parseFrames(const unsigned char* pData, unsigned int ui
         if (bNotify)
             queue(CMsgDataTransfer::create(this, pData + uiStart + FRAME_HEADER_SIZE, uiLength, bXml));
         uiRead = uiStart + FRAME_HEADER_SIZE + uiLength;
-        const unsigned int uiFrame = FRAME_HEADER_SIZE + uiLength;
-        uiRemaining = uiRemaining > uiFrame ? uiRemaining - uiFrame : 0;
+        uiRemaining -= std::min(uiRemaining, FRAME_HEADER_SIZE + uiLength);
         uiKeep = uiRead;
     }
     return uiKeep;

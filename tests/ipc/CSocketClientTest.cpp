@@ -130,6 +130,9 @@ TEST(CSocketClient, RetriesWithGrowingPausesUntilTheServerIsBack)
 
     const std::string warning = failedLine(usPort, ECONNREFUSED);
     ASSERT_TRUE(waitUntil([&] { return client.tryToConnect(), log.count(warning) >= 4; }, 30s));
+    // The last tryToConnect may still cut one pause short: let that retry
+    // fail before the server comes back.
+    std::this_thread::sleep_for(200ms);
     EXPECT_EQ(4u, log.countPrefix("[Warning]"));
 
     pServer = std::make_unique<CSocketServer>(usPort, 0);

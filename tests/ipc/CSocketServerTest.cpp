@@ -49,6 +49,7 @@ TEST(CSocketHeartBeat, RecognisesTheLeadingRunPlusOne)
         {{0xAF, 0x00}, true},          {{0xAF, 0x05}, true},       {{0xAF, 0xAF, 0x05}, true},
         {{0xAF, 0xAF, 0xAF, 0x00}, true}, {{0xAF}, false},         {{0xAF, 0xAF}, false},
         {{0xAF, 0x00, 0x00}, false},   {{0x00, 0xAF}, false},      {{0xAF, 0x00, 0xAF}, false},
+        {{0x01, 0x00}, false},         {{'o', 'k'}, false},
     };
     for (const auto& c : cases)
         EXPECT_EQ(c.bHeartBeat, CSocketClient::isHeartBeat(c.bytes.data(), static_cast<int>(c.bytes.size())))
@@ -91,6 +92,7 @@ TEST(CSocketServer, ServesOneClientAfterAnotherAndLogsEachStep)
     ASSERT_TRUE(s.events.waitFor('d', 2));
     s.server.stop();
     EXPECT_EQ(0u, s.server.getListeningPort());
+    EXPECT_FALSE(s.server.isConnect());
 
     const std::vector<tagEvent> events = s.events.events();
     ASSERT_EQ(5u, events.size());
@@ -186,6 +188,24 @@ TEST(CSocketServer, PortInUseEndsTheThreadWithNoClient)
     ASSERT_TRUE(waitUntil([&] { return server.getThreadID() == 0; }, 20s));
     EXPECT_EQ(1u, log.count("[Error] Fail to create socket server (dt : " + std::to_string(usPort) + ")."));
     EXPECT_EQ(0u, log.countPrefix("[Info] Socket server (dt"));
+}
+
+// When accepting fails (here: the listening socket is shut down under the
+// server) the server says so and ends.
+TEST(CSocketServer, FailedAcceptEndsTheServer)
+{
+    CLogRecorder log;
+    tagServer s;
+    // Connected to nothing: the listening socket.
+    const int iListening = findOwnSocket(s.port(), 0);
+    ASSERT_GE(iListening, 0);
+    ASSERT_TRUE(waitUntil([&] { return log.countPrefix("[Info] Socket server (dt : 0) is waiting") == 1; }, 20s));
+    ::shutdown(iListening, SHUT_RDWR);
+    ASSERT_TRUE(s.events.waitFor('d', 1));
+    EXPECT_EQ(0xFFFFFFFFu, s.events.events()[0].uiClient);
+    ASSERT_TRUE(waitUntil([&] { return s.server.getThreadID() == 0; }, 20s));
+    EXPECT_EQ(1u, log.count("[Error] Socket server (dt : 0) can't get client."));
+    EXPECT_EQ(1u, log.count("[Info] Socket server (dt : 0) terminated."));
 }
 
 // A client that connects and never sends, or never reads, holds the one

@@ -277,16 +277,19 @@ inline bool rawPeerClosed(int iFd, std::chrono::milliseconds deadline = 20s)
 }
 
 // The descriptor of this process whose socket is bound to `usPort` locally
-// and connected to `usPeer`: the library's own end of a connection, found so
-// that a test can tell when the endpoint has read everything sent to it.
+// and connected to `usPeer` (0: connected to nothing, a listening socket):
+// the library's own end of a connection, found so that a test can tell when
+// the endpoint has read everything sent to it.
 inline int findOwnSocket(unsigned short usPort, unsigned short usPeer)
 {
     for (int iFd = 3; iFd < 4096; ++iFd) {
         sockaddr_in local{}, peer{};
         socklen_t l1 = sizeof(local), l2 = sizeof(peer);
-        if (::getsockname(iFd, reinterpret_cast<sockaddr*>(&local), &l1) == 0 && local.sin_family == AF_INET &&
-            ::getpeername(iFd, reinterpret_cast<sockaddr*>(&peer), &l2) == 0 && ntohs(local.sin_port) == usPort &&
-            ntohs(peer.sin_port) == usPeer)
+        if (::getsockname(iFd, reinterpret_cast<sockaddr*>(&local), &l1) != 0 || local.sin_family != AF_INET ||
+            ntohs(local.sin_port) != usPort)
+            continue;
+        const bool bConnected = ::getpeername(iFd, reinterpret_cast<sockaddr*>(&peer), &l2) == 0;
+        if (bConnected ? ntohs(peer.sin_port) == usPeer : usPeer == 0)
             return iFd;
     }
     return -1;
