@@ -236,6 +236,7 @@ TEST_F(CShareMemoryTest, RegionIsNamedLaidOutAndZeroed)
                                                             "trell.mtx." + k + "_Read", "trell.mtx." + k + "_Write"}));
     EXPECT_EQ(regionBytes(uiKey), std::string(24, '\0'));
 
+    EXPECT_TRUE(writer.isEmpty());
     ASSERT_TRUE(writer.open(uiKey, true, 16));
     const std::vector<std::string> blocks = {"abcdefghijklmnop", "xyz", "#exit#", "#exit#!"};
     for (std::size_t i = 0; i < blocks.size(); ++i) {
@@ -244,7 +245,9 @@ TEST_F(CShareMemoryTest, RegionIsNamedLaidOutAndZeroed)
     }
     EXPECT_EQ(recorder.events, (std::vector<std::string>{"abcdefghijklmnop", "xyz", "<farewell>", "#exit#!"}));
     EXPECT_EQ(held.at(1), std::string("\1\0\0\0\3\0\0\0xyz", 11) + std::string(13, '\0'));
-    EXPECT_EQ(writer.getSize(), 7u);
+    unsigned char acLast[7] = {};
+    EXPECT_TRUE(writer.readData(acLast, 7));
+    EXPECT_EQ(std::string(acLast, acLast + 7), "#exit#!");
     writer.close();
     ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 5; }));
     EXPECT_EQ(recorder.events.back(), "<farewell>");
@@ -287,9 +290,14 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
     }
     EXPECT_FALSE(other.writeData(bytesOf("x"), 1));
     EXPECT_FALSE(reader.writeData(bytesOf("x"), 1));
-    EXPECT_FALSE(writer.writeData(nullptr, 3));
     const std::string tooLong(17, 'x');
     ASSERT_TRUE(waitUntil([&] { return !writer.writeData(bytesOf(tooLong), 17) && logged("17 bytes do not fit its 16"); }));
+    EXPECT_FALSE(writer.writeData(nullptr, 3));
+    struct tagCounting : CShareMemory
+    {
+        using CShareMemory::readerCountChange;
+    } unopened;
+    EXPECT_EQ(unopened.readerCountChange(true), 0) << "a count without a region";
     ASSERT_TRUE(writeWhenAllowed(writer, "sixteen bytes!!!"));
     EXPECT_TRUE(refusedFor(writer, 300ms)) << "a second block while the first is pending";
 
