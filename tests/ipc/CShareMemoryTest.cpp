@@ -196,6 +196,11 @@ protected:
         std::lock_guard<std::mutex> lock(m_mutex);
         m_log += std::string(message.buffer(), message.buffer() + message.length()) + "\n";
     }
+    void clearLog()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_log.clear();
+    }
     bool logged(const std::string& text)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -284,7 +289,7 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
         {&other, 32, 1, "the region exists with a size of 24 bytes, not 40; refused"},
     };
     for (const auto& row : rows) {
-        m_log.clear();
+        clearLog();
         EXPECT_FALSE(row.pChannel->open(uiKey, static_cast<CShareMemory::EModeType>(row.iMode), row.uiSize));
         EXPECT_TRUE(logged(row.pszLog)) << row.pszLog;
     }
