@@ -232,10 +232,12 @@ bool CShareMemory::writeData(const unsigned char* pData, unsigned int uiLength)
         }
         m_bCanWrite = false;
         if (m_pView) {
-            std::memset(m_pView + 4, 0, m_uiRegionSize - 4);
+            // The region ends up zeroed past the data; only that part is
+            // cleared, the data overwrites the rest.
             writeLE32(m_pView + 4, uiLength);
             if (uiLength > 0)
                 std::memcpy(m_pView + HEADER_BYTES, pData, uiLength);
+            std::memset(m_pView + HEADER_BYTES + uiLength, 0, m_uiRegionSize - HEADER_BYTES - uiLength);
         }
     }
     // After the lock: the writer thread takes it first thing when it wakes.
