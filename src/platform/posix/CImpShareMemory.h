@@ -25,16 +25,23 @@
 //    "_Event" for all) delivers nothing.
 //  - Dead readers: liveness, not timeouts. Each handle holds a lock that the
 //    kernel drops when its process dies (CNamedObject::isSlotOpen), and a
-//    reader's roster entry names its handle. A participant that finds a dead
-//    reader drops its entry and sets the count at offset 0 to the readers
-//    still counted: the writer while it waits for a round's readers, anyone
-//    who takes "_Read" while the count is not 0 or takes a mutex abandoned.
-//    The first reader waits for "_Reader" until no other registered reader
-//    holds the region, looking again every POLL_MS; a writer that takes
-//    "_Write" abandoned (its reader died holding it) does the same before it
-//    lets writeData in. A live reader that never lets go (its message loop
-//    stopped) keeps the writer waiting: the region stays locked until the
-//    listener has consumed it.
+//    reader's roster entry names its roster handle. Dead entries are dropped,
+//    and the count at offset 0 set to the readers still counted (logged), by
+//    a reader that registers; by the writer while it waits for a round's
+//    readers (it looks again every POLL_MS); by whoever takes "_Read" while
+//    the count is not 0 (counted entries only) or takes "_Read" abandoned;
+//    and by the writer when it takes "_Write" abandoned. A first reader waits
+//    for "_Reader" until no other registered reader holds the region,
+//    looking again every POLL_MS; a writer that takes "_Write" abandoned (its
+//    first reader died holding it) does the same before it lets writeData
+//    in. A waiter on a named mutex notices a dead owner within its POLL_MS,
+//    so a reader killed while holding the region stops blocking the writer
+//    after about POLL_MS (100 ms). A live reader that never lets go (its
+//    message loop stopped) keeps the writer waiting: the region stays locked
+//    until the listener has consumed it. Only a live holder of "_Read" meets
+//    a timeout: after GIVE_UP_MS (10 s) a reader's open refuses (logged),
+//    and its close or its release of a block gives up and leaves its entry
+//    to the others.
 //  - Dead writers: a writer that dies while writing never announces the
 //    round, so no reader delivers the torn block; the next writer takes
 //    "_Write" over and its first block replaces it.
