@@ -16,18 +16,12 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
-
-extern char** environ;
 
 using namespace Trell;
 using namespace std::chrono_literals;
@@ -64,13 +58,11 @@ std::string regionBytes(unsigned int uiKey)
 // Pops and handles this process's messages until done() holds.
 bool pumpUntil(const std::function<bool()>& done, Clock::duration deadline = 30s)
 {
-    for (const auto end = Clock::now() + deadline; !done();) {
+    for (const auto end = Clock::now() + deadline; !done(); usleep(200)) {
         if (CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage())
             pMessage->handleMessage();
         else if (Clock::now() > end)
             return false;
-        else
-            usleep(200);
     }
     return true;
 }
@@ -79,6 +71,11 @@ template <class TChannel>
 bool writeWhenAllowed(TChannel& channel, const std::string& data)
 {
     return waitUntil([&] { return channel.writeData(bytesOf(data), static_cast<unsigned int>(data.size())); });
+}
+
+double msSince(Clock::time_point start)
+{
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
 bool refusedFor(CShareMemory& writer, Clock::duration span)
@@ -109,71 +106,50 @@ struct tagRecorder : IShareMemoryListener
     std::function<void(const std::string&)> onData;
 };
 
-// A helper process: lines to its stdin, its '@' lines from its stdout.
+// A helper process: its '@' lines; SIGUSR1 tells it to go on.
 class CHelper
 {
 public:
-    explicit CHelper(std::vector<std::string> args)
+    CHelper(const std::string& mode, unsigned int uiKey, unsigned int uiSize = 16)
+        : m_pOut(popen(
+              ("exec " ECS_TEST_SHM_HELPER " " + mode + " " + std::to_string(uiKey) + " " + std::to_string(uiSize))
+                  .c_str(),
+              "re")),
+          m_pid(std::atoi(line(false).c_str()))
+    {}
+    ~CHelper() { wait(SIGKILL); }
+    // The next '@' line without its mark (bAt), or the next line; "" once it ended.
+    std::string line(bool bAt = true)
     {
-        int aiIn[2], aiOut[2];
-        EXPECT_EQ(pipe2(aiIn, O_CLOEXEC) | pipe2(aiOut, O_CLOEXEC), 0);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, aiIn[0], 0);
-        posix_spawn_file_actions_adddup2(&actions, aiOut[1], 1);
-        args.insert(args.begin(), ECS_TEST_SHM_HELPER);
-        std::vector<char*> argv;
-        for (std::string& arg : args)
-            argv.push_back(arg.data());
-        argv.push_back(nullptr);
-        EXPECT_EQ(posix_spawn(&m_pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
-        posix_spawn_file_actions_destroy(&actions);
-        close(aiIn[0]);
-        close(aiOut[1]);
-        m_iIn = aiIn[1];
-        m_pOut = fdopen(aiOut[0], "r");
-    }
-    ~CHelper()
-    {
-        kill(SIGKILL);
-        wait();
-        close(m_iIn);
-        std::fclose(m_pOut);
-    }
-    // The next '@' line without its mark; "" once it ended (the reaper bounds the wait).
-    std::string readLine()
-    {
-        char acLine[256];
-        while (std::fgets(acLine, sizeof(acLine), m_pOut)) {
-            if (acLine[0] == '@')
-                return std::string(acLine + 1, std::strcspn(acLine + 1, "\n"));
+        for (char acLine[256]; m_pOut && std::fgets(acLine, sizeof(acLine), m_pOut);) {
+            if (!bAt || acLine[0] == '@')
+                return std::string(acLine + bAt, std::strcspn(acLine + bAt, "\n"));
         }
         return std::string();
     }
-    void send(const std::string& line) { EXPECT_GT(write(m_iIn, (line + "\n").c_str(), line.size() + 1), 0); }
-    void kill(int iSignal)
+    void go()
     {
-        if (m_pid > 0)
+        if (m_pOut)
+            ::kill(m_pid, SIGUSR1);
+    }
+    // Signals it (0: none) and collects its status once it ended; its
+    // output is read to the end first, so that it never writes into a closed pipe.
+    int wait(int iSignal = 0)
+    {
+        if (!m_pOut)
+            return -1;
+        if (iSignal != 0)
             ::kill(m_pid, iSignal);
-    }
-    // The status as waitpid gives it; -1 once collected.
-    int wait()
-    {
-        int iStatus = -1;
-        if (m_pid > 0 && waitpid(m_pid, &iStatus, 0) == m_pid)
-            m_pid = -1;
+        for (char acRest[256]; std::fgets(acRest, sizeof(acRest), m_pOut);) {
+        }
+        const int iStatus = pclose(m_pOut);
+        m_pOut = nullptr;
         return iStatus;
-    }
-    bool exitedCleanly()
-    {
-        const int iStatus = wait();
-        return WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0;
     }
 
 private:
-    pid_t m_pid = -1;
-    int m_iIn = -1;
-    std::FILE* m_pOut = nullptr;
+    std::FILE* m_pOut;
+    pid_t m_pid;
 };
 
 class CShareMemoryTest : public ::testing::Test, public ILogOuter
@@ -196,15 +172,14 @@ protected:
         std::lock_guard<std::mutex> lock(m_mutex);
         m_log += std::string(message.buffer(), message.buffer() + message.length()) + "\n";
     }
-    void clearLog()
+    // Whether the log holds text since the last bClear.
+    bool logged(const std::string& text, bool bClear = false)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_log.clear();
-    }
-    bool logged(const std::string& text)
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_log.find(text) != std::string::npos;
+        const bool bFound = m_log.find(text) != std::string::npos;
+        if (bClear)
+            m_log.clear();
+        return bFound;
     }
     unsigned int key()
     {
@@ -221,24 +196,33 @@ protected:
 using CShareMemoryProcessTest = CShareMemoryTest;
 
 // The reader that comes first names every object after the key and creates
-// the region zeroed. A block lies at offset 8 with its length at offset 4
-// and the count at 0 (one reader holds it while the listener runs); a shorter
-// block leaves nothing of a longer one. "#exit#" is the farewell whoever
-// writes it, a longer block is data, and the writer's close says it too. The
-// writer here is a proxy. The last close removes every entry.
+// the region zeroed; its worker takes the "sm" thread entry. A block lies at
+// offset 8 with its length at 4 and the count at 0 (one reader holds it
+// while the listener runs); a shorter block leaves nothing of a longer one.
+// "#exit#" is the farewell whoever writes it, a longer block is data, and
+// the writer's close says it too. The writer is a proxy, opened without the
+// thread entry. The last close removes every entry.
 TEST_F(CShareMemoryTest, RegionIsNamedLaidOutAndZeroed)
 {
     const unsigned int uiKey = key();
-    const std::string k = std::to_string(uiKey);
+    const std::string k = std::to_string(uiKey), path = std::filesystem::temp_directory_path() / "shm-entry.xml";
+    std::ofstream(path) << "<engine><thread_set><thread id=\"dt\" name=\"sockets\" priority=\"7\"/>"
+                           "<thread id=\"sm\" name=\"shared\" priority=\"42\"/></thread_set></engine>";
+    ASSERT_TRUE(CConfigParser::getInstance()->load(toCString(path)));
     CShareMemory reader;
     CShareMemoryProxy writer;
     tagRecorder recorder(reader);
     std::vector<std::string> held;
     recorder.onData = [&](const std::string&) { held.push_back(regionBytes(uiKey)); };
     ASSERT_TRUE(reader.open(uiKey, CShareMemory::MODE_TYPE_READER, 16));
-    EXPECT_EQ(entriesOf(uiKey), (std::vector<std::string>{"trell.evt." + k + "_Event", "trell.evt." + k + "_Reader",
-                                                            "trell.mem." + k + "_Roster", "trell.mem." + k + "_ShareMemory",
-                                                            "trell.mtx." + k + "_Read", "trell.mtx." + k + "_Write"}));
+    CConfigParser::deleteInstance();
+    std::filesystem::remove(path);
+    EXPECT_TRUE(reader.getThreadName() == CString(u"shared"));
+    EXPECT_EQ(reader.getThreadPriority(), 42);
+    EXPECT_EQ(entriesOf(uiKey),
+              (std::vector<std::string>{"trell.evt." + k + "_Event", "trell.evt." + k + "_Reader",
+                                        "trell.mem." + k + "_Roster", "trell.mem." + k + "_ShareMemory",
+                                        "trell.mtx." + k + "_Read", "trell.mtx." + k + "_Write"}));
     EXPECT_EQ(regionBytes(uiKey), std::string(24, '\0'));
 
     EXPECT_TRUE(writer.isEmpty());
@@ -256,6 +240,10 @@ TEST_F(CShareMemoryTest, RegionIsNamedLaidOutAndZeroed)
     writer.close();
     ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 5; }));
     EXPECT_EQ(recorder.events.back(), "<farewell>");
+    reader.close();
+    ASSERT_TRUE(reader.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 4));
+    EXPECT_TRUE(reader.getThreadName().isEmpty());
+    EXPECT_EQ(reader.getThreadPriority(), 51);
     reader.close();
 }
 
@@ -289,14 +277,14 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
         {&other, 32, 1, "the region exists with a size of 24 bytes, not 40; refused"},
     };
     for (const auto& row : rows) {
-        clearLog();
         EXPECT_FALSE(row.pChannel->open(uiKey, static_cast<CShareMemory::EModeType>(row.iMode), row.uiSize));
-        EXPECT_TRUE(logged(row.pszLog)) << row.pszLog;
+        EXPECT_TRUE(logged(row.pszLog, true)) << row.pszLog;
     }
     EXPECT_FALSE(other.writeData(bytesOf("x"), 1));
     EXPECT_FALSE(reader.writeData(bytesOf("x"), 1));
     const std::string tooLong(17, 'x');
-    ASSERT_TRUE(waitUntil([&] { return !writer.writeData(bytesOf(tooLong), 17) && logged("17 bytes do not fit its 16"); }));
+    ASSERT_TRUE(
+        waitUntil([&] { return !writer.writeData(bytesOf(tooLong), 17) && logged("17 bytes do not fit its 16"); }));
     EXPECT_FALSE(writer.writeData(nullptr, 3));
     struct tagCounting : CShareMemory
     {
@@ -328,122 +316,86 @@ TEST_F(CShareMemoryTest, NotificationsReachOnlyTheirOpenChannel)
     const unsigned int uiKey = key();
     CShareMemory writer;
     auto pReader = std::make_unique<CShareMemory>();
-    tagRecorder recorder(*pReader);
+    tagRecorder recorder(*pReader), onWriter(writer);
     ASSERT_TRUE(pReader->open(uiKey, CShareMemory::MODE_TYPE_READER, 8));
     ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 8));
     for (bool bDestroy : {false, true}) {
         ASSERT_TRUE(writeWhenAllowed(writer, "stale"));
         ASSERT_TRUE(waitUntil([] { return CMessageCenter::getInstance()->getMessageCount() == 1; }));
-        if (bDestroy) {
+        if (bDestroy)
             pReader.reset();
-        } else {
+        else
             pReader->close();
-            ASSERT_TRUE(pReader->open(uiKey, CShareMemory::MODE_TYPE_READER, 8));
-        }
+        ASSERT_TRUE(bDestroy || pReader->open(uiKey, CShareMemory::MODE_TYPE_READER, 8));
         ASSERT_TRUE(pumpUntil([] { return CMessageCenter::getInstance()->getMessageCount() == 0; }));
     }
-    EXPECT_TRUE(recorder.events.empty());
-
-    tagRecorder onWriter(writer);
     CMsgShareMemory toWriter(&writer);
     toWriter.handleMessage();
-    EXPECT_TRUE(onWriter.events.empty());
+    CMsgShareMemory().handleMessage();
+    EXPECT_TRUE(recorder.events.empty() && onWriter.events.empty());
     EXPECT_EQ(toWriter.getType(), CBaseMessage::MESSAGE_TYPE_SHARE_MEMORY);
     EXPECT_EQ(toWriter.getShareMemory(), &writer);
-    CMsgShareMemory().handleMessage();
     writer.close();
-}
-
-// The worker takes the name and priority of the "sm" thread entry.
-TEST_F(CShareMemoryTest, WorkerTakesTheSmThreadEntry)
-{
-    const unsigned int uiKey = key();
-    CShareMemory channel;
-    ASSERT_TRUE(channel.open(uiKey, CShareMemory::MODE_TYPE_READER, 4));
-    EXPECT_TRUE(channel.getThreadName().isEmpty());
-    EXPECT_EQ(channel.getThreadPriority(), 51);
-    channel.close();
-    const std::string path = (std::filesystem::temp_directory_path() / "shm-thread-entry.xml").string();
-    std::ofstream(path) << "<engine><thread_set><thread id=\"dt\" name=\"sockets\" priority=\"7\"/>"
-                           "<thread id=\"sm\" name=\"shared\" priority=\"42\"/></thread_set></engine>";
-    ASSERT_TRUE(CConfigParser::getInstance()->load(toCString(path)));
-    ASSERT_TRUE(channel.open(uiKey, CShareMemory::MODE_TYPE_READER, 4));
-    EXPECT_TRUE(channel.getThreadName() == CString(u"shared"));
-    EXPECT_EQ(channel.getThreadPriority(), 42);
-    channel.close();
-    CConfigParser::deleteInstance();
-    std::filesystem::remove(path);
 }
 
 // Two readers come first (the region exists, zeroed, before any writer); a
 // block reaches both, and the writer cannot write again until both have
-// handled it, whichever lets go first; the farewell ends them.
-TEST_F(CShareMemoryProcessTest, WriterWaitsForBothReadersAndTheFarewellEndsThem)
+// handled it, whichever lets go first. A reader killed while it holds a
+// block beside another never lets the survivor be written over; the writer
+// goes on once the survivor lets go, and the farewell ends the survivor.
+TEST_F(CShareMemoryProcessTest, WriterWaitsForEveryReaderAndSurvivesOneKilled)
 {
     const unsigned int uiKey = key();
-    CHelper a({"reader", std::to_string(uiKey), "16"}), b({"reader", std::to_string(uiKey), "16"});
-    ASSERT_EQ(a.readLine(), "ready");
-    ASSERT_EQ(b.readLine(), "ready");
+    CHelper a("reader", uiKey), b("reader", uiKey);
+    ASSERT_EQ(a.line() + b.line(), "readyready");
     EXPECT_EQ(regionBytes(uiKey), std::string(24, '\0'));
     CShareMemory writer;
     ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 16));
-    for (const std::string block : {"first", "second"}) {
+    for (const std::string block : {"first", "second", "killed"}) {
         ASSERT_TRUE(writeWhenAllowed(writer, block));
-        ASSERT_EQ(a.readLine(), "data " + block);
-        ASSERT_EQ(b.readLine(), "data " + block);
+        ASSERT_EQ(a.line() + b.line(), "data " + block + "data " + block);
         EXPECT_EQ(regionBytes(uiKey)[0], 2) << "the count of readers holding it";
         EXPECT_TRUE(refusedFor(writer, 300ms)) << "written while both readers hold";
-        (block == "first" ? a : b).send("go");
+        if (block == "killed") {
+            a.wait(SIGKILL);
+            EXPECT_TRUE(refusedFor(writer, 200ms)) << "written while the survivor holds";
+            break;
+        }
+        (block == "first" ? a : b).go();
         EXPECT_TRUE(refusedFor(writer, 200ms)) << "written while one reader holds";
-        (block == "first" ? b : a).send("go");
+        (block == "first" ? b : a).go();
     }
+    const auto released = Clock::now();
+    b.go();
+    ASSERT_TRUE(writeWhenAllowed(writer, "after"));
+    std::printf("[ recovery ] the writer writes again %.1f ms after the survivor let go\n", msSince(released));
+    ASSERT_EQ(b.line(), "data after");
+    b.go();
     writer.close();
-    EXPECT_EQ(a.readLine(), "close");
-    EXPECT_EQ(b.readLine(), "close");
-    EXPECT_TRUE(a.exitedCleanly());
-    EXPECT_TRUE(b.exitedCleanly());
+    EXPECT_EQ(b.line(), "close");
+    EXPECT_EQ(b.wait(), 0);
 }
 
-// A reader killed while it holds the region does not wedge the writer: alone
-// (so holding "_Write") the writer takes over what it left; beside another
-// reader the survivor is never written over. The writer goes on.
-TEST_F(CShareMemoryProcessTest, ReaderKilledWhileHoldingTheRegionIsRecovered)
+// A lone reader killed while it holds the region (so holding "_Write") does
+// not wedge the writer: it takes over what the reader left, with the count
+// repaired, and goes on.
+TEST_F(CShareMemoryProcessTest, LoneReaderKilledWhileHoldingTheRegionIsRecovered)
 {
-    for (int iReaders : {1, 2}) {
-        const unsigned int uiKey = key();
-        std::vector<std::unique_ptr<CHelper>> readers;
-        for (int i = 0; i < iReaders; ++i) {
-            readers.push_back(std::make_unique<CHelper>(std::vector<std::string>{"reader", std::to_string(uiKey), "16"}));
-            ASSERT_EQ(readers.back()->readLine(), "ready");
-        }
-        CShareMemory writer;
-        ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 16));
-        ASSERT_TRUE(writeWhenAllowed(writer, "block"));
-        for (auto& pReader : readers)
-            ASSERT_EQ(pReader->readLine(), "data block");
-        auto released = Clock::now();
-        readers[0]->kill(SIGKILL);
-        readers[0]->wait();
-        if (iReaders == 2) {
-            EXPECT_TRUE(refusedFor(writer, 300ms)) << "written while a reader holds";
-            released = Clock::now();
-            readers[1]->send("go");
-        }
-        ASSERT_TRUE(writeWhenAllowed(writer, "after"));
-        const double dMs = std::chrono::duration<double, std::milli>(Clock::now() - released).count();
-        std::printf("[ recovery ] %d reader(s): the writer writes again %.1f ms after the %s\n", iReaders, dMs,
-                    iReaders == 1 ? "kill" : "survivor let go");
-        if (iReaders == 1) {
-            // With two, the survivor may have repaired the count, in its own log.
-            EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
-            EXPECT_TRUE(logged(": a reader died; the reader count goes from 1 to 0."));
-        } else {
-            ASSERT_EQ(readers[1]->readLine(), "data after");
-            readers[1]->send("go");
-        }
-        writer.close();
-        EXPECT_TRUE(iReaders == 1 || (readers[1]->readLine() == "close" && readers[1]->exitedCleanly()));
-    }
+    const unsigned int uiKey = key();
+    CHelper reader("reader", uiKey);
+    ASSERT_EQ(reader.line(), "ready");
+    CShareMemory writer;
+    ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 16));
+    ASSERT_TRUE(writeWhenAllowed(writer, "block"));
+    ASSERT_EQ(reader.line(), "data block");
+    const auto killed = Clock::now();
+    reader.wait(SIGKILL);
+    ASSERT_TRUE(writeWhenAllowed(writer, "after"));
+    std::printf("[ recovery ] the writer writes again %.1f ms after the reader's kill\n", msSince(killed));
+    EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
+    EXPECT_TRUE(logged(": a reader died; the reader count goes from 1 to 0."));
+    EXPECT_EQ(regionBytes(uiKey)[0], 0);
+    writer.close();
 }
 
 // A writer killed while it copies a block (the helper kills itself once the
@@ -461,13 +413,13 @@ TEST_F(CShareMemoryProcessTest, KilledWritersLeaveNothingTornOrStale)
             bTorn = bTorn || static_cast<unsigned char>(block[i]) != ((i * 131u + 7u) | 1u);
     };
     ASSERT_TRUE(reader.open(uiKey, CShareMemory::MODE_TYPE_READER, uiSize));
-    CHelper writer({"writer", std::to_string(uiKey), std::to_string(uiSize)});
-    ASSERT_EQ(writer.readLine(), "before");
+    CHelper writer("writer", uiKey, uiSize);
+    ASSERT_EQ(writer.line(), "before");
     ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 1; }));
-    writer.send("go");
+    writer.go();
+    const bool bCopied = writer.line() == "complete";
     const int iStatus = writer.wait();
     ASSERT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGKILL);
-    const bool bCopied = writer.readLine() == "complete";
     pumpUntil([] { return false; }, 500ms);
     EXPECT_FALSE(bTorn);
     if (!bCopied) {
@@ -478,19 +430,20 @@ TEST_F(CShareMemoryProcessTest, KilledWritersLeaveNothingTornOrStale)
         ASSERT_TRUE(reader.readData(reinterpret_cast<unsigned char*>(data.data()), uiSize));
         EXPECT_EQ(data.back(), '\0');
     }
+    const auto collected = Clock::now();
     CShareMemory next;
     ASSERT_TRUE(next.open(uiKey, CShareMemory::MODE_TYPE_WRITER, uiSize));
     ASSERT_TRUE(writeWhenAllowed(next, "after"));
+    std::printf("[ recovery ] the next writer writes %.1f ms after the killed one was collected\n", msSince(collected));
     ASSERT_TRUE(pumpUntil([&] { return recorder.events.back() == "after"; }));
     EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
     next.close();
     reader.close();
 
     const unsigned int uiStaleKey = key();
-    CHelper stale({"writer", std::to_string(uiStaleKey), "16"});
-    ASSERT_EQ(stale.readLine(), "before");
-    stale.kill(SIGKILL);
-    stale.wait();
+    CHelper stale("writer", uiStaleKey);
+    ASSERT_EQ(stale.line(), "before");
+    stale.wait(SIGKILL);
     EXPECT_EQ(entriesOf(uiStaleKey).size(), 6u);
     EXPECT_EQ(regionBytes(uiStaleKey).substr(4, 10), std::string("\6\0\0\0before", 10));
     ASSERT_TRUE(reader.open(uiStaleKey, CShareMemory::MODE_TYPE_READER, 32));

@@ -1,13 +1,14 @@
-// Second process of the shared-memory tests. It reports lines marked '@' on
-// stdout (its log prints there too) and takes lines on stdin.
+// Second process of the shared-memory tests. Its first line on stdout is
+// its pid; then it reports lines marked '@' (its log prints there too).
+// SIGUSR1 is its "go".
 //   reader <key> <size>  opens a reader and reports "ready"; reports
-//                        "data <text>" for each block and lets it go on a
-//                        line from stdin; reports "close" on the farewell,
-//                        closes and exits 0
+//                        "data <text>" for each block and lets it go on
+//                        "go"; reports "close" on the farewell, closes and
+//                        exits 0
 //   writer <key> <size>  opens a writer, writes "before" and reports it; on
-//                        a line from stdin writes a block of the whole size
-//                        and kills itself as soon as its length shows in the
-//                        region, that is while its data is being copied
+//                        "go" writes a block of the whole size and kills
+//                        itself as soon as its length shows in the region,
+//                        that is while its data is being copied
 #include <ipc/CShareMemory.h>
 #include <ipc/IShareMemoryListener.h>
 #include <message/CMessageCenter.h>
@@ -26,6 +27,8 @@ using namespace Trell;
 
 namespace {
 
+sigset_t s_go;
+
 void say(const std::string& line)
 {
     const std::string text = "@" + line + "\n";
@@ -33,11 +36,10 @@ void say(const std::string& line)
         _exit(4);
 }
 
-void awaitLine()
+void awaitGo()
 {
-    char ch = 0;
-    while (read(0, &ch, 1) == 1 && ch != '\n') {
-    }
+    int iSignal = 0;
+    sigwait(&s_go, &iSignal);
 }
 
 struct tagReader : IShareMemoryListener
@@ -50,7 +52,7 @@ struct tagReader : IShareMemoryListener
         std::string block(channel.getSize(), '\0');
         channel.readData(reinterpret_cast<unsigned char*>(block.data()), static_cast<unsigned int>(block.size()));
         say("data " + block);
-        awaitLine();
+        awaitGo();
     }
     void onWritterClose() override
     {
@@ -63,7 +65,12 @@ struct tagReader : IShareMemoryListener
 
 int main(int argc, char** argv)
 {
-    if (argc != 4)
+    // Blocked before any thread starts, so that only sigwait takes it.
+    sigemptyset(&s_go);
+    sigaddset(&s_go, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &s_go, nullptr);
+    const std::string pid = std::to_string(getpid()) + "\n";
+    if (argc != 4 || write(1, pid.data(), pid.size()) < 0)
         return 2;
     const std::string mode = argv[1];
     const unsigned int uiKey = static_cast<unsigned int>(std::strtoul(argv[2], nullptr, 10));
@@ -95,7 +102,7 @@ int main(int argc, char** argv)
         return 1;
     writeBlock("before");
     say("before");
-    awaitLine();
+    awaitGo();
     // A second mapping of the region: the length (offset 4 after the 32-byte
     // object header) appears as the copy of the data begins.
     const int fd = open(("/dev/shm/trell.mem." + std::string(argv[2]) + "_ShareMemory").c_str(), O_RDONLY | O_CLOEXEC);
