@@ -230,6 +230,8 @@ public:
         std::sort(m_times.begin(), m_times.end());
         state.counters["p50_us"] = m_times[m_times.size() / 2];
         state.counters["p99_us"] = m_times[m_times.size() * 99 / 100];
+        state.counters["p999_us"] = m_times[m_times.size() * 999 / 1000];
+        state.counters["max_us"] = m_times.back();
     }
 
 private:
