@@ -84,7 +84,7 @@ TEST(CStringConverterNumbers, SignedParsingStopsAtFirstNonDigitSkipsNothingAndWr
 TEST(CStringConverterNumbers, UnsignedParsingHexSkipsInvalidAndDecimalHasNoSign)
 {
     const std::pair<const char*, unsigned int> cases[] = {
-        {"0x1G2", 0x12u}, {"0X", 0u}, {"0xff", 0xFFu}, {"0XaBcD", 0xABCDu}, {"0x 12 34", 0x1234u},
+        {"0x1G2", 0x12u}, {"0x09", 9u}, {"0X", 0u}, {"0xff", 0xFFu}, {"0XaBcD", 0xABCDu}, {"0x 12 34", 0x1234u},
         {"0xFFFFFFFF", 0xFFFFFFFFu}, {"0x1FFFFFFFF", 0xFFFFFFFFu}, // shifted out at the top
         {"12", 12u}, {"-12", 0u}, {"12x", 12u}, {"4294967295", 4294967295u}, {"4294967296", 0u}, {"x12", 0u},
     };
