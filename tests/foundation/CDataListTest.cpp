@@ -18,14 +18,6 @@ using ContainerTest::CTrackedTest;
 
 namespace {
 
-std::vector<int> valuesOf(const CDataList<CTracked>& list)
-{
-    std::vector<int> values;
-    for (const CTracked& v : list)
-        values.push_back(v.value());
-    return values;
-}
-
 std::vector<int> idsOf(const CObjectList<CCountedObject>& list)
 {
     std::vector<int> ids;
@@ -48,6 +40,7 @@ TEST_F(CTrackedTest, DataListMatchesStdListUnderRandomOperations)
         const unsigned int count = list.getCount();
         const unsigned int index = random() % (count + 2); // sometimes out of range
         const int value = int(random() % 40);
+        const auto found = std::find(reference.begin(), reference.end(), value);
         switch (random() % 8) {
         case 0:
         case 1:
@@ -60,15 +53,13 @@ TEST_F(CTrackedTest, DataListMatchesStdListUnderRandomOperations)
             if (index < count)
                 reference.erase(std::next(reference.begin(), index));
             break;
-        case 3: {
-            auto found = std::find(reference.begin(), reference.end(), value);
+        case 3:
             ASSERT_EQ(list.indexOf(CTracked(value)),
                       found == reference.end() ? -1 : int(std::distance(reference.begin(), found)));
             ASSERT_EQ(list.remove(CTracked(value)), found != reference.end());
             if (found != reference.end())
                 reference.erase(found);
             break;
-        }
         case 4:
             list.addHead(CTracked(value));
             reference.push_front(value);
@@ -82,24 +73,22 @@ TEST_F(CTrackedTest, DataListMatchesStdListUnderRandomOperations)
             }
             break;
         case 6:
-            if (count) {
-                ASSERT_EQ(list[index % count].value(), *std::next(reference.begin(), index % count));
-            }
+            ASSERT_TRUE(!count || list[index % count].value() == *std::next(reference.begin(), index % count));
             break;
         default:
             list.add(CTracked(value));
             reference.push_back(value);
-            break;
         }
         ASSERT_EQ(list.getCount(), reference.size());
         ASSERT_EQ(CTracked::s_iLive, int(reference.size()));
     }
-    EXPECT_EQ(valuesOf(list), std::vector<int>(reference.begin(), reference.end()));
-    std::vector<int> backwards;
+    std::vector<int> forwards, backwards;
+    for (const CTracked& v : list)
+        forwards.push_back(v.value());
     for (bool more = list.moveLast(); more; more = list.movePrev())
         backwards.push_back(list.getCurrent()->value());
+    EXPECT_EQ(forwards, std::vector<int>(reference.begin(), reference.end()));
     EXPECT_EQ(backwards, std::vector<int>(reference.rbegin(), reference.rend()));
-    EXPECT_EQ(list.getFirst().value(), reference.front());
 
     CDataList<CTracked> copy(list);
     copy[0] = CTracked(-5);
@@ -113,28 +102,16 @@ TEST_F(CTrackedTest, DataListMatchesStdListUnderRandomOperations)
 TEST(CDataList, CursorStartsOnFirstElementAndSurvivesRemovals)
 {
     CDataList<int> list;
-    EXPECT_EQ(list.getCurrent(), nullptr);
-    EXPECT_FALSE(list.moveFirst());
-    list.add(1);
-    ASSERT_NE(list.getCurrent(), nullptr) << "the first node becomes the cursor";
-    for (int v = 2; v <= 6; ++v)
+    EXPECT_TRUE(list.getCurrent() == nullptr && !list.moveFirst());
+    for (int v = 1; v <= 6; ++v)
         list.add(v);
-    EXPECT_EQ(*list.getCurrent(), 1) << "later appends leave the cursor";
-
-    // Remove the even elements while walking.
-    for (bool more = list.moveFirst(); more;) {
-        if (*list.getCurrent() % 2 == 0)
-            more = list.removeCurrent();
-        else
-            more = list.moveNext();
-    }
-    EXPECT_EQ(list.getCurrent(), nullptr);
-    EXPECT_EQ(list.getCount(), 3u);
-
+    EXPECT_EQ(*list.getCurrent(), 1) << "the first node becomes the cursor, later appends leave it";
+    for (bool more = list.moveFirst(); more;) // remove the even elements while walking
+        more = *list.getCurrent() % 2 == 0 ? list.removeCurrent() : list.moveNext();
+    EXPECT_TRUE(list.getCurrent() == nullptr && list.getCount() == 3u);
     list.moveFirst();
     list.moveNext();
     list.removeAt(1);
-    ASSERT_NE(list.getCurrent(), nullptr);
     EXPECT_EQ(*list.getCurrent(), 5) << "removing the cursor's node moves it on";
     list.clear();
     EXPECT_EQ(list.getCurrent(), nullptr);
@@ -148,13 +125,10 @@ TEST_F(CTrackedTest, OwningObjectListDestroysRemovedObjectsWhateverTheirCountAnd
         for (int i = 0; i < 6; ++i)
             list.add(new CCountedObject(i));
         list[2]->addRef();
-        EXPECT_TRUE(list.removeAt(2));
-        EXPECT_TRUE(list.remove(list.getFirst()));
+        EXPECT_TRUE(list.removeAt(2) && list.remove(list.getFirst()));
         EXPECT_EQ(CCountedObject::s_iLive, 5);
-        std::vector<CCountedObject*> taken{list.takeFirst(), list.takeLast(), list.takeAt(1)};
-        EXPECT_EQ(CCountedObject::s_iLive, 5) << "taking hands the objects out alive";
         std::vector<int> takenIds;
-        for (CCountedObject* object : taken) {
+        for (CCountedObject* object : {list.takeFirst(), list.takeLast(), list.takeAt(1)}) {
             takenIds.push_back(object ? object->id() : -1);
             delete object;
         }
@@ -163,13 +137,11 @@ TEST_F(CTrackedTest, OwningObjectListDestroysRemovedObjectsWhateverTheirCountAnd
         CCountedObject* three = list.getFirst();
         list.setOwning(false);
         list.addHead(&kept);
-        EXPECT_TRUE(list.remove(&kept));
-        EXPECT_FALSE(list.remove(&kept));
+        EXPECT_TRUE(list.remove(&kept) && !list.remove(&kept));
         list.clear();
         EXPECT_EQ(CCountedObject::s_iLive, 2) << "a list that does not own leaves its objects";
         delete three;
-        EXPECT_EQ(list.takeFirst(), nullptr);
-        EXPECT_EQ(list.getAt(0), nullptr);
+        EXPECT_TRUE(list.takeFirst() == nullptr && list.getAt(0) == nullptr);
         list.setOwning(true);
         list.add(new CCountedObject(9)); // the destructor deletes what is left
     }
@@ -182,30 +154,21 @@ TEST_F(CTrackedTest, DetachedNodesLinkAndUnlinkLikeAddAndTakeFirst)
 {
     typedef CObjectList<CCountedObject> List;
     List list(true);
-    EXPECT_EQ(list.takeFirstNode(), nullptr);
-    EXPECT_FALSE(list.addNode(nullptr));
+    EXPECT_TRUE(list.takeFirstNode() == nullptr && !list.addNode(nullptr));
     ASSERT_TRUE(list.addNode(List::makeNode(new CCountedObject(1))));
     EXPECT_EQ(list.getCurrent()->id(), 1) << "the first element becomes the cursor";
     list.add(new CCountedObject(2));
     ASSERT_TRUE(list.addNode(List::makeNode(new CCountedObject(3))));
-    EXPECT_EQ(list.getLast()->id(), 3);
-
     // Taking the head node leaves its object alive even on an owning list,
     // and moves a cursor that stood on it.
     List::tagNode* node = list.takeFirstNode();
-    ASSERT_NE(node, nullptr);
-    EXPECT_EQ(node->pObject->id(), 1);
-    EXPECT_EQ(CCountedObject::s_iLive, 3);
-    EXPECT_EQ(list.getCurrent()->id(), 2);
-    EXPECT_EQ(list.getCount(), 2u);
-
+    EXPECT_EQ(std::make_tuple(node->pObject->id(), CCountedObject::s_iLive, list.getCurrent()->id(), list.getCount()),
+              std::make_tuple(1, 3, 2, 2u));
     // The same node may join the list again, now at the tail.
     ASSERT_TRUE(list.addNode(node));
     EXPECT_EQ(idsOf(list), (std::vector<int>{2, 3, 1}));
-    EXPECT_TRUE(list.moveLast());
-    EXPECT_TRUE(list.movePrev());
+    EXPECT_TRUE(list.moveLast() && list.movePrev());
     EXPECT_EQ(list.getCurrent()->id(), 3) << "back links of a re-added node are rebuilt";
-
     while (List::tagNode* taken = list.takeFirstNode()) {
         delete taken->pObject;
         List::freeNode(taken);

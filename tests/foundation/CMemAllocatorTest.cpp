@@ -45,10 +45,9 @@ TEST(CMemAllocator, SizeClassTableFollowsTheBands)
         EXPECT_EQ(allocator.getTotalSlots(index), 0u) << "chunks are taken on first use only";
     }
     // Out-of-range indices read as empty rather than past the table.
-    EXPECT_EQ(allocator.getStride(64), 0u);
-    EXPECT_EQ(allocator.getGrowthCount(64), 0u);
-    EXPECT_EQ(allocator.getInitialCount(64), 0u);
-    EXPECT_EQ(allocator.getUsableSize(64), 0u);
+    EXPECT_EQ(allocator.getStride(64) + allocator.getGrowthCount(64) + allocator.getInitialCount(64) +
+                  allocator.getUsableSize(64),
+              0u);
     // Checking mode widens every stride by the checker's overhead, so that
     // checked requests up to 512 bytes still fit a pool.
     const CMemAllocator checking(true);
@@ -144,8 +143,7 @@ TEST(CMemAllocator, SystemHeapFailuresYieldNull)
         pooled = allocator.malloc(8);
         large = allocator.malloc(4096);
     });
-    EXPECT_EQ(pooled, nullptr);
-    EXPECT_EQ(large, nullptr);
+    EXPECT_TRUE(pooled == nullptr && large == nullptr);
     EXPECT_EQ(countOf(out, "Allocate memory pool block failed"), 1u) << out;
     EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), 3u) << "chunk, its large fallback, the large block";
 }
@@ -176,8 +174,7 @@ TEST(CMemAllocator, SecondFreeWarnsOnceAndKeepsTheFreeList)
             EXPECT_EQ(allocator.malloc(24), p) << threadCache;
             EXPECT_EQ(allocator.malloc(24), kept) << "the list behind it is intact, " << threadCache;
             void* fresh = allocator.malloc(24);
-            EXPECT_NE(fresh, p);
-            EXPECT_NE(fresh, kept);
+            EXPECT_TRUE(fresh != p && fresh != kept);
         }).join();
     }
 }
@@ -235,8 +232,7 @@ TEST(CMemAllocator, ThreadsSharingAClassNeverGetTheSameBlock)
     // Freed slots are reused before new ones are carved, so no more slots
     // exist than the two threads ever held at once, each on the list once.
     const unsigned int cls = static_cast<unsigned int>(allocator.findClass(32));
-    EXPECT_LE(allocator.getFreeSlotCount(cls), 2u * 16u);
-    EXPECT_GE(allocator.getFreeSlotCount(cls), 2u);
+    EXPECT_TRUE(allocator.getFreeSlotCount(cls) <= 2u * 16u && allocator.getFreeSlotCount(cls) >= 2u);
     EXPECT_EQ(allocator.getTotalSlots(cls), allocator.getInitialCount(cls));
 }
 
@@ -275,10 +271,8 @@ TEST(CMemAllocator, NewChunkIsTakenWithoutTheClassLock)
     });
     void* p = allocator.malloc(480);
     MemTesting::setSystemHeapObserver(nullptr);
-    EXPECT_TRUE(s_bDoneMeanwhile);
-    EXPECT_NE(p, s_pOther);
-    EXPECT_EQ(allocator.getBlockClass(p), static_cast<int>(cls));
-    EXPECT_EQ(allocator.getBlockClass(s_pOther), static_cast<int>(cls));
+    EXPECT_TRUE(s_bDoneMeanwhile && p != s_pOther);
+    EXPECT_TRUE(allocator.getBlockClass(p) == int(cls) && allocator.getBlockClass(s_pOther) == int(cls));
     EXPECT_EQ(allocator.getTotalSlots(cls), allocator.getInitialCount(cls) + allocator.getGrowthCount(cls));
     blocks.push_back(p);
     blocks.push_back(s_pOther);

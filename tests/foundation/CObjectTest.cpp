@@ -48,8 +48,7 @@ TEST(CObject, LastReleaseDeletesOrReturnsToPool)
     int live = 0;
     auto* object = new CCounted(&live);
     object->release();
-    EXPECT_EQ(live, 1) << "a release on a fresh object keeps it alive";
-    EXPECT_EQ(object->getRef(), 0);
+    EXPECT_TRUE(live == 1 && object->getRef() == 0) << "a release on a fresh object keeps it alive";
     object->addRef();
     object->addRef();
     object->release();
@@ -63,9 +62,7 @@ TEST(CObject, LastReleaseDeletesOrReturnsToPool)
     pooled->addRef();
     pooled->release();
     { CObjectPtr<CCounted> holder(pooled); }
-    ASSERT_EQ(pool.kept.size(), 2u);
-    EXPECT_EQ(pool.kept[0], pooled);
-    EXPECT_EQ(pool.kept[1], pooled) << "the smart pointer's last release hands it back too";
+    EXPECT_EQ(pool.kept, (std::vector<CObject*>{pooled, pooled})) << "the smart pointer's last release too";
     EXPECT_EQ(live, 1) << "a pooled object is handed back, not deleted";
     pooled->setObjectPool(nullptr);
     delete pooled;
@@ -79,12 +76,9 @@ TEST(CObject, CopyAndAssignmentCarryCountAndPool)
     original.setObjectPool(&pool);
     for (int i = 0; i < 3; ++i)
         original.addRef();
-    CCounted copy(original);
-    EXPECT_EQ(copy.getRef(), 3);
-    EXPECT_EQ(copy.getObjectPool(), &pool);
-    CCounted assigned(&live);
+    CCounted copy(original), assigned(&live);
     assigned = original;
-    EXPECT_EQ(assigned.getRef(), 3);
+    EXPECT_TRUE(copy.getRef() == 3 && copy.getObjectPool() == &pool && assigned.getRef() == 3);
 }
 
 TEST(CObjectPtr, HoldsExactlyOneReferenceThroughCopyResetAssignAndMove)
@@ -100,20 +94,17 @@ TEST(CObjectPtr, HoldsExactlyOneReferenceThroughCopyResetAssignAndMove)
     EXPECT_EQ(ptr->getRef(), 1);
     CCounted* raw = ptr.get();
     ptr.reset(raw); // resetting to the same object must not kill it
-    EXPECT_EQ(live, 1);
-    EXPECT_EQ(raw->getRef(), 1);
+    EXPECT_TRUE(live == 1 && raw->getRef() == 1);
 
     ptr = new CDerivedCounted(&live);
     EXPECT_EQ(live, 1) << "the first object died when its only holder moved on";
     CObjectPtr<CCounted> moved(std::move(ptr));
-    EXPECT_FALSE(ptr);
-    EXPECT_EQ(moved->getRef(), 1);
+    EXPECT_TRUE(!ptr && moved->getRef() == 1);
     CObjectPtr<CCounted> other;
     other = moved;
     EXPECT_EQ((*other).getRef(), 2);
     other = std::move(moved);
     EXPECT_EQ(other->getRef(), 1);
     other.reset();
-    EXPECT_TRUE(other == nullptr);
-    EXPECT_EQ(live, 0);
+    EXPECT_TRUE(other == nullptr && live == 0);
 }

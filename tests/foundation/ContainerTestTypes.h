@@ -17,23 +17,14 @@ class CTracked
     TRELL_DECLARE_ALLOCATOR(u"CTracked")
 
 public:
-    static int s_iLive;
-    static int s_iConstructed;
-    static int s_iDestroyed;
+    static inline int s_iLive = 0;
 
-    static void resetCounters()
-    {
-        s_iLive = 0;
-        s_iConstructed = 0;
-        s_iDestroyed = 0;
-    }
-
-    CTracked(int value = 0) : m_iValue(value), m_uiStamp(ALIVE) { born(); }
-    CTracked(const CTracked& other) : m_iValue(other.value()), m_uiStamp(ALIVE) { born(); }
-    CTracked(CTracked&& other) noexcept : m_iValue(other.value()), m_uiStamp(ALIVE)
+    CTracked(int value = 0) : m_iValue(value) { ++s_iLive; }
+    CTracked(const CTracked& other) : m_iValue(other.value()) { ++s_iLive; }
+    CTracked(CTracked&& other) noexcept : m_iValue(other.value())
     {
         other.m_iValue = -1;
-        born();
+        ++s_iLive;
     }
     CTracked& operator=(const CTracked& other)
     {
@@ -44,11 +35,9 @@ public:
     ~CTracked()
     {
         check();
-        m_uiStamp = DEAD;
+        m_uiStamp = 0xDEADu;
         --s_iLive;
-        ++s_iDestroyed;
     }
-
     int value() const
     {
         check();
@@ -58,23 +47,11 @@ public:
     bool operator<(const CTracked& other) const { return value() < other.value(); }
 
 private:
-    static constexpr unsigned int ALIVE = 0xA11FE5u;
-    static constexpr unsigned int DEAD = 0xDEADu;
-
-    void born()
-    {
-        ++s_iLive;
-        ++s_iConstructed;
-    }
-    void check() const { EXPECT_EQ(m_uiStamp, ALIVE) << "use of a destroyed or unconstructed element"; }
+    void check() const { EXPECT_EQ(m_uiStamp, 0xA11FE5u) << "use of a destroyed or unconstructed element"; }
 
     int m_iValue;
-    unsigned int m_uiStamp;
+    unsigned int m_uiStamp = 0xA11FE5u;
 };
-
-inline int CTracked::s_iLive = 0;
-inline int CTracked::s_iConstructed = 0;
-inline int CTracked::s_iDestroyed = 0;
 
 // A library object that reports its destruction.
 class CCountedObject : public Trell::CObject
@@ -82,7 +59,7 @@ class CCountedObject : public Trell::CObject
     TRELL_DECLARE_ALLOCATOR(u"CCountedObject")
 
 public:
-    static int s_iLive;
+    static inline int s_iLive = 0;
 
     explicit CCountedObject(int id = 0) : m_iId(id) { ++s_iLive; }
     ~CCountedObject() override { --s_iLive; }
@@ -92,22 +69,14 @@ private:
     int m_iId;
 };
 
-inline int CCountedObject::s_iLive = 0;
-
-// Every test on this fixture ends with no tracked element and no counted
-// object alive.
+// Every test on this fixture ends with no tracked element and no counted object alive.
 class CTrackedTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        CTracked::resetCounters();
-        CCountedObject::s_iLive = 0;
-    }
+    void SetUp() override { CTracked::s_iLive = CCountedObject::s_iLive = 0; }
     void TearDown() override
     {
         EXPECT_EQ(CTracked::s_iLive, 0) << "elements leaked or destroyed twice";
-        EXPECT_EQ(CTracked::s_iConstructed, CTracked::s_iDestroyed);
         EXPECT_EQ(CCountedObject::s_iLive, 0);
     }
 };

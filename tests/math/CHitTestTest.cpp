@@ -5,7 +5,13 @@
 #define GLM_ENABLE_EXPERIMENTAL
 #include <glm/gtx/intersect.hpp>
 
+#include <new>
 #include <vector>
+
+#if defined(__unix__)
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
 
 using namespace Trell;
 using namespace MathTest;
@@ -137,6 +143,20 @@ TEST(CHitTest, DegenerateCases)
     EXPECT_TRUE(CHitTest::rayNearestBox(CRay(CVector3(-5, 0, 0), CVector3(1, 0, 0)), row, 3, t) == 1 && t == 4.0f);
     EXPECT_TRUE(CHitTest::rayNearestBox(CRay(CVector3(0, 0, 2), CVector3(1, 1, -1)), row + 1, 3, t) == 0 && t == 1.0f);
     EXPECT_TRUE(CHitTest::rayNearestBox(CRay(CVector3(0, 0, 2), CVector3(1, 1, -1)), row, 2, t) == 1 && t == 1.0f);
+    t = 7.0f; // missing every box along an axis leaves t alone
+    EXPECT_TRUE(CHitTest::rayNearestBox(CRay(CVector3(-5, 5, 0), CVector3(1, 0, 0)), row, 4, t) == -1 && t == 7.0f);
+#if defined(__unix__)
+    // Boxes that end right before an inaccessible page: the bulk loop must
+    // not read past the last one.
+    const long page = sysconf(_SC_PAGESIZE);
+    void* mem = mmap(nullptr, size_t(page) * 2, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_TRUE(mem != MAP_FAILED && mprotect(static_cast<char*>(mem) + page, size_t(page), PROT_NONE) == 0);
+    CBox* last = reinterpret_cast<CBox*>(static_cast<char*>(mem) + page) - 3;
+    for (int k = 0; k < 3; ++k)
+        new (last + k) CBox(unit);
+    EXPECT_TRUE(CHitTest::rayNearestBox(CRay(CVector3(-5, -5, -5), CVector3(1, 1, 1)), last, 3, t) == 0 && t == 4.0f);
+    munmap(mem, size_t(page) * 2);
+#endif
 
     // Triangles: edges, vertices and both faces count; outside, behind, in-plane and collinear miss.
     const CVector3 a(0, 0, 0), b(2, 0, 0), c(0, 2, 0);

@@ -130,14 +130,11 @@ TEST(CStringConverterUTF8, FixedFormsLimitsAndNullInputs)
     }
 
     unsigned char out[4] = {9, 9, 9, 9};
-    unsigned int written = 5;
+    unsigned int written = 5, alsoWritten = 5;
     CStringConverter::convertToUTF8(static_cast<const char16_t*>(nullptr), out, 4, &written);
-    EXPECT_EQ(written, 0u);
-    written = 5;
-    CStringConverter::convertToUTF8(u"a", out, 0, &written);
-    CStringConverter::convertToUTF8(u"a", nullptr, 4, &written);
-    EXPECT_EQ(written, 0u);
-    EXPECT_EQ(out[0], 9); // nothing written, not even a terminator
+    CStringConverter::convertToUTF8(u"a", out, 0, &alsoWritten);
+    CStringConverter::convertToUTF8(u"a", nullptr, 4, &alsoWritten);
+    EXPECT_TRUE(written == 0u && alsoWritten == 0u && out[0] == 9); // nothing written, not even a terminator
     CStringConverter::convertToUTF8(CString(u"xyz"), out, 4, nullptr);
     EXPECT_EQ(std::string(reinterpret_cast<char*>(out)), "xyz");
 
@@ -145,8 +142,7 @@ TEST(CStringConverterUTF8, FixedFormsLimitsAndNullInputs)
     CStringConverter::convertFromUTF8(nullptr, s);
     EXPECT_TRUE(s.isEmpty());
     CStringConverter::convertFromUTF8(reinterpret_cast<const unsigned char*>(""), s);
-    EXPECT_FALSE(s.isEmpty());
-    EXPECT_EQ(s.length(), 0u);
+    EXPECT_TRUE(!s.isEmpty() && s.length() == 0u);
 }
 
 TEST(CStringConverterUTF8, DecoderAgreesWithReferenceOnRandomBytes)
@@ -223,8 +219,7 @@ TEST(CStringConverterMBCS, ZeroFillsNeverSplitsACharacterAndRejectsUnconvertible
     CStringConverter::convertFromMBCS(nullptr, s);
     EXPECT_TRUE(s.isEmpty());
     CStringConverter::convertFromMBCS("ab\x81", s); // truncated double-byte character
-    EXPECT_EQ(s.length(), 0u);
-    EXPECT_FALSE(s.isEmpty());
+    EXPECT_TRUE(s.length() == 0u && !s.isEmpty());
 }
 
 TEST(CStringConverterMBCS, UsableFromSeveralThreads)

@@ -64,6 +64,7 @@ TEST(CStringConverterFormat, UnitsPointersLongOutputAndInvalidFormats)
         {CStringConverter::format(u"%p", static_cast<void*>(&x)), widen(pointer)},
         {CStringConverter::format(u"[%7p]", static_cast<void*>(nullptr)), u"[  (nil)]"},
         {CStringConverter::format(u"%5000d|%s", 7, u"end"), std::u16string(4999, u' ') + u"7|end"},
+        {CStringConverter::format(u"%qd|%qx", -(1LL << 40), 1ULL << 40), u"-1099511627776|10000000000"},
     };
     for (const auto& [got, expected] : cases) {
         EXPECT_EQ(str(got), expected);
@@ -82,11 +83,11 @@ TEST(CStringConverterFormat, UnitsPointersLongOutputAndInvalidFormats)
 TEST(CStringConverterFormat, PrintfWritesUtf8ToStandardOutput)
 {
     testing::internal::CaptureStdout();
-    CStringConverter::printf(u"%s %d\u00E9\n", u"\u4E2D", 5);
+    CStringConverter::printf(u"%s %d\u00E9 %.1f\n", u"\u4E2D", 5, 0.5); // and no warning about its buffers
     CStringConverter::printf(nullptr);
     CStringConverter::printf(u"%y");
     std::fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\xE4\xB8\xAD 5\xC3\xA9\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\xE4\xB8\xAD 5\xC3\xA9 0.5\n");
 }
 
 // Differential: random flags, width, precision, length modifiers and values

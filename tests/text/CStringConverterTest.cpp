@@ -84,7 +84,7 @@ TEST(CStringConverterNumbers, SignedParsingStopsAtFirstNonDigitSkipsNothingAndWr
 TEST(CStringConverterNumbers, UnsignedParsingHexSkipsInvalidAndDecimalHasNoSign)
 {
     const std::pair<const char*, unsigned int> cases[] = {
-        {"0x1G2", 0x12u}, {"0X", 0u}, {"0xff", 0xFFu}, {"0XaBcD", 0xABCDu}, {"0x 12 34", 0x1234u},
+        {"0x1G2", 0x12u}, {"0x09", 9u}, {"0X", 0u}, {"0xff", 0xFFu}, {"0XaBcD", 0xABCDu}, {"0x 12 34", 0x1234u},
         {"0xFFFFFFFF", 0xFFFFFFFFu}, {"0x1FFFFFFFF", 0xFFFFFFFFu}, // shifted out at the top
         {"12", 12u}, {"-12", 0u}, {"12x", 12u}, {"4294967295", 4294967295u}, {"4294967296", 0u}, {"x12", 0u},
     };
@@ -103,23 +103,16 @@ TEST(CStringConverterNumbers, ToFloatAccumulatesDigitsWithoutExponent)
 
     // digit / divisor per fraction digit, kept in double, rounded once.
     double expected = 0.0;
-    double divisor = 10.0;
-    for (int i = 0; i < 12; ++i) {
+    for (double divisor = 10.0; divisor < 1e13; divisor *= 10.0)
         expected += 1.0 / divisor;
-        divisor *= 10.0;
-    }
     EXPECT_EQ(BOTH(toFloat, "0.111111111111"), static_cast<float>(expected));
 }
 
-TEST(CStringConverterNumbers, ToBoolOnlyExactLowerCaseTrue)
+TEST(CStringConverterNumbers, ToBoolOnlyExactLowerCaseTrueAndNullTextParsesAsZero)
 {
     EXPECT_TRUE(BOTH(toBool, "true"));
     for (const char* no : {"True", "TRUE", " true", "true ", "tru", "1", ""})
         EXPECT_FALSE(BOTH(toBool, no)) << no;
-}
-
-TEST(CStringConverterNumbers, NullTextParsesAsZero)
-{
     EXPECT_EQ(CStringConverter::toInt(NULL_TEXT) | CStringConverter::toInt(NULL_BYTES), 0);
     EXPECT_EQ(CStringConverter::toLLong(NULL_TEXT) | CStringConverter::toLLong(NULL_BYTES), 0);
     EXPECT_EQ(CStringConverter::toUInt(NULL_TEXT) | CStringConverter::toUInt(NULL_BYTES), 0u);
@@ -167,10 +160,9 @@ TEST(CStringConverterUTF16, WholeUnitsZeroFillAndNullCases)
     }
     unsigned char out[4] = {1, 2, 3, 4};
     CStringConverter::convertToUTF16(NULL_TEXT, out, 4);
-    EXPECT_EQ(out[0] | out[1] | out[2] | out[3], 0);
     CStringConverter::convertToUTF16(u"a", out, 0);
     CStringConverter::convertToUTF16(u"a", nullptr, 4);
-    EXPECT_EQ(out[0], 0);
+    EXPECT_EQ(out[0] | out[1] | out[2] | out[3], 0);
 
     const char16_t units[] = {u'x', 0x4E2D, u'y'};
     unsigned char raw[7];
@@ -184,8 +176,7 @@ TEST(CStringConverterUTF16, WholeUnitsZeroFillAndNullCases)
     CStringConverter::convertFromUTF16(raw, 0, s);
     EXPECT_EQ(str(s), u"old");
     CStringConverter::convertFromUTF16(raw, 1, s); // no whole unit: empty, not null
-    EXPECT_FALSE(s.isEmpty());
-    EXPECT_EQ(s.length(), 0u);
+    EXPECT_TRUE(!s.isEmpty() && s.length() == 0u);
 }
 
 TEST(CStringConverterLists, SeparateStringHonoursEmptyPieceFlags)
@@ -243,8 +234,7 @@ TEST(CStringConverterLists, OtherContainersSeparatorsAndMerging)
 
     CString out(u"old");
     CStringConverter::mergeString(CDataArray<CString>(), u';', out);
-    EXPECT_EQ(out.length(), 0u);
-    EXPECT_FALSE(out.isEmpty());
+    EXPECT_TRUE(out.length() == 0u && !out.isEmpty());
     items.clear();
     for (const char16_t* t : {u"a", static_cast<const char16_t*>(nullptr), u"", u"cd"})
         items.add(CString(t));
@@ -271,8 +261,7 @@ TEST(CStringConverterEscape, EncodeReplacesDeletesAndDecodeInverts)
 {
     CString out;
     CStringConverter::encodeChars(CString(u"a<x>&b"), 4, s_chars, s_replacements, s_lengths, out);
-    EXPECT_EQ(str(out), u"a&lt;&gt;&amp;b");
-    EXPECT_EQ(out.length(), 15u);
+    EXPECT_TRUE(str(out) == u"a&lt;&gt;&amp;b" && out.length() == 15u);
 
     // Counted: the length bounds the input, not a terminator.
     CStringConverter::encodeChars(u"<<<", 2, 4, s_chars, s_replacements, s_lengths, out);
@@ -310,8 +299,7 @@ TEST(CStringConverterEscape, EmptyAndNullInputs)
 {
     CString out(u"old");
     CStringConverter::encodeChars(u"", 0, 4, s_chars, s_replacements, s_lengths, out);
-    EXPECT_FALSE(out.isEmpty());
-    EXPECT_EQ(out.length(), 0u);
+    EXPECT_TRUE(!out.isEmpty() && out.length() == 0u);
     CStringConverter::encodeChars(NULL_TEXT, 3, 4, s_chars, s_replacements, s_lengths, out);
     EXPECT_TRUE(out.isEmpty());
     out = u"old";

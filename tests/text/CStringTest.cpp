@@ -134,8 +134,7 @@ TEST(CString, AssigningTheOwnBufferDoesNothing)
     CString s(u"abc");
     const char16_t* before = s.buffer();
     s = s.buffer();
-    EXPECT_EQ(s.buffer(), before);
-    EXPECT_EQ(text(s), u"abc");
+    EXPECT_TRUE(s.buffer() == before && text(s) == u"abc");
     CString& alias = s;
     s = alias;
     EXPECT_EQ(s.buffer(), before);
@@ -155,16 +154,12 @@ TEST(CString, CopyCarriesTheCountAssignmentDoesNotAndMoveStealsTheBuffer)
     EXPECT_NE(copy.buffer(), source.buffer());
     CString target(u"x");
     target = source;
-    EXPECT_EQ(target.getRef(), 0);
-    EXPECT_EQ(text(target), u"abc");
-
+    EXPECT_TRUE(target.getRef() == 0 && text(target) == u"abc");
     const char16_t* buffer = source.buffer();
     CString moved(std::move(source));
-    EXPECT_EQ(moved.buffer(), buffer);
-    EXPECT_TRUE(source.isEmpty());
+    EXPECT_TRUE(moved.buffer() == buffer && source.isEmpty());
     target = std::move(moved);
-    EXPECT_EQ(target.buffer(), buffer);
-    EXPECT_TRUE(moved.isEmpty());
+    EXPECT_TRUE(target.buffer() == buffer && moved.isEmpty());
 }
 
 // --- raw buffer access -----------------------------------------------------------
@@ -177,8 +172,7 @@ TEST(CString, RawBufferAccessCountsTruncatesAndHandsOverOwnership)
     expectWellFormed(s);
     // The copy stops at a terminator but the length is still the count.
     s.fromBuffer(u"ab", 4);
-    EXPECT_EQ(s.length(), 4u);
-    EXPECT_EQ(std::u16string(s.buffer()), u"ab");
+    EXPECT_TRUE(s.length() == 4u && std::u16string(s.buffer()) == u"ab");
     s.fromBuffer(u"xyz", 0);
     EXPECT_EQ(kindOf(s), Kind::Empty);
 
@@ -198,70 +192,45 @@ TEST(CString, RawBufferAccessCountsTruncatesAndHandsOverOwnership)
     ASSERT_NE(buffer, nullptr);
     std::copy_n(u"xyz", 4, buffer);
     s.attach(buffer, -1);
-    EXPECT_EQ(s.buffer(), buffer);
-    EXPECT_EQ(s.length(), 3u);
+    EXPECT_TRUE(s.buffer() == buffer && s.length() == 3u);
     char16_t* taken = s.detach();
-    EXPECT_EQ(taken, buffer);
-    EXPECT_EQ(kindOf(s), Kind::Null);
+    EXPECT_TRUE(taken == buffer && kindOf(s) == Kind::Null);
     s.attach(taken, 0); // an explicit length is trusted, 0 included
     EXPECT_EQ(s.length(), 0u);
     s.attach(nullptr, -1);
-    EXPECT_EQ(kindOf(s), Kind::Null);
-    EXPECT_EQ(CString().detach(), nullptr);
+    EXPECT_TRUE(kindOf(s) == Kind::Null && CString().detach() == nullptr);
 }
 
 // --- queries ------------------------------------------------------------------------
 
 TEST(CString, QueriesAnswerOutOfRangeAndNullAsDocumented)
 {
-    const CString s(u"abcabc");
-    const CString null;
-    EXPECT_EQ(s.charAt(5), u'c');
-    EXPECT_EQ(s.charAt(6), 0);
-    EXPECT_EQ(null.charAt(0), 0);
-    EXPECT_EQ(s.charCount(u'a'), 2u);
-    EXPECT_EQ(null.charCount(u'a'), 0u);
-    EXPECT_EQ(s.indexOf(u'c'), 2);
-    EXPECT_EQ(s.lastIndexOf(u'c'), 5);
-    EXPECT_EQ(s.indexOf(u'z'), -1);
-    EXPECT_EQ(s.lastIndexOf(u'z'), -1);
-    EXPECT_EQ(null.indexOf(u'a'), -1);
-    EXPECT_EQ(s.indexOf(u"bc", 2), 4); // relative to the whole string
-    EXPECT_EQ(s.indexOf(CString(u"bc"), 5), -1);
-    EXPECT_EQ(s.indexOf(u"bc", 6), -1);
-    EXPECT_EQ(s.indexOf(u""), -1);
-    EXPECT_EQ(null.indexOf(u"a"), -1);
-    EXPECT_EQ(s.lastIndexOf(CString(u"abc")), 3);
-
-    const CString h(u"Hello");
-    EXPECT_TRUE(h.startWith(u"He"));
-    EXPECT_FALSE(h.startWith(u"he"));
-    EXPECT_TRUE(h.startWithIC(CString(u"HELLO")));
-    EXPECT_FALSE(h.startWith(CString()));
-    EXPECT_FALSE(null.startWith(u"a"));
-    EXPECT_EQ(h.compare(u"Help"), -1);
-    EXPECT_EQ(h.compare(CString(u"Hell")), 1);
-    EXPECT_EQ(h.compareIC(u"hELLO"), 0);
-    EXPECT_EQ(null.compare(u""), 0);
-    EXPECT_TRUE(h != u"hello");
+    const CString s(u"abcabc"), null, h(u"Hello");
+    // Searches are relative to the whole string; an empty part is never found.
+    EXPECT_EQ((std::vector<int>{s.charAt(5), s.charAt(6), null.charAt(0), int(s.charCount(u'a')),
+                                int(null.charCount(u'a')), s.indexOf(u'c'), s.lastIndexOf(u'c'), s.indexOf(u'z'),
+                                s.lastIndexOf(u'z'), null.indexOf(u'a'), s.indexOf(u"bc", 2),
+                                s.indexOf(CString(u"bc"), 5), s.indexOf(u"bc", 6), s.indexOf(u""), null.indexOf(u"a"),
+                                s.lastIndexOf(CString(u"abc")), h.compare(u"Help"), h.compare(CString(u"Hell")),
+                                h.compareIC(u"hELLO"), null.compare(u"")}),
+              (std::vector<int>{u'c', 0, 0, 2, 0, 2, 5, -1, -1, -1, 4, -1, -1, -1, -1, 3, -1, 1, 0, 0}));
+    EXPECT_TRUE(h.startWith(u"He") && h.startWithIC(CString(u"HELLO")) && h != u"hello");
+    EXPECT_FALSE(h.startWith(u"he") || h.startWith(CString()) || null.startWith(u"a"));
     EXPECT_TRUE(h < CString(u"Help") && CString(u"b") > CString(u"a"));
     EXPECT_TRUE(CString() <= CString(u"") && CString(u"") >= CString());
 }
 
 TEST(CString, ReverseAndNumberQueriesReachTheConverters)
 {
-    EXPECT_EQ(CString(u"ba").compareReverse(CString(u"a")), 1);
-    EXPECT_EQ(CString(u"a").compareReverse(CString(u"ba")), -1);
-    EXPECT_EQ(CString(u"xA").compareReverseIC(CString(u"a")), 1);
-    EXPECT_EQ(CString(u"A").compareReverseIC(CString(u"a")), 0);
-    EXPECT_FALSE(CString().isNumberStart() || CString(u"-1").isNumberStart());
-    EXPECT_TRUE(CString(u"1a").isNumberStart());
-    EXPECT_EQ(CString(u"-12ab").toInt(), -12);
-    EXPECT_EQ(CString(u"0x1G2").toUInt(), 0x12u);
-    EXPECT_EQ(CString(u"-9000000000").toLLong(), -9000000000LL);
-    EXPECT_FLOAT_EQ(CString(u"-0.25").toFloat(), -0.25f);
-    EXPECT_TRUE(CString(u"true").toBool());
-    EXPECT_FALSE(CString(u"True").toBool() || CString().toBool());
+    const CString a(u"a"), ba(u"ba");
+    EXPECT_EQ((std::vector<int>{ba.compareReverse(a), a.compareReverse(ba), CString(u"xA").compareReverseIC(a),
+                                CString(u"A").compareReverseIC(a)}),
+              (std::vector<int>{1, -1, 1, 0}));
+    EXPECT_TRUE(CString(u"1a").isNumberStart() && !CString().isNumberStart() && !CString(u"-1").isNumberStart());
+    EXPECT_EQ(std::make_tuple(CString(u"-12ab").toInt(), CString(u"0x1G2").toUInt(), CString(u"-9000000000").toLLong(),
+                              CString(u"-0.25").toFloat()),
+              std::make_tuple(-12, 0x12u, -9000000000LL, -0.25f));
+    EXPECT_TRUE(CString(u"true").toBool() && !CString(u"True").toBool() && !CString().toBool());
 }
 
 // --- editing ------------------------------------------------------------------------
@@ -352,20 +321,18 @@ TEST(CString, EditsKeepOrRebuildTheBufferAsDocumented)
 {
     CString s(u"abcdef");
     const char16_t* before = s.buffer();
+    // No reallocation for a deletion, a replacement without a match or an idle trimBlank.
     s.deleteString(1, 2);
-    EXPECT_EQ(s.buffer(), before); // no reallocation
     s.replaceAll(u"zz", u"y");
-    EXPECT_EQ(s.buffer(), before); // untouched when there is no match
     s.trimBlank(true, true);
-    EXPECT_EQ(s.buffer(), before); // idle trimBlank keeps the buffer
+    EXPECT_EQ(s.buffer(), before);
     s.trim(u'x');
     EXPECT_NE(s.buffer(), before); // trim builds a new buffer although nothing was removed
     EXPECT_EQ(text(s.trimStart(u'a')), u"def");
 
     // Kept as it is: the index test is <=, so the terminator can be replaced.
     s.replaceAt(3, u'!');
-    EXPECT_EQ(s.length(), 3u);
-    EXPECT_EQ(s.buffer()[3], u'!');
+    EXPECT_TRUE(s.length() == 3u && s.buffer()[3] == u'!');
     s.replaceAt(3, 0); // restore before the buffer is read as a text again
     EXPECT_EQ(text(s), u"def");
 }
@@ -388,13 +355,11 @@ TEST(CString, ReplaceAllMatchesReferenceOnRandomTexts)
 
 TEST(CString, LeadingBlanks)
 {
-    const CString s(u"\t\r\n a");
-    EXPECT_EQ(s.getStarkBlankCount(), 4u);
-    EXPECT_EQ(text(s.getStartBlank()), u"\t\r\n ");
-    EXPECT_EQ(CString(u"a ").getStarkBlankCount(), 0u);
-    EXPECT_EQ(kindOf(CString(u"a ").getStartBlank()), Kind::Null);
-    EXPECT_EQ(kindOf(CString().getStartBlank()), Kind::Null);
-    EXPECT_EQ(CString(u"   ").getStarkBlankCount(), 3u);
+    EXPECT_EQ(std::make_tuple(CString(u"\t\r\n a").getStarkBlankCount(), CString(u"a ").getStarkBlankCount(),
+                              CString(u"   ").getStarkBlankCount()),
+              std::make_tuple(4u, 0u, 3u));
+    EXPECT_EQ(text(CString(u"\t\r\n a").getStartBlank()), u"\t\r\n ");
+    EXPECT_TRUE(kindOf(CString(u"a ").getStartBlank()) == Kind::Null && kindOf(CString().getStartBlank()) == Kind::Null);
 }
 
 TEST(CString, AppendingAndConcatenatingThemselvesReadTheOldText)

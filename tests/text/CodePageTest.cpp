@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
+#include <utility>
 
 using namespace Trell;
 
@@ -49,11 +51,8 @@ TEST(CodePage, EveryDoubleByteCodeRoundTrips)
 
 TEST(CodePage, EdgesOfTheCodeSpace)
 {
-    const struct
-    {
-        std::string bytes;
-        std::u16string text; // empty: invalid
-    } decodes[] = {
+    // Bytes and their text; an empty text: invalid.
+    const std::pair<std::string, std::u16string> decodes[] = {
         {"a\x7F", u"a\x7F"},
         {"\x80", u"\u20AC"},       // the euro sign, as in code page 936
         {"\xFF", u""},             // no lead byte
@@ -66,15 +65,11 @@ TEST(CodePage, EdgesOfTheCodeSpace)
         {"\xA1\xA1", u"\u3000"},
         {"\xB0\xA1", u"\u554A"},
     };
-    for (const auto& row : decodes)
-        EXPECT_EQ(decode(row.bytes), row.text) << row.bytes;
+    for (const auto& [bytes, text] : decodes)
+        EXPECT_EQ(decode(bytes), text) << bytes;
 
-    const struct
-    {
-        std::u16string text;
-        unsigned int size;
-        std::string bytes; // empty: no GBK form
-    } encodes[] = {
+    // Text, buffer size and bytes; no bytes: no GBK form.
+    const std::tuple<std::u16string, unsigned int, std::string> encodes[] = {
         {u"\u20AC", 16, "\x80"},
         {u"\u0080", 16, ""},
         {u"a\xD800", 16, ""},         // lone high surrogate
@@ -90,6 +85,6 @@ TEST(CodePage, EdgesOfTheCodeSpace)
         {u"a\xDFFF", 2, ""},
         {u"a\xD83D\xDE00", 2, "a"},
     };
-    for (const auto& row : encodes)
-        EXPECT_EQ(encode(row.text, row.size), row.bytes);
+    for (const auto& [text, size, bytes] : encodes)
+        EXPECT_EQ(encode(text, size), bytes);
 }
