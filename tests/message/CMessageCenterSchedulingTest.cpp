@@ -117,22 +117,32 @@ private:
     unsigned int m_base = 0;
 };
 
-// Reaches the protected appenders, which must queue exactly as pushMessage.
+// Opens the protected appenders, which must queue exactly as pushMessage.
 struct CAppenders : CMessageCenter
 {
     using CMessageCenter::pushDataMessage;
     using CMessageCenter::pushInputMessage;
     using CMessageCenter::pushUserMessage;
 };
-using Appender = bool (CMessageCenter::*)(CBaseMessage*);
 
+// On a center of the test's own, so that odd ids of input, data and user
+// messages can go through its appenders.
 class Scheduling : public CCenterFixture
 {
 protected:
-    // Odd ids of input, data and user messages go through the appenders.
+    void SetUp() override
+    {
+        CCenterFixture::SetUp();
+        center = &m_own;
+    }
+    void TearDown() override
+    {
+        m_own.clearMessageList();
+        CCenterFixture::TearDown();
+    }
     void push(unsigned int type, unsigned int id)
     {
-        Appender append = nullptr;
+        bool (CAppenders::*append)(CBaseMessage*) = nullptr;
         if (type >= 20 && type <= 25)
             append = &CAppenders::pushInputMessage;
         else if (type >= 31 && type <= 35)
@@ -144,11 +154,13 @@ protected:
         } else if (type == 40) {
             center->pushMessage(new CEntryMessage({id}));
         } else if (append && id % 2) {
-            EXPECT_TRUE((center->*append)(new CCountedMessage(type, id)));
+            EXPECT_TRUE((m_own.*append)(new CCountedMessage(type, id)));
         } else {
             center->pushMessage(new CCountedMessage(type, id));
         }
     }
+
+    CAppenders m_own;
 };
 
 } // namespace
@@ -215,7 +227,7 @@ TEST_F(Scheduling, MixedFloodsFollowTheReferenceModel)
         }
     }
     EXPECT_GT(pops, 5000u);
-    EXPECT_FALSE((center->*Appender(&CAppenders::pushInputMessage))(nullptr));
+    EXPECT_FALSE(m_own.pushInputMessage(nullptr));
     while (!HasFailure() && popBoth(3)) {
     }
 }
