@@ -146,8 +146,17 @@ TEST(CIdleCenter, NotifiesInInsertionOrderWithoutDuplicates)
     center->removeIdleListener(&two);
     center->dispatchSystemIdle();
     EXPECT_EQ(log, (std::vector<int>{2, 1, 3, 1, 3}));
+    struct CCopy : CIdleCenter
+    {
+        CCopy(const CIdleCenter& other) : CIdleCenter(other) {}
+        void assign(const CIdleCenter& other) { CIdleCenter::operator=(other); }
+    } copy(*center), assigned(*center);
+    assigned.removeIdleListener(&one);
+    copy.assign(assigned);
+    copy.dispatchSystemIdle();
+    EXPECT_EQ(log.size(), 6u) << "assignment did not take the other's listeners";
     CIdleCenter::deleteInstance();
     CIdleCenter::getInstance()->dispatchSystemIdle(); // a new, empty center
-    EXPECT_EQ(log.size(), 5u);
+    EXPECT_EQ(log.size(), 6u);
     CIdleCenter::deleteInstance();
 }

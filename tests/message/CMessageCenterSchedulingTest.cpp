@@ -117,19 +117,50 @@ private:
     unsigned int m_base = 0;
 };
 
+// Opens the protected appenders, which must queue exactly as pushMessage.
+struct CAppenders : CMessageCenter
+{
+    using CMessageCenter::pushDataMessage;
+    using CMessageCenter::pushInputMessage;
+    using CMessageCenter::pushUserMessage;
+};
+
+// On a center of the test's own, so that odd ids of input, data and user
+// messages can go through its appenders.
 class Scheduling : public CCenterFixture
 {
 protected:
+    void SetUp() override
+    {
+        CCenterFixture::SetUp();
+        center = &m_own;
+    }
+    void TearDown() override
+    {
+        m_own.clearMessageList();
+        CCenterFixture::TearDown();
+    }
     void push(unsigned int type, unsigned int id)
     {
+        bool (CAppenders::*append)(CBaseMessage*) = nullptr;
+        if (type >= 20 && type <= 25)
+            append = &CAppenders::pushInputMessage;
+        else if (type >= 31 && type <= 35)
+            append = &CAppenders::pushDataMessage;
+        else if (type == 50)
+            append = &CAppenders::pushUserMessage;
         if (type == 1) {
             center->pushMessage(new CMsgRender(id));
         } else if (type == 40) {
             center->pushMessage(new CEntryMessage({id}));
+        } else if (append && id % 2) {
+            EXPECT_TRUE((m_own.*append)(new CCountedMessage(type, id)));
         } else {
             center->pushMessage(new CCountedMessage(type, id));
         }
     }
+
+    CAppenders m_own;
 };
 
 } // namespace
@@ -185,7 +216,7 @@ TEST_F(Scheduling, MixedFloodsFollowTheReferenceModel)
             type = 1;
             id = random() % 4; // few render targets, so coalescing happens
         } else if (dice < 60)
-            type = (random() % 2) ? 50 : 10;
+            type = (random() % 2) ? 50 : 10 + random() % 2;
         else if (dice < 61)
             type = 7; // unknown: dropped
         if (type != 0) {
@@ -196,6 +227,7 @@ TEST_F(Scheduling, MixedFloodsFollowTheReferenceModel)
         }
     }
     EXPECT_GT(pops, 5000u);
+    EXPECT_FALSE(m_own.pushInputMessage(nullptr));
     while (!HasFailure() && popBoth(3)) {
     }
 }

@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -41,29 +42,21 @@ struct tagEvent
     const CTimer* pTimer;
     bool bComplete;
     unsigned int uiCount;
-    std::chrono::steady_clock::time_point time;
 };
 
 // Runs on the test thread only (it pumps the messages), so no lock.
 class CRecordingListener : public ITimerListener
 {
 public:
-    void onTimer(const CTimer* pTimer, unsigned int uiCount) override
-    {
-        m_events.push_back({pTimer, false, uiCount, std::chrono::steady_clock::now()});
-    }
-    void onTimerComplete(const CTimer* pTimer) override
-    {
-        m_events.push_back({pTimer, true, 0, std::chrono::steady_clock::now()});
-    }
+    void onTimer(const CTimer* pTimer, unsigned int uiCount) override { m_events.push_back({pTimer, false, uiCount}); }
+    void onTimerComplete(const CTimer* pTimer) override { m_events.push_back({pTimer, true, 0}); }
     unsigned int pulseCount(const CTimer* pTimer = nullptr) const { return countOf(false, pTimer); }
-    unsigned int completeCount(const CTimer* pTimer = nullptr) const { return countOf(true, pTimer); }
+    unsigned int completeCount() const { return countOf(true, nullptr); }
     unsigned int countOf(bool bComplete, const CTimer* pTimer) const
     {
-        unsigned int n = 0;
-        for (const tagEvent& e : m_events)
-            n += (e.bComplete == bComplete && (!pTimer || e.pTimer == pTimer)) ? 1 : 0;
-        return n;
+        return static_cast<unsigned int>(std::count_if(m_events.begin(), m_events.end(), [&](const tagEvent& e) {
+            return e.bComplete == bComplete && (!pTimer || e.pTimer == pTimer);
+        }));
     }
     // The counts of one timer's pulses, in delivery order.
     std::vector<unsigned int> counts(const CTimer* pTimer) const
