@@ -410,6 +410,8 @@ TEST(CMsgDataTransfer, EmptyOrForeignMessagesDeliverNothing)
         EXPECT_FALSE(pEmpty->getDocument() && pEmpty->getDocument()->hasRootElement());
         pEmpty->handleMessage();
     }
+    // Another instance's end leaves this one's messages deliverable.
+    std::make_unique<CDataTransfer>().reset();
     pConnect->handleMessage();
     pPage->handleMessage();
     EXPECT_EQ((std::vector<std::string>{"connect", "page 0 x"}), heard.m_events);

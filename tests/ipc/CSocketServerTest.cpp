@@ -166,6 +166,7 @@ TEST(CSocketServer, FailureToListenOrAcceptEndsTheServer)
     ASSERT_TRUE(events.waitFor('d', 1));
     EXPECT_EQ(NO_CLIENT, events.events()[0].uiClient);
     ASSERT_TRUE(waitUntil([&] { return server.getThreadID() == 0; }));
+    EXPECT_FALSE(server.isConnect());
     EXPECT_EQ(1u, log.count("[Error] Fail to create socket server (dt : " + std::to_string(usPort) + ")."));
     EXPECT_EQ(0u, log.count("[Info] Socket server (dt"));
 
