@@ -165,7 +165,8 @@ TEST(CDataTransfer, ReassemblesFramesAcrossChunks)
     auto pieces = [](const std::string& whole, size_t size) {
         std::vector<std::pair<std::string, unsigned int>> out;
         for (size_t at = 0; at < whole.size(); at += size)
-            out.push_back({whole.substr(at, size), static_cast<unsigned int>(at + size < whole.size() ? at + size : 0)});
+            out.push_back(
+                {whole.substr(at, size), static_cast<unsigned int>(at + size < whole.size() ? at + size : 0)});
         return out;
     };
     const struct
@@ -328,7 +329,8 @@ TEST(CDataTransfer, HeartBeatFollowsTheLastFramedSend)
         if (bDue) {
             time.advance(10);
             ullWire += 2;
-            ASSERT_TRUE(pumpUntil([&] { return bytesReceived(iServerSide) == ullWire && bytesQueued(iServerSide) == 0; }));
+            ASSERT_TRUE(
+                pumpUntil([&] { return bytesReceived(iServerSide) == ullWire && bytesQueued(iServerSide) == 0; }));
         }
     };
     send("a", false);
