@@ -3,7 +3,9 @@
 // - Round trip: a "touch_input" frame sent by CDataTransfer, echoed by a
 //   plain socket thread, reassembled, queued and delivered to the listener on
 //   this (main) thread; beside a plain blocking ping-pong of the same byte
-//   count against the same kind of echo thread.
+//   count against the same kind of echo thread, and beside that ping-pong
+//   with the reply handed from a reader thread to this one (the framed
+//   path's own thread hop, without the library).
 // - Bulk: raw bytes from a blocking CSocketClient to a CSocketServer whose
 //   listener counts them; beside a plain blocking socket pair, sender and
 //   counting receiver thread, with the same chunk size.
@@ -193,6 +195,45 @@ void BM_PeerRawPingPong(benchmark::State& state)
     state.SetLabel(std::to_string(size) + " bytes");
 }
 
+// The same ping-pong with the thread hop the framed path has by design: a
+// reader thread takes each reply off the socket and wakes this thread with
+// the wait object the framed benchmark's main loop sleeps on.
+void BM_PeerRawPingPongHandOff(benchmark::State& state)
+{
+    CEcho echo;
+    const int iFd = connectLoopback(echo.port());
+    noDelay(iFd);
+    const size_t size = g_frameBytes ? g_frameBytes : 230;
+    std::vector<char> out(size, 'x');
+    CWaitObject wake{CString()};
+    std::atomic<unsigned long long> replies{0};
+    std::thread reader([&] {
+        std::vector<char> in(size);
+        for (size_t got = 0;;) {
+            const ssize_t n = ::recv(iFd, in.data() + got, size - got, 0);
+            if (n <= 0)
+                break;
+            got += static_cast<size_t>(n);
+            if (got == size) {
+                got = 0;
+                replies.fetch_add(1);
+                wake.notify();
+            }
+        }
+    });
+    unsigned long long ullSent = 0;
+    for (auto _ : state) {
+        ::send(iFd, out.data(), size, MSG_NOSIGNAL);
+        ++ullSent;
+        while (replies.load() != ullSent)
+            wake.wait(0);
+    }
+    ::shutdown(iFd, SHUT_RDWR);
+    reader.join();
+    ::close(iFd);
+    state.SetLabel(std::to_string(size) + " bytes");
+}
+
 // Counts what the server receives and wakes the sender at the goal.
 class CCountingListener : public ISocketServerListener
 {
@@ -278,6 +319,7 @@ void BM_PeerBulkPlainSockets(benchmark::State& state)
 
 BENCHMARK(BM_FramedRoundTrip)->Arg(0)->Arg(1)->UseRealTime();
 BENCHMARK(BM_PeerRawPingPong)->UseRealTime();
+BENCHMARK(BM_PeerRawPingPongHandOff)->UseRealTime();
 BENCHMARK(BM_BulkRawThroughEndpoints)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PeerBulkPlainSockets)->UseRealTime()->Unit(benchmark::kMillisecond);
 

@@ -1,17 +1,20 @@
 #pragma once
 
 // Shared pieces of the socket and data transfer tests: recorders for the
-// listeners and the log, plain BSD sockets as the far side, a clock the test
-// drives for the heartbeat, and a main loop on the test thread.
+// listeners and the log, plain sockets as the far side, frames built by
+// hand, a clock the test drives for the heartbeat, and the main loop on the
+// test thread.
 
+#include <document/CXMLElement.h>
+#include <document/CXMLParser.h>
+#include <input/CCursor.h>
+#include <ipc/CDataTransfer.h>
 #include <ipc/CSocketClient.h>
 #include <ipc/CSocketServer.h>
-#include <ipc/ISocketClientListener.h>
-#include <ipc/ISocketServerListener.h>
+#include <ipc/IDataTransferListener.h>
 #include <message/CMessageCenter.h>
 #include <system/CLog.h>
 #include <system/ILogOuter.h>
-#include <text/CString.h>
 #include <timer/CTimerManager.h>
 
 #include "message/TickClock.h"
@@ -20,19 +23,15 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <cstring>
+#include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <linux/tcp.h> // tcp_info with the byte counters
 #include <poll.h>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 namespace IpcTest {
@@ -49,13 +48,12 @@ inline std::string toUtf8(const CString& text)
     return out;
 }
 
-// Every log entry, from any thread.
+// Every log line, from any thread, as "[Level] message".
 class CLogRecorder : public ILogOuter
 {
 public:
     CLogRecorder() { CLog::setLogOuter(this); }
     ~CLogRecorder() override { CLog::setLogOuter(nullptr); }
-
     void outputLog(const CString& level, const CString&, const CString& message) override
     {
         std::lock_guard<std::mutex> guard(m_mutex);
@@ -66,14 +64,8 @@ public:
         std::lock_guard<std::mutex> guard(m_mutex);
         return m_lines;
     }
-    unsigned int count(const std::string& line) const
-    {
-        unsigned int n = 0;
-        for (const std::string& l : lines())
-            n += l == line ? 1 : 0;
-        return n;
-    }
-    unsigned int countPrefix(const std::string& prefix) const
+    // The lines that begin with `prefix`.
+    unsigned int count(const std::string& prefix) const
     {
         unsigned int n = 0;
         for (const std::string& l : lines())
@@ -87,7 +79,7 @@ private:
 };
 
 // What an endpoint's listener heard: 'c' connect, 'd' disconnect, 'r' a
-// received chunk.
+// received chunk, with the server's client handle (0 for a client).
 struct tagEvent
 {
     char cKind;
@@ -95,13 +87,19 @@ struct tagEvent
     std::string bytes;
 };
 
-class CRecorder
+class CSocketRecorder : public ISocketClientListener, public ISocketServerListener
 {
+    TRELL_DECLARE_ALLOCATOR(u"CSocketRecorder")
+
 public:
-    void add(char cKind, unsigned int uiClient, const unsigned char* pData = nullptr, int iLength = 0)
+    void onConnect(CSocketClient*) override { add('c', 0); }
+    void onDisconnect(CSocketClient*) override { add('d', 0); }
+    void onDataAvailable(CSocketClient*, unsigned char* pData, int iLength) override { add('r', 0, pData, iLength); }
+    void onConnect(CSocketServer*, unsigned int uiClient) override { add('c', uiClient); }
+    void onDisconnect(CSocketServer*, unsigned int uiClient) override { add('d', uiClient); }
+    void onDataAvailable(CSocketServer*, unsigned int uiClient, unsigned char* pData, int iLength) override
     {
-        std::lock_guard<std::mutex> guard(m_mutex);
-        m_events.push_back({cKind, uiClient, std::string(reinterpret_cast<const char*>(pData), pData ? iLength : 0)});
+        add('r', uiClient, pData, iLength);
     }
     std::vector<tagEvent> events() const
     {
@@ -115,45 +113,41 @@ public:
             n += e.cKind == cKind ? 1 : 0;
         return n;
     }
-    // Every received byte, in order.
+    // Every received chunk, in order.
+    std::vector<std::string> chunks() const
+    {
+        std::vector<std::string> out;
+        for (const tagEvent& e : events()) {
+            if (e.cKind == 'r')
+                out.push_back(e.bytes);
+        }
+        return out;
+    }
     std::string received() const
     {
         std::string all;
-        for (const tagEvent& e : events())
-            all += e.cKind == 'r' ? e.bytes : std::string();
+        for (const std::string& chunk : chunks())
+            all += chunk;
         return all;
     }
     bool waitFor(char cKind, unsigned int uiCount) const
     {
-        return waitUntil([&] { return count(cKind) >= uiCount; }, 20s);
+        return waitUntil([&] { return count(cKind) >= uiCount; });
     }
     bool waitForBytes(size_t size) const
     {
-        return waitUntil([&] { return received().size() >= size; }, 20s);
+        return waitUntil([&] { return received().size() >= size; });
     }
 
 private:
+    void add(char cKind, unsigned int uiClient, const unsigned char* pData = nullptr, int iLength = 0)
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        m_events.push_back({cKind, uiClient, std::string(reinterpret_cast<const char*>(pData), pData ? iLength : 0)});
+    }
+
     mutable std::mutex m_mutex;
     std::vector<tagEvent> m_events;
-};
-
-class CClientRecorder : public ISocketClientListener, public CRecorder
-{
-public:
-    void onConnect(CSocketClient*) override { add('c', 0); }
-    void onDisconnect(CSocketClient*) override { add('d', 0); }
-    void onDataAvailable(CSocketClient*, unsigned char* pData, int iLength) override { add('r', 0, pData, iLength); }
-};
-
-class CServerRecorder : public ISocketServerListener, public CRecorder
-{
-public:
-    void onConnect(CSocketServer*, unsigned int uiClient) override { add('c', uiClient); }
-    void onDisconnect(CSocketServer*, unsigned int uiClient) override { add('d', uiClient); }
-    void onDataAvailable(CSocketServer*, unsigned int uiClient, unsigned char* pData, int iLength) override
-    {
-        add('r', uiClient, pData, iLength);
-    }
 };
 
 // ---- plain sockets on the loopback ------------------------------------------
@@ -163,13 +157,13 @@ class CFd
 {
 public:
     explicit CFd(int iFd = -1) : m_iFd(iFd) {}
-    ~CFd() { reset(); }
-    CFd(CFd&& other) noexcept : m_iFd(other.m_iFd) { other.m_iFd = -1; }
+    CFd(CFd&& other) noexcept : m_iFd(std::exchange(other.m_iFd, -1)) {}
     CFd& operator=(CFd&& other) noexcept
     {
         std::swap(m_iFd, other.m_iFd);
         return *this;
     }
+    ~CFd() { reset(); }
     void reset()
     {
         if (m_iFd >= 0)
@@ -183,34 +177,32 @@ private:
     int m_iFd;
 };
 
-inline unsigned short localPort(int iFd)
+// The local (or the peer's) port of a socket.
+inline unsigned short portOf(int iFd, bool bPeer = false)
 {
     sockaddr_in address{};
     socklen_t length = sizeof(address);
-    ::getsockname(iFd, reinterpret_cast<sockaddr*>(&address), &length);
+    (bPeer ? ::getpeername : ::getsockname)(iFd, reinterpret_cast<sockaddr*>(&address), &length);
     return ntohs(address.sin_port);
 }
 
-inline unsigned short peerPort(int iFd)
+inline sockaddr_in loopback(unsigned short usPort)
 {
     sockaddr_in address{};
-    socklen_t length = sizeof(address);
-    ::getpeername(iFd, reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
+    address.sin_family = AF_INET;
+    address.sin_port = htons(usPort);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
 }
 
 // A listening socket on 127.0.0.1 with a port of the system's choice.
 inline CFd rawListen(unsigned short& usPort)
 {
     CFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const int iOn = 1;
-    ::setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &iOn, sizeof(iOn));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(0, ::bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)));
+    const sockaddr_in address = loopback(0);
+    EXPECT_EQ(0, ::bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)));
     EXPECT_EQ(0, ::listen(fd.get(), 4));
-    usPort = localPort(fd.get());
+    usPort = portOf(fd.get());
     return fd;
 }
 
@@ -226,11 +218,8 @@ inline CFd rawAccept(int iListen, std::chrono::milliseconds deadline = 20s)
 inline CFd rawConnect(unsigned short usPort)
 {
     CFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(usPort);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0)
+    const sockaddr_in address = loopback(usPort);
+    if (::connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0)
         return CFd();
     const int iOn = 1;
     ::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &iOn, sizeof(iOn));
@@ -239,8 +228,7 @@ inline CFd rawConnect(unsigned short usPort)
 
 inline bool rawSend(int iFd, const std::string& bytes)
 {
-    size_t sent = 0;
-    while (sent < bytes.size()) {
+    for (size_t sent = 0; sent < bytes.size();) {
         const ssize_t n = ::send(iFd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
         if (n <= 0)
             return false;
@@ -269,17 +257,16 @@ inline std::string rawReceive(int iFd, size_t size, std::chrono::milliseconds de
 }
 
 // Whether the peer has closed (EOF within the deadline).
-inline bool rawPeerClosed(int iFd, std::chrono::milliseconds deadline = 20s)
+inline bool rawPeerClosed(int iFd)
 {
     pollfd wait{iFd, POLLIN, 0};
     char c;
-    return ::poll(&wait, 1, static_cast<int>(deadline.count())) == 1 && ::recv(iFd, &c, 1, MSG_PEEK) == 0;
+    return ::poll(&wait, 1, 20000) == 1 && ::recv(iFd, &c, 1, MSG_PEEK) == 0;
 }
 
-// The descriptor of this process whose socket is bound to `usPort` locally
-// and connected to `usPeer` (0: connected to nothing, a listening socket):
-// the library's own end of a connection, found so that a test can tell when
-// the endpoint has read everything sent to it.
+// The descriptor of this process bound to `usPort` and connected to `usPeer`
+// (0: to nothing, a listening socket): the library's own end, found so that
+// a test can tell when the endpoint has read everything sent to it.
 inline int findOwnSocket(unsigned short usPort, unsigned short usPeer)
 {
     for (int iFd = 3; iFd < 4096; ++iFd) {
@@ -312,14 +299,15 @@ inline int bytesQueued(int iFd)
     return iQueued;
 }
 
-// Waits until the far end of our raw socket `iRaw` has received everything
-// we sent and its reader has taken it out of the socket.
-inline bool waitConsumed(int iRaw, unsigned long long ullSent)
+// Sends bytes over `iRaw` that its far end in this process reads as one
+// chunk of their own: returns once they all arrived and were taken out.
+inline bool sendChunk(int iRaw, const std::string& bytes)
 {
-    const int iOwn = findOwnSocket(peerPort(iRaw), localPort(iRaw));
-    if (iOwn < 0)
-        return false;
-    return waitUntil([&] { return bytesReceived(iOwn) >= ullSent && bytesQueued(iOwn) == 0; }, 20s);
+    const int iOwn = findOwnSocket(portOf(iRaw, true), portOf(iRaw));
+    const unsigned long long ullBefore = iOwn < 0 ? 0 : bytesReceived(iOwn);
+    return iOwn >= 0 && rawSend(iRaw, bytes) && waitUntil([&] {
+               return bytesReceived(iOwn) >= ullBefore + bytes.size() && bytesQueued(iOwn) == 0;
+           });
 }
 
 // ---- time and the main loop -------------------------------------------------
@@ -332,13 +320,6 @@ inline unsigned int fakeClock()
 {
     g_uiClockReads.fetch_add(1);
     return g_uiFakeNow.load();
-}
-
-// Waits until the timer thread has made a few more checks.
-inline bool waitForChecks(unsigned int uiChecks = 3)
-{
-    const unsigned int uiStart = g_uiClockReads.load();
-    return waitUntil([&] { return g_uiClockReads.load() >= uiStart + uiChecks + 1; }, 20s);
 }
 
 // Drives the timers with a clock the test moves, on the real timer manager.
@@ -359,6 +340,12 @@ public:
         TickClock::setSource(nullptr);
     }
     void advance(unsigned int uiMilliseconds) { g_uiFakeNow.fetch_add(uiMilliseconds); }
+    // Waits until the timer thread has made a few more checks.
+    static bool waitForChecks()
+    {
+        const unsigned int uiStart = g_uiClockReads.load();
+        return waitUntil([&] { return g_uiClockReads.load() >= uiStart + 4; });
+    }
 };
 
 // Pops and handles everything queued now, as the host's main loop does.
@@ -373,9 +360,112 @@ inline unsigned int pumpMessages()
 }
 
 template <class TCondition>
-bool pumpUntil(TCondition condition, std::chrono::seconds deadline = 20s)
+bool pumpUntil(TCondition condition)
 {
-    return waitUntil([&] { return pumpMessages(), condition(); }, deadline);
+    return waitUntil([&] { return pumpMessages(), condition(); });
 }
+
+// ---- the data transfer ------------------------------------------------------
+
+// What the data transfer's listener heard, one line per call.
+class CDataListener : public IDataTransferListener
+{
+public:
+    void onConnect() override { m_events.push_back("connect"); }
+    void onDisconnect() override { m_events.push_back("disconnect"); }
+    void onTouchInputAvailable(const CCursor& c) override
+    {
+        std::string line = "touch";
+        for (long long v : {(long long)c.getID(), (long long)c.getTouchStatus(), (long long)c.getX(),
+                            (long long)c.getXDelta(), (long long)c.getXSpeed(), (long long)c.getY(),
+                            (long long)c.getYDelta(), (long long)c.getYSpeed(), (long long)c.getDistance(),
+                            (long long)c.getTimestamp()})
+            line += " " + std::to_string(v);
+        m_events.push_back(line);
+    }
+    void onPageCMDAvailable(EOperationHandle eHandle, CString strName) override
+    {
+        m_events.push_back("page " + std::to_string(eHandle) + " " + nameOf(strName));
+    }
+    void onPopupCMDAvailable(EOperationHandle eHandle, CString strName) override
+    {
+        m_events.push_back("popup " + std::to_string(eHandle) + " " + nameOf(strName));
+    }
+    void onLogicDataAvailable(CArrayPtr<unsigned char> bytes) override
+    {
+        m_events.push_back("raw " + std::string(reinterpret_cast<const char*>(bytes.get()), bytes.getCount()));
+    }
+    void onLogicDataAvailable(CXMLParser* pDocument) override
+    {
+        CString strText;
+        pDocument->getRootElement()->saveTo(strText, false, false);
+        m_events.push_back("xml " + toUtf8(strText));
+    }
+    static std::string nameOf(const CString& strName) { return strName.isEmpty() ? "<null>" : toUtf8(strName); }
+
+    // Runs the main loop until n events were heard.
+    bool waitFor(size_t n) { return pumpUntil([&] { return m_events.size() >= n; }); }
+
+    std::vector<std::string> m_events;
+};
+
+// One frame as the protocol lays it out: magic, type, length, kind, payload.
+inline std::string frame(const std::string& payload, bool bXml = false, unsigned char ucType = 0)
+{
+    const unsigned int uiLength = static_cast<unsigned int>(payload.size());
+    std::string out = "IVEN" + std::string(1, static_cast<char>(ucType));
+    for (int i = 0; i < 4; ++i)
+        out += static_cast<char>(uiLength >> (8 * i));
+    return out + static_cast<char>(bXml ? 1 : 0) + payload;
+}
+
+// An XML payload: the text and its closing zero byte.
+inline std::string xmlFrame(const std::string& text)
+{
+    return frame(text + '\0', true);
+}
+
+inline const std::string XML_ROOT = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><root>";
+
+// A data transfer in client mode connected to a plain server socket of the
+// test, with the message center on the test thread.
+struct tagClientSession
+{
+    tagClientSession()
+    {
+        CMessageCenter::getInstance();
+        listener = rawListen(usPort);
+        transfer = std::make_unique<CDataTransfer>();
+        transfer->setListener(&events);
+        transfer->openAsClient(u"127.0.0.1", usPort);
+        accept();
+    }
+    ~tagClientSession()
+    {
+        transfer.reset();
+        CMessageCenter::getInstance()->clearMessageList();
+    }
+    // Takes the data transfer's (next) connection and its connect event.
+    void accept()
+    {
+        peer = rawAccept(listener.get());
+        EXPECT_TRUE(peer.valid());
+        EXPECT_TRUE(pumpUntil([&] { return !events.m_events.empty() && events.m_events.back() == "connect"; }));
+        EXPECT_TRUE(transfer->isConnect());
+        events.m_events.clear();
+    }
+    void send(const std::string& bytes) { ASSERT_TRUE(sendChunk(peer.get(), bytes)); }
+    // Waits until the data transfer holds exactly that many bytes back.
+    bool waitPending(unsigned int uiSize) const
+    {
+        return waitUntil([&] { return transfer->getPendingSize() == uiSize; });
+    }
+
+    unsigned short usPort = 0;
+    CFd listener;
+    CFd peer;
+    CDataListener events;
+    std::unique_ptr<CDataTransfer> transfer;
+};
 
 } // namespace IpcTest
