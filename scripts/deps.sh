@@ -16,7 +16,12 @@ packages=(cmake ninja-build g++ clang pkg-config libgtest-dev libgmock-dev
           libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
           gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools
           tshark)
-[ "$(dpkg --print-architecture)" = amd64 ] && packages+=(g++-multilib)
+# The 32-bit build (preset linux32) links the i386 libX11; GStreamer's i386
+# packages do not always co-install with the amd64 ones (their versions must
+# match exactly), so that build plays no audio and needs none.
+if [ "$(dpkg --print-architecture)" = amd64 ]; then
+    packages+=(g++-multilib googletest libx11-dev:i386)
+fi
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
@@ -25,6 +30,9 @@ if ((${#missing[@]})); then
     echo "installing: ${missing[*]}"
     SUDO=""
     [ "$(id -u)" -ne 0 ] && SUDO=sudo
+    if [[ " ${missing[*]} " == *:i386* ]] && ! dpkg --print-foreign-architectures | grep -qx i386; then
+        $SUDO dpkg --add-architecture i386
+    fi
     $SUDO apt-get update -qq
     # tshark asks whether non-root users may capture; answer before it asks.
     echo "wireshark-common wireshark-common/install-setuid boolean false" | $SUDO debconf-set-selections

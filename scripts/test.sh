@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds and runs the test suite in every preset: RelWithDebInfo, AddressSanitizer +
-# UndefinedBehaviorSanitizer, the memory manager's checking mode, and
-# ThreadSanitizer (threaded families only); then checks the installed package,
-# smoke-runs the benchmarks and runs each fuzz target for 30 seconds.
+# UndefinedBehaviorSanitizer, the memory manager's checking mode,
+# ThreadSanitizer (threaded families only) and 32-bit Linux; then checks the
+# installed package, smoke-runs the benchmarks and runs each fuzz target for
+# 30 seconds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 ./scripts/deps.sh
@@ -13,6 +14,14 @@ for preset in default sanitize checking tsan; do
     cmake --build --preset "$preset" -j "$jobs"
     ctest --preset "$preset"
 done
+# The same suite built for 32-bit Linux (-m32): the word size of the first
+# target, where the memory manager has its 32-bit block layout.
+echo "=== preset: linux32 ==="
+start=$SECONDS
+cmake --preset linux32 >/dev/null
+cmake --build --preset linux32 -j "$jobs"
+ctest --preset linux32
+echo "linux32 stage: $((SECONDS - start)) s"
 echo "=== installed package ==="
 ./scripts/install-check.sh build/default
 echo "=== benchmark smoke run ==="

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -55,6 +56,57 @@ TEST(CMemAllocator, SizeClassTableFollowsTheBands)
                                       CMemAllocator::CHECKER_OVERHEAD) & ~CMemAllocator::ALIGN_MASK);
     EXPECT_GE(checking.getMaxPooledSize(), 512u + CMemAllocator::CHECKER_OVERHEAD);
     EXPECT_EQ(allocator.getMaxPooledSize(), 512u);
+}
+
+// A 32-bit build has exactly the documented layout: two 32-bit header words
+// (8 bytes), 4-byte alignment, a 16-byte chunk header, an 8-byte large-block
+// prefix and a 24-byte checker header plus its guard byte. A 64-bit build
+// widens each word to a pointer and aligns to 16.
+static_assert(sizeof(void*) != 4 || (CMemAllocator::HEADER_SIZE == 8 && CMemAllocator::ALIGN_MASK == 3 &&
+                                     CMemAllocator::CHUNK_DATA_OFFSET == 16 &&
+                                     CMemAllocator::LARGE_BLOCK_PREFIX == 8 && CMemAllocator::CHECKER_OVERHEAD == 25),
+              "32-bit block layout");
+static_assert(sizeof(void*) != 8 || (CMemAllocator::HEADER_SIZE == 16 && CMemAllocator::ALIGN_MASK == 15 &&
+                                     CMemAllocator::CHUNK_DATA_OFFSET == 32 &&
+                                     CMemAllocator::LARGE_BLOCK_PREFIX == 16 && CMemAllocator::CHECKER_OVERHEAD == 49),
+              "64-bit block layout");
+
+// Strides, usable sizes and the header words in front of a block, in exact
+// numbers per word size: word 0 names the size class (0 for a large block),
+// word 1 is the header's own address XOR 0x837A46C2; a class's second block
+// lies one stride after its first.
+TEST(CMemAllocator, BlockHeaderHasTheWordSizesLayout)
+{
+    const bool narrow = sizeof(void*) == 4;
+    struct
+    {
+        unsigned int index, stride32, stride64;
+    } const rows[] = {{0, 16, 32}, {2, 32, 48}, {5, 56, 64}, {62, 512, 528}, {63, 520, 528}};
+    const CMemAllocator allocator;
+    for (const auto& row : rows) {
+        const unsigned int stride = narrow ? row.stride32 : row.stride64;
+        EXPECT_EQ(allocator.getStride(row.index), stride) << "class " << row.index;
+        EXPECT_EQ(allocator.getUsableSize(row.index), stride - (narrow ? 8u : 16u)) << "class " << row.index;
+    }
+    const CMemAllocator checking(true);
+    EXPECT_EQ(checking.getStride(0), narrow ? 44u : 80u) << "8 bytes + header + the checker's overhead, aligned";
+
+    CMemAllocator pools;
+    char* first = static_cast<char*>(pools.malloc(24));
+    char* second = static_cast<char*>(pools.malloc(24));
+    void* large = pools.malloc(4096);
+    ASSERT_TRUE(first && second && large);
+    EXPECT_EQ(second - first, static_cast<std::ptrdiff_t>(pools.getStride(2)));
+    for (void* p : {static_cast<void*>(first), large}) {
+        std::uintptr_t words[2];
+        std::memcpy(words, static_cast<char*>(p) - 2 * sizeof(std::uintptr_t), sizeof(words));
+        const std::uintptr_t self = reinterpret_cast<std::uintptr_t>(p) - 2 * sizeof(std::uintptr_t);
+        EXPECT_EQ(words[1], self ^ std::uintptr_t{0x837A46C2u});
+        EXPECT_EQ(words[0] == 0, p == large);
+    }
+    pools.free(first);
+    pools.free(second);
+    pools.free(large);
 }
 
 // Every request up to 512 bytes (0 included) comes from the first class that

@@ -5,6 +5,7 @@ xdotool. One case per run:
 
     host_e2e.py CASE --host PATH [--remote PATH] [--shm-helper PATH] [--config PATH]
                 [--quit-xml PATH] [--artefacts DIR] [--checking] [--thread-sanitizer]
+                [--no-gstreamer]
 
 Cases: startup, usage, sigterm, remote, shm, audio, window. A case that
 cannot run here (no remote tool or shared-memory writer built, no GStreamer
@@ -309,6 +310,9 @@ def case_audio(args, tmp):
     if args.thread_sanitizer:
         print("skipped: GStreamer is not instrumented for the thread sanitizer")
         return SKIP
+    if args.no_gstreamer:
+        print("skipped: built without GStreamer (ECS_AUDIO_GSTREAMER=OFF)")
+        return SKIP
     tone = os.path.join(tmp, "tone.mp3")
     make = ("gst-launch-1.0 -q audiotestsrc num-buffers=13 samplesperbuffer=2205 ! "
             "audio/x-raw,rate=22050,channels=1 ! lamemp3enc target=bitrate bitrate=32 cbr=true ! "
@@ -445,6 +449,7 @@ def main():
     parser.add_argument("--artefacts", default=".")
     parser.add_argument("--checking", action="store_true")
     parser.add_argument("--thread-sanitizer", action="store_true")
+    parser.add_argument("--no-gstreamer", action="store_true")
     args = parser.parse_args()
     os.makedirs(args.artefacts, exist_ok=True)
     with tempfile.TemporaryDirectory() as tmp:

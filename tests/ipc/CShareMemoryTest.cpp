@@ -428,12 +428,14 @@ TEST_F(CShareMemoryProcessTest, KilledWritersLeaveNothingTornOrStale)
     pumpUntil([] { return false; }, 500ms);
     EXPECT_FALSE(bTorn);
     if (!bCopied) {
-        // Killed mid-copy: the length is in, the end of the data is not.
+        // Killed mid-copy: the length is in, part of the data is not (the
+        // pattern has no zero byte; a memcpy may write the end first, as the
+        // 32-bit C library's does).
         EXPECT_EQ(recorder.events.size(), 1u);
         EXPECT_EQ(reader.getSize(), uiSize);
         std::string data(uiSize, '-');
         ASSERT_TRUE(reader.readData(reinterpret_cast<unsigned char*>(data.data()), uiSize));
-        EXPECT_EQ(data.back(), '\0');
+        EXPECT_NE(data.find('\0', 4), std::string::npos);
     }
     const auto collected = Clock::now();
     CShareMemory next;

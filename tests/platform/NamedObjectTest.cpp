@@ -1,6 +1,7 @@
 // Named events and mutexes across real processes: names, owner-only entries,
 // dead users, churn, and 32/64-bit sharing. The other processes run
-// ecs_test_wait_helper (built for 64 and, where the compiler can, 32 bits).
+// ecs_test_wait_helper (built for this word size and, where the compiler
+// can, the other).
 #include <platform/CWaitObject.h>
 #include <platform/posix/NamedObject.h>
 #include <text/CString.h>
@@ -36,12 +37,17 @@ void Trell::logNamedObject(const char* pszText)
 
 namespace {
 
-const char* const HELPER64 = ECS_TEST_WAIT_HELPER;
-#ifdef ECS_TEST_WAIT_HELPER32
-const char* const HELPER32 = ECS_TEST_WAIT_HELPER32;
+// The helper linked with the library has this build's word size; the bare
+// one (when the compiler can build it) the other, so that a 32-bit build
+// shares its objects with a 64-bit process too.
+#ifdef ECS_TEST_WAIT_HELPER_OTHER
+const char* const HELPER_OTHER = ECS_TEST_WAIT_HELPER_OTHER;
 #else
-const char* const HELPER32 = nullptr;
+const char* const HELPER_OTHER = nullptr;
 #endif
+const char* const HELPER = ECS_TEST_WAIT_HELPER;
+const char* const HELPER64 = sizeof(void*) == 8 ? HELPER : HELPER_OTHER;
+const char* const HELPER32 = sizeof(void*) == 4 ? HELPER : HELPER_OTHER;
 
 std::string uniqueName(const char* pszTag)
 {
@@ -209,16 +215,16 @@ TEST(NamedObject, DeadUsersLeaveNothingBehind)
             CWaitObject event(toCString(name));
             EXPECT_FALSE(signalled(event, 40));
             if (mode == "openexit") {
-                EXPECT_EQ(runHelper(HELPER64, {"openexit", name}), 0);
+                EXPECT_EQ(runHelper(HELPER, {"openexit", name}), 0);
             }
             if (mode == "hold") {
                 CWaitObject readyEvent(toCString(ready));
-                const pid_t pid = spawnHelper(HELPER64, {"hold", name, ready});
+                const pid_t pid = spawnHelper(HELPER, {"hold", name, ready});
                 EXPECT_TRUE(signalled(readyEvent));
                 kill(pid, SIGKILL);
                 waitpid(pid, nullptr, 0);
             }
-            EXPECT_EQ(runHelper(HELPER64, {"signal", name}), 0);
+            EXPECT_EQ(runHelper(HELPER, {"signal", name}), 0);
             EXPECT_TRUE(signalled(event)) << "lost a signal from a process that has closed it";
             EXPECT_FALSE(signalled(event, 40));
         }
@@ -236,9 +242,9 @@ TEST(NamedObject, ChurningOpenersLoseNoSignal)
     const int ROUNDS = 300;
     {
         CWaitObject pingEvent(toCString(ping)), pongEvent(toCString(pong));
-        std::vector<pid_t> pids{spawnHelper(HELPER64, {"rally", ping, pong, std::to_string(ROUNDS)})};
+        std::vector<pid_t> pids{spawnHelper(HELPER, {"rally", ping, pong, std::to_string(ROUNDS)})};
         for (int i = 0; i < 50; ++i)
-            pids.push_back(spawnHelper(HELPER64, {"churn", i % 2 ? ping : pong, side, "100"}));
+            pids.push_back(spawnHelper(HELPER, {"churn", i % 2 ? ping : pong, side, "100"}));
         int iRound = 0;
         while (iRound < ROUNDS && (pingEvent.notify(), signalled(pongEvent)))
             ++iRound;
@@ -285,7 +291,8 @@ protected:
     void SetUp() override
     {
         if (!m_pszHelper)
-            GTEST_SKIP() << "no 32-bit helper: the compiler cannot target -m32 (install g++-multilib)";
+            GTEST_SKIP() << "no " << GetParam() << "-bit helper: the compiler cannot target -m" << GetParam()
+                         << " (install g++-multilib)";
     }
     const char* m_pszHelper = GetParam() == 32 ? HELPER32 : HELPER64;
 };
@@ -293,7 +300,7 @@ protected:
 // Signals go both ways whichever side creates the events, and the mutex
 // passes both ways; a holder killed while holding it leaves it to the next
 // locker, who is told, and the event is logged. The helper is 32- or 64-bit,
-// this process 64-bit.
+// this process either.
 TEST_P(NamedAcrossProcesses, EventsAndMutexAreShared)
 {
     CReaper reaper("across processes", std::chrono::seconds(200));

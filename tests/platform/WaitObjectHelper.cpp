@@ -1,6 +1,7 @@
 // Second process for the named-object tests. Its events are the library's
-// CWaitObject; the 32-bit build (ECS_HELPER_BARE) has no library and uses the
-// named-object layer directly, which needs only the C library.
+// CWaitObject; the build for the other word size (ECS_HELPER_BARE) has no
+// library and uses the named-object layer directly, which needs only the C
+// library.
 //
 //   signal <event>                  opens, notifies, closes
 //   pingpong <ping> <pong>          notifies <ping>, waits up to 60 s on <pong>

@@ -19,26 +19,32 @@ set(ECS_NAMED_SOURCES ${PROJECT_SOURCE_DIR}/src/platform/posix/NamedObject.cpp)
 add_executable(ecs_test_wait_helper ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp ${ECS_NAMED_SOURCES})
 target_link_libraries(ecs_test_wait_helper PRIVATE EngineCoreSystem)
 target_include_directories(ecs_test_wait_helper PRIVATE ${PROJECT_SOURCE_DIR}/src)
-# The same helper in 32 bits, built with the bare compiler (no sanitizer
-# flags, which have no 32-bit runtime everywhere) when it can target -m32.
-set(ECS_HELPER32 ${CMAKE_CURRENT_BINARY_DIR}/ecs_test_wait_helper32)
-file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/m32probe.cpp "#include <atomic>\nint main() { return 0; }\n")
-execute_process(COMMAND ${CMAKE_CXX_COMPILER} -m32 m32probe.cpp -o m32probe
-    WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR} RESULT_VARIABLE ECS_M32_RESULT OUTPUT_QUIET ERROR_QUIET)
-if(ECS_M32_RESULT EQUAL 0)
-    add_custom_command(OUTPUT ${ECS_HELPER32}
-        COMMAND ${CMAKE_CXX_COMPILER} -m32 -std=c++17 -O2 -Wall -Wextra -D_FILE_OFFSET_BITS=64 -DECS_HELPER_BARE
-            -I${PROJECT_SOURCE_DIR}/include -I${PROJECT_SOURCE_DIR}/src
-            ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp ${ECS_NAMED_SOURCES} -o ${ECS_HELPER32}
+# The same helper in the other word size (32 bits beside a 64-bit build, 64
+# beside a 32-bit one), built with the bare compiler (no sanitizer flags,
+# which have no 32-bit runtime everywhere) when it can target that size.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    set(ECS_OTHER_WORD_SIZE 64)
+else()
+    set(ECS_OTHER_WORD_SIZE 32)
+endif()
+set(ECS_HELPER_OTHER ${CMAKE_CURRENT_BINARY_DIR}/ecs_test_wait_helper${ECS_OTHER_WORD_SIZE})
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/wordsizeprobe.cpp "#include <atomic>\nint main() { return 0; }\n")
+execute_process(COMMAND ${CMAKE_CXX_COMPILER} -m${ECS_OTHER_WORD_SIZE} wordsizeprobe.cpp -o wordsizeprobe
+    WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR} RESULT_VARIABLE ECS_OTHER_RESULT OUTPUT_QUIET ERROR_QUIET)
+if(ECS_OTHER_RESULT EQUAL 0)
+    add_custom_command(OUTPUT ${ECS_HELPER_OTHER}
+        COMMAND ${CMAKE_CXX_COMPILER} -m${ECS_OTHER_WORD_SIZE} -std=c++17 -O2 -Wall -Wextra -D_FILE_OFFSET_BITS=64
+            -DECS_HELPER_BARE -I${PROJECT_SOURCE_DIR}/include -I${PROJECT_SOURCE_DIR}/src
+            ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp ${ECS_NAMED_SOURCES} -o ${ECS_HELPER_OTHER}
         DEPENDS ${CMAKE_CURRENT_LIST_DIR}/WaitObjectHelper.cpp ${ECS_NAMED_SOURCES}
             ${PROJECT_SOURCE_DIR}/src/platform/posix/NamedObject.h
-        COMMENT "Building the 32-bit named-object helper" VERBATIM)
-    add_custom_target(ecs_build_wait_helper32 DEPENDS ${ECS_HELPER32})
-    cmake_language(DEFER CALL add_dependencies tests_platform ecs_build_wait_helper32)
+        COMMENT "Building the ${ECS_OTHER_WORD_SIZE}-bit named-object helper" VERBATIM)
+    add_custom_target(ecs_build_wait_helper_other DEPENDS ${ECS_HELPER_OTHER})
+    cmake_language(DEFER CALL add_dependencies tests_platform ecs_build_wait_helper_other)
     cmake_language(DEFER CALL target_compile_definitions tests_platform PRIVATE
-        "ECS_TEST_WAIT_HELPER32=\"${ECS_HELPER32}\"")
+        "ECS_TEST_WAIT_HELPER_OTHER=\"${ECS_HELPER_OTHER}\"")
 else()
-    message(STATUS "No -m32 compiler (g++-multilib): the 32/64-bit named-object test will skip")
+    message(STATUS "No -m${ECS_OTHER_WORD_SIZE} compiler (g++-multilib): the 32/64-bit named-object test will skip")
 endif()
 include(${CMAKE_CURRENT_LIST_DIR}/../support/helpers.cmake)
 ecs_use_test_helpers(tests_platform)

@@ -44,11 +44,17 @@ list(APPEND ECS_SOURCES
 )
 
 # The built-in MP3 player plays through GStreamer, linked privately: no
-# GStreamer header reaches a public header.
-list(APPEND ECS_SOURCES
-    src/platform/posix/CImpPlayerMP3.h
-    src/platform/posix/CImpPlayerMP3.cpp
-)
-find_package(PkgConfig REQUIRED)
-pkg_check_modules(ECS_GSTREAMER REQUIRED IMPORTED_TARGET GLOBAL gstreamer-1.0)
-cmake_language(DEFER CALL target_link_libraries EngineCoreSystem PRIVATE PkgConfig::ECS_GSTREAMER)
+# GStreamer header reaches a public header. A build for a target without
+# GStreamer (a 32-bit build beside 64-bit packages) turns it off: the player
+# then loads nothing and says so in the log.
+option(ECS_AUDIO_GSTREAMER "Play MP3 through GStreamer" ON)
+list(APPEND ECS_SOURCES src/platform/posix/CImpPlayerMP3.h)
+if(ECS_AUDIO_GSTREAMER)
+    list(APPEND ECS_SOURCES src/platform/posix/CImpPlayerMP3.cpp)
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(ECS_GSTREAMER REQUIRED IMPORTED_TARGET GLOBAL gstreamer-1.0)
+    cmake_language(DEFER CALL target_link_libraries EngineCoreSystem PRIVATE PkgConfig::ECS_GSTREAMER)
+else()
+    list(APPEND ECS_SOURCES src/platform/posix/CImpPlayerMP3Unavailable.cpp)
+    message(STATUS "No GStreamer: the built-in MP3 player loads nothing")
+endif()
