@@ -16,6 +16,16 @@ set(ECS_WINE_SKIPPED_TESTS
     "platform|^CImpFolder\\.ListingReportsLinks|makes symbolic links, which mingw's std::filesystem cannot create"
     "platform|^CImpFolder\\.DeleteRemovesAnEmptyFolderOrALink|makes symbolic links, which mingw's std::filesystem cannot create"
 )
+# Cases guarded with #ifndef _WIN32 in their sources, as they do not compile
+# there; listed here so that this file stays the whole list.
+set(ECS_WINDOWS_POSIX_ONLY_TESTS
+    "foundation|CMemManager.ConsoleOutputFollowsTheHostsStreamOrientation|forks a child to read its console"
+    "foundation|CMemManager.SharedLibraryNeedsNoStaticTls|asks glibc's loader about the library's TLS"
+    "text|CStringCore.ScansStopAtAPageEnd|places text before a guard page with mmap"
+    "configuration|ConfigTest.SaveUpdatesTheLinkedFileKeepingItsModeAndTheUsersFiles|symbolic links and POSIX file modes"
+    "configuration|ConfigTest.FailedSaveLeavesTheOldFileAndNoTemporary|a file size limit (setrlimit) in a child"
+    "platform|CThread.LowestPriorityRunsAtAHigherNiceValue|nice values (Windows runs CThread.PriorityIsTheSystemsOwnLevel instead)"
+)
 
 # Drops the skipped sources from a family's list (called before the family's
 # test program is created) and says which and why.
@@ -32,6 +42,13 @@ function(ecs_windows_skip_sources family list_var)
     endforeach()
     set(${list_var} ${sources} PARENT_SCOPE)
 endfunction()
+
+foreach(entry IN LISTS ECS_WINDOWS_POSIX_ONLY_TESTS)
+    string(REPLACE "|" ";" fields "${entry}")
+    list(GET fields 1 name)
+    list(GET fields 2 reason)
+    message(STATUS "Windows build has no ${name}: ${reason}")
+endforeach()
 
 # Writes the file that ctest reads after the discovered cases of every test
 # program: it disables the listed cases and prints why.
