@@ -1,5 +1,5 @@
 # What the Windows build under wine does not run, in one place, each entry
-# with its reason. Everything else runs there as on Linux.
+# with its reason (no ';' in an entry). Everything else runs there as on Linux.
 #
 # ECS_WINDOWS_SKIPPED_SOURCES: test sources that are not compiled for Windows
 #   at all ("<family>/<file>|<reason>").
@@ -11,11 +11,11 @@ set(ECS_WINDOWS_SKIPPED_SOURCES
     "platform/Utf8TextTest.cpp|the UTF-8 file-name codec it tests is the POSIX one (Windows names are UTF-16)"
     "platform/CImpSystemTest.cpp|drives children with POSIX signals and descriptors"
     "platform/ClipboardTest.cpp|drives the X11 clipboard with POSIX processes"
-    "ipc/CShareMemoryTest.cpp|Windows shared memory is a placeholder so far; the test drives POSIX processes"
-    "ipc/CSocketServerTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
-    "ipc/CSocketClientTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
-    "ipc/CDataTransferTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
-    "ipc/CDataTransferBadInputTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
+    "ipc/CShareMemoryTest.cpp|Windows shared memory is a placeholder so far, the test drives POSIX processes"
+    "ipc/CSocketServerTest.cpp|Windows sockets are placeholders so far, the test uses POSIX sockets"
+    "ipc/CSocketClientTest.cpp|Windows sockets are placeholders so far, the test uses POSIX sockets"
+    "ipc/CDataTransferTest.cpp|Windows sockets are placeholders so far, the test uses POSIX sockets"
+    "ipc/CDataTransferBadInputTest.cpp|Windows sockets are placeholders so far, the test uses POSIX sockets"
 )
 set(ECS_WINE_SKIPPED_TESTS
     "platform|^CImpFolder\\.ListingReportsLinks|makes symbolic links, which mingw's std::filesystem cannot create"
