@@ -24,7 +24,6 @@ set(ECS_WINE_SKIPPED_TESTS
     "system|^CFolder\\.DeleteFolderRemovesHiddenEntriesAndLinks|makes symbolic links, which mingw's std::filesystem cannot create"
     "system|^CFolder\\.CopyAndSearchDoNotFollowALinkCycle|makes symbolic links, which mingw's std::filesystem cannot create"
     "system|^CSystem\\.EveryOperationReachesThePlatform|the Windows process services are placeholders so far"
-    "system|^CSystem\\.ChildrenInheritNoneOfTheLibrarysDescriptors|the Windows process services are placeholders so far"
 )
 # Cases guarded with #ifndef _WIN32 in their sources, as they do not compile
 # there; listed here so that this file stays the whole list.
@@ -33,6 +32,7 @@ set(ECS_WINDOWS_POSIX_ONLY_TESTS
     "foundation|CMemManager.SharedLibraryNeedsNoStaticTls|asks glibc's loader about the library's TLS"
     "text|CStringCore.ScansStopAtAPageEnd|places text before a guard page with mmap"
     "text|CStringConverterMBCS.MatchesIconvGbkOnValidText|its reference is glibc's iconv"
+    "system|CSystem.ChildrenInheritNoneOfTheLibrarysDescriptors|lists a child's inherited POSIX descriptors"
     "configuration|ConfigTest.SaveUpdatesTheLinkedFileKeepingItsModeAndTheUsersFiles|symbolic links and POSIX file modes"
     "configuration|ConfigTest.FailedSaveLeavesTheOldFileAndNoTemporary|a file size limit (setrlimit) in a child"
     "platform|CThread.LowestPriorityRunsAtAHigherNiceValue|nice values (Windows runs CThread.PriorityIsTheSystemsOwnLevel instead)"
