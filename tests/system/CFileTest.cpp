@@ -161,11 +161,16 @@ TEST(CFile, RenameCopyAndDeleteRules)
     EXPECT_FALSE(temp.exists("x.txt"));
     EXPECT_FALSE(CFile::copyFile(temp.path(), temp.path("dir-copy"), true)) << "a folder is not copied";
 
+#ifdef _WIN32 // Windows refuses to delete a file that is open
+    EXPECT_TRUE(CFile::deleteFile(temp.path("c.txt")));
+    EXPECT_FALSE(temp.exists("c.txt"));
+#else
     CFile file;
     ASSERT_TRUE(file.open(temp.path("c.txt"), true));
     EXPECT_TRUE(CFile::deleteFile(temp.path("c.txt")));
     EXPECT_FALSE(temp.exists("c.txt"));
     EXPECT_EQ(file.getFileSize(), 1u) << "an open stream keeps the file it had";
+#endif
     EXPECT_FALSE(CFile::deleteFile(temp.path("c.txt")));
     EXPECT_FALSE(CFile::deleteFile(temp.path())) << "folders are not files";
     EXPECT_FALSE(CFile::deleteFile(CString()));

@@ -91,7 +91,8 @@ public:
         std::ifstream in(native(strName), std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
-    bool exists(const std::string& strName) const { return std::filesystem::exists(native(strName)); }
+    // Names are UTF-8 (u8path: Windows would read them in its ANSI code page).
+    bool exists(const std::string& strName) const { return std::filesystem::exists(std::filesystem::u8path(native(strName))); }
 
 private:
     std::string m_strPath;
