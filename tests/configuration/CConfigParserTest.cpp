@@ -158,7 +158,7 @@ void expectDefaults(const CConfigParser* c)
 }
 
 // The names in a folder, hidden ones included, sorted.
-std::vector<std::string> names(const std::string& strFolder)
+[[maybe_unused]] std::vector<std::string> names(const std::string& strFolder) // unused where POSIX-only cases are left out
 {
     std::vector<std::string> out;
     for (const auto& entry : fs::directory_iterator(strFolder))
