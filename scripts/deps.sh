@@ -22,6 +22,9 @@ packages=(cmake ninja-build g++ clang pkg-config libgtest-dev libgmock-dev
 if [ "$(dpkg --print-architecture)" = amd64 ]; then
     packages+=(g++-multilib googletest libx11-dev:i386)
 fi
+# The Windows builds: mingw-w64 with POSIX threads (std::thread, std::mutex)
+# for x86-64 and i686, and wine64 to run the x86-64 tests.
+packages+=(mingw-w64 g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine wine64)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
