@@ -5,6 +5,9 @@
 #include "MemInternal.h"
 
 #include <cinttypes>
+#if defined(_WIN32)
+#include <malloc.h>
+#endif
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -84,7 +87,12 @@ CMemAllocator::CMemAllocator(bool checkingMode)
     g_bUnderValgrind = RUNNING_ON_VALGRIND != 0;
 #endif
     const std::size_t tableBytes = sizeof(tagSizeClass) * CLASS_COUNT;
+#if defined(_WIN32)
+    // The Windows C runtime has no aligned_alloc; its aligned blocks have a free of their own.
+    void* table = _aligned_malloc(tableBytes, alignof(tagSizeClass));
+#else
     void* table = std::aligned_alloc(alignof(tagSizeClass), tableBytes);
+#endif
     if (!table)
         return;
     std::memset(table, 0, tableBytes);
@@ -149,7 +157,11 @@ void CMemAllocator::releaseAll()
             }
             m_pClasses[i].~tagSizeClass();
         }
+#if defined(_WIN32)
+        _aligned_free(m_pClasses);
+#else
         std::free(m_pClasses);
+#endif
     }
     std::free(m_pLookup);
     m_pClasses = nullptr;

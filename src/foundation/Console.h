@@ -23,7 +23,12 @@ void writeUtf16(const char16_t* text, std::size_t length) noexcept;
 // UTF-8 text of `length` bytes (the warnings, formatted with printf).
 void writeUtf8(const char* text, std::size_t length) noexcept;
 // printf-style UTF-8 text, cut at 511 bytes.
+#if defined(__MINGW32__)
+// mingw's printf archetype is the Microsoft one; this formats as C99 does.
+void printf(const char* format, ...) noexcept __attribute__((format(gnu_printf, 1, 2)));
+#else
 void printf(const char* format, ...) noexcept __attribute__((format(printf, 1, 2)));
+#endif
 
 // Appends the UTF-8 form of the zero-terminated UTF-16 `text` to `out`
 // (capacity `size` including the terminator, `length` bytes used); returns

@@ -18,7 +18,9 @@ cmake_language(DEFER CALL target_compile_definitions tests_ipc PRIVATE
     "ECS_TEST_SHM_HELPER=\"$<TARGET_FILE:ecs_test_shm_helper>\"")
 cmake_language(DEFER CALL add_dependencies tests_ipc ecs_test_shm_helper)
 # The Wireshark dissector on traffic of the remote tool, captured by tshark.
+if(TARGET ecs-remote)
 add_test(NAME ipc_dissector
     COMMAND ${CMAKE_CURRENT_LIST_DIR}/dissector_test.sh $<TARGET_FILE:ecs-remote>
             ${PROJECT_SOURCE_DIR}/tools/dissector/ecs-data-transfer.lua)
 set_tests_properties(ipc_dissector PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 60)
+endif()

@@ -1,0 +1,87 @@
+#include <platform/win32/CImpPath.h>
+
+#include <platform/PlatformImp.h>
+#include <platform/win32/NativePath.h>
+#include <platform/win32/WideText.h>
+#include <text/CString.h>
+
+#include <windows.h>
+
+#include <shlwapi.h>
+
+#include <vector>
+
+namespace Trell {
+
+namespace {
+
+CString withSlashes(const wchar_t* pszPath)
+{
+    CString strOut;
+    NativePath::fromNative(pszPath, strOut);
+    return strOut;
+}
+
+CString withSlashes(const CString& strPath)
+{
+    CString strOut(strPath);
+    strOut.replace(u'\\', u'/');
+    return strOut;
+}
+
+} // namespace
+
+CString CImpPath::getApplicationFolder()
+{
+    wchar_t szPath[MAX_PATH] = {};
+    const DWORD uiLength = GetModuleFileNameW(nullptr, szPath, MAX_PATH);
+    if (uiLength == 0 || uiLength >= MAX_PATH)
+        return CString();
+    // Clears back to the last backslash, which goes too.
+    for (DWORD i = uiLength; i > 0; --i) {
+        const bool bSeparator = szPath[i - 1] == L'\\';
+        szPath[i - 1] = L'\0';
+        if (bSeparator)
+            break;
+    }
+    return withSlashes(szPath);
+}
+
+CString CImpPath::generateRelativePath(const CString& strBasePath, bool bBaseIsFolder, const CString& strPath)
+{
+    const std::wstring strBase = NativePath::toNative(strBasePath);
+    const std::wstring strTarget = NativePath::toNative(strPath);
+    if (!strTarget.empty() && !PathIsRelativeW(strTarget.c_str())) {
+        wchar_t szOut[MAX_PATH] = {};
+        if (PathRelativePathToW(szOut, strBase.c_str(),
+                                bBaseIsFolder ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL,
+                                strTarget.c_str(), FILE_ATTRIBUTE_NORMAL))
+            return withSlashes(szOut);
+    }
+    return withSlashes(strPath);
+}
+
+CString CImpPath::generateAbsolutePath(const CString& strBasePath, const CString& strPath)
+{
+    const std::wstring strBase = NativePath::toNative(strBasePath);
+    const std::wstring strRelative = NativePath::toNative(strPath);
+    if (PathIsRelativeW(strRelative.c_str())) {
+        wchar_t szOut[MAX_PATH] = {};
+        if (PathCombineW(szOut, strBase.c_str(), strRelative.c_str()))
+            return withSlashes(szOut);
+    }
+    return withSlashes(strPath);
+}
+
+CString PlatformImp::getCurrentFolder()
+{
+    const DWORD uiSize = GetCurrentDirectoryW(0, nullptr);
+    if (uiSize == 0)
+        return CString();
+    std::vector<wchar_t> buffer(uiSize + 1, L'\0');
+    if (GetCurrentDirectoryW(static_cast<DWORD>(buffer.size()), buffer.data()) == 0)
+        return CString();
+    return withSlashes(buffer.data());
+}
+
+} // namespace Trell
