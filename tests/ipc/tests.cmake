@@ -1,3 +1,7 @@
+# The Windows sides of the channels (Winsock, kernel objects).
+if(WIN32)
+    list(APPEND ECS_TESTS ipc/ChannelsWin32Test.cpp)
+endif()
 list(APPEND ECS_TESTS
     ipc/CShareMemoryTest.cpp
     ipc/SocketTestSupport.h
@@ -8,15 +12,17 @@ list(APPEND ECS_TESTS
     ipc/CDataTransferBadInputTest.cpp
 )
 
-# The second process of the shared-memory tests.
-add_executable(ecs_test_shm_helper ${CMAKE_CURRENT_LIST_DIR}/ShareMemoryHelper.cpp)
-target_link_libraries(ecs_test_shm_helper PRIVATE EngineCoreSystem)
-set_target_properties(ecs_test_shm_helper PROPERTIES CXX_STANDARD 20)
-target_compile_options(ecs_test_shm_helper PRIVATE -Wall -Wextra)
-# The test program is created after this list is read.
-cmake_language(DEFER CALL target_compile_definitions tests_ipc PRIVATE
-    "ECS_TEST_SHM_HELPER=\"$<TARGET_FILE:ecs_test_shm_helper>\"")
-cmake_language(DEFER CALL add_dependencies tests_ipc ecs_test_shm_helper)
+# The second process of the shared-memory tests (a POSIX program).
+if(NOT WIN32)
+    add_executable(ecs_test_shm_helper ${CMAKE_CURRENT_LIST_DIR}/ShareMemoryHelper.cpp)
+    target_link_libraries(ecs_test_shm_helper PRIVATE EngineCoreSystem)
+    set_target_properties(ecs_test_shm_helper PROPERTIES CXX_STANDARD 20)
+    target_compile_options(ecs_test_shm_helper PRIVATE -Wall -Wextra)
+    # The test program is created after this list is read.
+    cmake_language(DEFER CALL target_compile_definitions tests_ipc PRIVATE
+        "ECS_TEST_SHM_HELPER=\"$<TARGET_FILE:ecs_test_shm_helper>\"")
+    cmake_language(DEFER CALL add_dependencies tests_ipc ecs_test_shm_helper)
+endif()
 # The Wireshark dissector on traffic of the remote tool, captured by tshark.
 if(TARGET ecs-remote)
 add_test(NAME ipc_dissector
