@@ -36,8 +36,8 @@ public:
     // the byte limit is left out. Empty when the command cannot be started.
     void executeSystemCommand(const CString& strCommand, bool bWait, CString& strOutput) override;
     void executeSystemCommand(const CString& strCommand, bool bWait) override;
-    // Without a clipboard to open (no window station, as for a service) the
-    // text stays inside the process.
+    // While the clipboard cannot be opened (no window station, as for a
+    // service) the text stays inside the process.
     void writeToClipboard(const CString& strText) override;
     CString readFromClipboard() override;
 };
