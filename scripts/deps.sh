@@ -17,6 +17,9 @@ packages=(cmake ninja-build g++ clang pkg-config libgtest-dev libgmock-dev
           gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools
           tshark)
 [ "$(dpkg --print-architecture)" = amd64 ] && packages+=(g++-multilib)
+# The Windows builds: mingw-w64 with POSIX threads (std::thread, std::mutex)
+# for x86-64 and i686, and wine64 to run the x86-64 tests.
+packages+=(mingw-w64 g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine wine64)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -25,6 +25,8 @@ list(APPEND ECS_SOURCES
     src/platform/IShareMemoryOwner.h
     src/platform/PlatformLog.h
     src/platform/PlatformLog.cpp
+    src/platform/PathText.h
+    src/platform/PathText.cpp
     src/platform/SocketOwner.h
     src/platform/CPlatformFactory.cpp
     src/platform/CSyncObject.cpp

@@ -14,7 +14,9 @@ const tagMedia& media()
 {
     static CTempFolder s_folder;
     static const tagMedia s_media = [] {
+#ifndef _WIN32 // a GStreamer setting
         setenv("ECS_AUDIO_SINK", "fakesink sync=true", 0);
+#endif
         // Tenths of a second of tone through an encoder, by GStreamer's own tool.
         auto writeTone = [](const std::string& strName, unsigned int uiTenths, const std::string& strEncoder) {
             const std::string strCommand = "gst-launch-1.0 -q audiotestsrc num-buffers=" + std::to_string(uiTenths) +

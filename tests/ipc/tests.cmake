@@ -12,8 +12,8 @@ list(APPEND ECS_TESTS
     ipc/CDataTransferBadInputTest.cpp
 )
 
-# The second process of the shared-memory tests (a POSIX program).
 if(NOT WIN32)
+    # The second process of the shared-memory tests.
     add_executable(ecs_test_shm_helper ${CMAKE_CURRENT_LIST_DIR}/ShareMemoryHelper.cpp)
     target_link_libraries(ecs_test_shm_helper PRIVATE EngineCoreSystem)
     set_target_properties(ecs_test_shm_helper PROPERTIES CXX_STANDARD 20)
@@ -25,8 +25,8 @@ if(NOT WIN32)
 endif()
 # The Wireshark dissector on traffic of the remote tool, captured by tshark.
 if(TARGET ecs-remote)
-add_test(NAME ipc_dissector
-    COMMAND ${CMAKE_CURRENT_LIST_DIR}/dissector_test.sh $<TARGET_FILE:ecs-remote>
-            ${PROJECT_SOURCE_DIR}/tools/dissector/ecs-data-transfer.lua)
-set_tests_properties(ipc_dissector PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 60)
+    add_test(NAME ipc_dissector
+        COMMAND ${CMAKE_CURRENT_LIST_DIR}/dissector_test.sh $<TARGET_FILE:ecs-remote>
+                ${PROJECT_SOURCE_DIR}/tools/dissector/ecs-data-transfer.lua)
+    set_tests_properties(ipc_dissector PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 60)
 endif()

@@ -3,6 +3,7 @@
 #include <text/CString.h>
 
 #include "Reaper.h"
+#include "support/ThreadState.h"
 
 #include <gtest/gtest.h>
 
@@ -12,9 +13,12 @@
 #include <vector>
 
 #include <cerrno>
+#ifndef _WIN32
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <unistd.h>
+#else
+#include <windows.h>
+#endif
 
 using namespace Trell;
 
@@ -89,9 +93,16 @@ class CNiceProbe : public CThread
 public:
     void run() override
     {
+#ifdef _WIN32
+        // The priority is set once the thread exists; the test signals then.
+        m_waitSignal.wait(0);
+        nice = GetThreadPriority(GetCurrentThread());
+#else
         errno = 0;
-        nice = getpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)));
+        nice = getpriority(PRIO_PROCESS, static_cast<id_t>(currentThreadId()));
+#endif
     }
+    void releaseRun() { m_waitSignal.notify(); }
     std::atomic<int> nice{1000};
 };
 
@@ -106,7 +117,7 @@ TEST(CThread, RunsStartedRunStoppedInOrderOnItsOwnThread)
     EXPECT_EQ(worker.getThreadID(), 0u);
     worker.startThread();
     worker.started.wait(0);
-    EXPECT_NE(worker.idSeenInRun.load(), static_cast<unsigned int>(syscall(SYS_gettid)));
+    EXPECT_NE(worker.idSeenInRun.load(), static_cast<unsigned int>(currentThreadId()));
     EXPECT_EQ(worker.getThreadID(), worker.idSeenInRun.load());
     worker.stopThread();
     EXPECT_EQ(worker.events(), (std::vector<std::string>{"started", "run", "stopped"}));
@@ -167,6 +178,26 @@ TEST(CThread, PriorityMapping)
         EXPECT_EQ(CThread::toSystemPriority(c.iPriority), c.iSystem) << "priority " << c.iPriority;
 }
 
+#ifdef _WIN32
+TEST(CThread, PriorityIsTheSystemsOwnLevel)
+{
+    CReaper reaper("priority");
+    const struct
+    {
+        int iPriority;
+        int iLevel;
+    } cases[] = {{49, THREAD_PRIORITY_LOWEST}, {50, THREAD_PRIORITY_NORMAL}, {51, THREAD_PRIORITY_HIGHEST},
+                 {-1, THREAD_PRIORITY_BELOW_NORMAL}, {-3, THREAD_PRIORITY_NORMAL}};
+    for (const auto& c : cases) {
+        CNiceProbe probe;
+        probe.setThreadPriority(c.iPriority);
+        probe.startThread();
+        probe.releaseRun();
+        probe.waitForThreadStop();
+        EXPECT_EQ(probe.nice.load(), c.iLevel) << "priority " << c.iPriority;
+    }
+}
+#else
 TEST(CThread, LowestPriorityRunsAtAHigherNiceValue)
 {
     CReaper reaper("priority");
@@ -184,3 +215,4 @@ TEST(CThread, LowestPriorityRunsAtAHigherNiceValue)
     highest.waitForThreadStop();
     EXPECT_LE(highest.nice.load(), iBase);
 }
+#endif

@@ -2,6 +2,7 @@
 #include <text/CString.h>
 
 #include "Reaper.h"
+#include "support/ThreadState.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +12,6 @@
 #include <thread>
 #include <vector>
 
-#include <sys/syscall.h>
 #include <unistd.h>
 
 using namespace Trell;
@@ -40,22 +40,6 @@ std::string uniqueName(const char* pszTag)
     static int s_iCounter = 0;
     return std::string("ecs_test_") + pszTag + "_" + std::to_string(getpid()) + "_" +
            std::to_string(++s_iCounter);
-}
-
-// Linux: whether a thread is asleep in the kernel (blocked in a wait).
-bool isThreadSleeping(long tid)
-{
-    char path[64];
-    std::snprintf(path, sizeof(path), "/proc/self/task/%ld/stat", tid);
-    FILE* pFile = std::fopen(path, "r");
-    if (!pFile)
-        return false;
-    char buffer[512] = {};
-    size_t count = std::fread(buffer, 1, sizeof(buffer) - 1, pFile);
-    std::fclose(pFile);
-    std::string stat(buffer, count);
-    size_t close = stat.rfind(')');
-    return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] == 'S';
 }
 
 } // namespace
@@ -116,7 +100,7 @@ TEST(CWaitObject, OneNotifyReleasesEveryWaiter)
     for (int i = 0; i < WAITERS; ++i) {
         tids[i] = 0;
         threads.emplace_back([&, i] {
-            tids[i] = static_cast<long>(syscall(SYS_gettid));
+            tids[i] = currentThreadId();
             event.wait(0);
             ++released;
         });

@@ -29,6 +29,7 @@ int main(int argc, char** argv)
         for (int i = 0; i < 12000 && stat(pszValue, &st) != 0 && stat(strFolder.c_str(), &st) == 0; ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
     } else if (strMode == "fds") {
+#ifndef _WIN32 // descriptors are a POSIX notion; a Windows child lists none
         DIR* pDir = opendir("/proc/self/fd");
         while (dirent* pEntry = pDir ? readdir(pDir) : nullptr) {
             if (pEntry->d_name[0] != '.' && std::atoi(pEntry->d_name) != dirfd(pDir))
@@ -36,6 +37,7 @@ int main(int argc, char** argv)
         }
         if (pDir)
             closedir(pDir);
+#endif
     } else if (strMode == "spew") {
         const std::string strBytes(std::strtoul(pszValue, nullptr, 10), 'x');
         (void)!write(1, strBytes.data(), strBytes.size());

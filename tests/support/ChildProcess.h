@@ -55,11 +55,20 @@ public:
     {
         if (const char* pszOld = getenv(pszName))
             m_strOld = pszOld;
-        pszValue ? setenv(pszName, pszValue, 1) : unsetenv(pszName);
+        set(pszName, pszValue);
     }
-    ~CEnvironment() { m_strOld ? setenv(m_strName.c_str(), m_strOld->c_str(), 1) : unsetenv(m_strName.c_str()); }
+    ~CEnvironment() { set(m_strName.c_str(), m_strOld ? m_strOld->c_str() : nullptr); }
 
 private:
+    static void set(const char* pszName, const char* pszValue)
+    {
+#ifdef _WIN32
+        _putenv_s(pszName, pszValue ? pszValue : ""); // an empty value removes it
+#else
+        pszValue ? setenv(pszName, pszValue, 1) : unsetenv(pszName);
+#endif
+    }
+
     std::string m_strName;
     std::optional<std::string> m_strOld;
 };
@@ -87,6 +96,7 @@ private:
     std::vector<std::u16string> m_aryEntries;
 };
 
+#ifndef _WIN32
 // The descriptors of this process that a child inherits (not close-on-exec).
 inline std::set<int> inheritableDescriptors()
 {
@@ -119,3 +129,4 @@ childHoldsOnlyWhatItShould(const std::function<Trell::CString(const Trell::CStri
     return ::testing::AssertionFailure() << "the child holds " << ::testing::PrintToString(setHeld) << ", not "
                                          << ::testing::PrintToString(setExpected);
 }
+#endif

@@ -10,14 +10,31 @@
 #include <fstream>
 #include <string>
 
+#ifdef _WIN32
+#include <process.h>
+#endif
+
 class CTempFolder
 {
 public:
     CTempFolder()
     {
+#ifdef _WIN32
+        // No mkdtemp: a name of its own, made with "/" as the library writes paths.
+        static unsigned int s_uiCounter = 0;
+        const std::string strBase = std::filesystem::temp_directory_path().generic_string();
+        for (int iTry = 0; iTry < 100 && m_strPath.empty(); ++iTry) {
+            const std::string strPath = strBase + (strBase.back() == '/' ? "" : "/") + "ecs_test_" +
+                                        std::to_string(_getpid()) + "_" + std::to_string(++s_uiCounter);
+            std::error_code error;
+            if (std::filesystem::create_directory(strPath, error))
+                m_strPath = strPath;
+        }
+#else
         std::string pattern = (std::filesystem::temp_directory_path() / "ecs_test_XXXXXX").string();
         if (char* pszPath = mkdtemp(pattern.data()))
             m_strPath = pszPath;
+#endif
     }
     ~CTempFolder()
     {

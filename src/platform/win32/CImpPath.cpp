@@ -1,13 +1,12 @@
 #include <platform/win32/CImpPath.h>
 
+#include <platform/PathText.h>
 #include <platform/PlatformImp.h>
 #include <platform/win32/NativePath.h>
 #include <platform/win32/WideText.h>
 #include <text/CString.h>
 
 #include <windows.h>
-
-#include <shlwapi.h>
 
 #include <vector>
 
@@ -19,13 +18,6 @@ CString withSlashes(const wchar_t* pszPath)
 {
     CString strOut;
     NativePath::fromNative(pszPath, strOut);
-    return strOut;
-}
-
-CString withSlashes(const CString& strPath)
-{
-    CString strOut(strPath);
-    strOut.replace(u'\\', u'/');
     return strOut;
 }
 
@@ -49,28 +41,13 @@ CString CImpPath::getApplicationFolder()
 
 CString CImpPath::generateRelativePath(const CString& strBasePath, bool bBaseIsFolder, const CString& strPath)
 {
-    const std::wstring strBase = NativePath::toNative(strBasePath);
-    const std::wstring strTarget = NativePath::toNative(strPath);
-    if (!strTarget.empty() && !PathIsRelativeW(strTarget.c_str())) {
-        wchar_t szOut[MAX_PATH] = {};
-        if (PathRelativePathToW(szOut, strBase.c_str(),
-                                bBaseIsFolder ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL,
-                                strTarget.c_str(), FILE_ATTRIBUTE_NORMAL))
-            return withSlashes(szOut);
-    }
-    return withSlashes(strPath);
+    // Folder names compare without case, as Windows file systems do.
+    return PathText::relative(strBasePath, bBaseIsFolder, strPath, true);
 }
 
 CString CImpPath::generateAbsolutePath(const CString& strBasePath, const CString& strPath)
 {
-    const std::wstring strBase = NativePath::toNative(strBasePath);
-    const std::wstring strRelative = NativePath::toNative(strPath);
-    if (PathIsRelativeW(strRelative.c_str())) {
-        wchar_t szOut[MAX_PATH] = {};
-        if (PathCombineW(szOut, strBase.c_str(), strRelative.c_str()))
-            return withSlashes(szOut);
-    }
-    return withSlashes(strPath);
+    return PathText::combine(strBasePath, strPath);
 }
 
 CString PlatformImp::getCurrentFolder()

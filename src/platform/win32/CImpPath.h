@@ -4,9 +4,11 @@
 
 namespace Trell {
 
-// Path services over the shell's path helpers (PathIsRelativeW,
-// PathCombineW, PathRelativePathToW), which work on the text alone. Inputs
-// get "\\" separators for them; results come back with "/".
+// Path services. The executable's folder comes from GetModuleFileNameW; the
+// two generators follow the rules of the shell's PathCombineW and
+// PathRelativePathToW, computed on the text by PathText.h so that every
+// platform (and wine, whose shell helpers differ) gives the same results.
+// Folder names compare without case. Results use "/".
 class CImpPath final : public IPath
 {
     TRELL_DECLARE_ALLOCATOR(u"CImpPath")

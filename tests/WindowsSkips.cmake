@@ -1,0 +1,82 @@
+# What the Windows build under wine does not run, in one place, each entry
+# with its reason. Everything else runs there as on Linux.
+#
+# ECS_WINDOWS_SKIPPED_SOURCES: test sources that are not compiled for Windows
+#   at all ("<family>/<file>|<reason>").
+# ECS_WINE_SKIPPED_TESTS: test cases that compile but cannot run under wine
+#   ("<family>|<regular expression on the case name, without '|'>|<reason>"). ctest lists
+#   them as not run, and prints each with its reason when it starts.
+set(ECS_WINDOWS_SKIPPED_SOURCES
+    "platform/NamedObjectTest.cpp|the named-object layer it tests is the POSIX one (Windows has kernel objects)"
+    "platform/Utf8TextTest.cpp|the UTF-8 file-name codec it tests is the POSIX one (Windows names are UTF-16)"
+    "platform/CImpSystemTest.cpp|drives children with POSIX signals and descriptors"
+    "platform/ClipboardTest.cpp|drives the X11 clipboard with POSIX processes"
+    "ipc/CShareMemoryTest.cpp|Windows shared memory is a placeholder so far; the test drives POSIX processes"
+    "ipc/CSocketServerTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
+    "ipc/CSocketClientTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
+    "ipc/CDataTransferTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
+    "ipc/CDataTransferBadInputTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
+)
+set(ECS_WINE_SKIPPED_TESTS
+    "platform|^CImpFolder\\.ListingReportsLinks|makes symbolic links, which mingw's std::filesystem cannot create"
+    "platform|^CImpFolder\\.DeleteRemovesAnEmptyFolderOrALink|makes symbolic links, which mingw's std::filesystem cannot create"
+    "system|^CFolder\\.OpenListsVisibleEntries|makes symbolic links, which mingw's std::filesystem cannot create"
+    "system|^CFolder\\.DeleteFolderRemovesHiddenEntriesAndLinks|makes symbolic links, which mingw's std::filesystem cannot create"
+    "system|^CFolder\\.CopyAndSearchDoNotFollowALinkCycle|makes symbolic links, which mingw's std::filesystem cannot create"
+    "system|^CSystem\\.EveryOperationReachesThePlatform|the Windows process services are placeholders so far"
+    "system|^CSystem\\.ChildrenInheritNoneOfTheLibrarysDescriptors|the Windows process services are placeholders so far"
+)
+# Cases guarded with #ifndef _WIN32 in their sources, as they do not compile
+# there; listed here so that this file stays the whole list.
+set(ECS_WINDOWS_POSIX_ONLY_TESTS
+    "foundation|CMemManager.ConsoleOutputFollowsTheHostsStreamOrientation|forks a child to read its console"
+    "foundation|CMemManager.SharedLibraryNeedsNoStaticTls|asks glibc's loader about the library's TLS"
+    "text|CStringCore.ScansStopAtAPageEnd|places text before a guard page with mmap"
+    "configuration|ConfigTest.SaveUpdatesTheLinkedFileKeepingItsModeAndTheUsersFiles|symbolic links and POSIX file modes"
+    "configuration|ConfigTest.FailedSaveLeavesTheOldFileAndNoTemporary|a file size limit (setrlimit) in a child"
+    "platform|CThread.LowestPriorityRunsAtAHigherNiceValue|nice values (Windows runs CThread.PriorityIsTheSystemsOwnLevel instead)"
+)
+
+# Drops the skipped sources from a family's list (called before the family's
+# test program is created) and says which and why.
+function(ecs_windows_skip_sources family list_var)
+    set(sources ${${list_var}})
+    foreach(entry IN LISTS ECS_WINDOWS_SKIPPED_SOURCES)
+        string(REPLACE "|" ";" fields "${entry}")
+        list(GET fields 0 file)
+        list(GET fields 1 reason)
+        if(file MATCHES "^${family}/" AND file IN_LIST sources)
+            list(REMOVE_ITEM sources ${file})
+            message(STATUS "Windows build leaves out ${file}: ${reason}")
+        endif()
+    endforeach()
+    set(${list_var} ${sources} PARENT_SCOPE)
+endfunction()
+
+foreach(entry IN LISTS ECS_WINDOWS_POSIX_ONLY_TESTS)
+    string(REPLACE "|" ";" fields "${entry}")
+    list(GET fields 1 name)
+    list(GET fields 2 reason)
+    message(STATUS "Windows build has no ${name}: ${reason}")
+endforeach()
+
+# Writes the file that ctest reads after the discovered cases of every test
+# program: it disables the listed cases and prints why.
+function(ecs_write_wine_skips)
+    set(script "# Generated from tests/WindowsSkips.cmake.\n")
+    foreach(entry IN LISTS ECS_WINE_SKIPPED_TESTS)
+        string(REPLACE "|" ";" fields "${entry}")
+        list(GET fields 0 family)
+        list(GET fields 1 pattern)
+        list(GET fields 2 reason)
+        string(APPEND script
+            "foreach(name IN LISTS tests_${family}_TESTS)\n"
+            "    if(name MATCHES [==[${pattern}]==])\n"
+            "        set_tests_properties(\${name} PROPERTIES DISABLED TRUE)\n"
+            "        message(\"wine skips \${name}: \" [==[${reason}]==])\n"
+            "    endif()\n"
+            "endforeach()\n")
+    endforeach()
+    file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/wine_skips.cmake "${script}")
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_CURRENT_BINARY_DIR}/wine_skips.cmake)
+endfunction()

@@ -1,0 +1,120 @@
+// What only the Windows platform layer does: wide names reach the system
+// unchanged, attributes decide read-only and hidden, events are kernel
+// objects shared by name, and the clock is the system's own.
+#include <platform/CWaitObject.h>
+#include <platform/IFile.h>
+#include <platform/IFolder.h>
+#include <platform/PlatformImp.h>
+#include <system/CFile.h>
+#include <system/CTime.h>
+#include <text/CString.h>
+
+#include "system/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include <windows.h>
+
+using namespace Trell;
+
+namespace {
+
+std::wstring wideOf(const CString& str)
+{
+    return std::wstring(reinterpret_cast<const wchar_t*>(str.buffer()), str.length());
+}
+
+} // namespace
+
+TEST(Win32Layer, NonAsciiNamesReachTheSystemUnchanged)
+{
+    CTempFolder temp;
+    ASSERT_TRUE(temp.isValid());
+    // Cyrillic, CJK and a surrogate pair: UTF-16 units as the system stores them.
+    CString name(u"\u0434\u0430\u043d\u043d\u044b\u0435_\u6587\u4ef6_\U0001F600.txt");
+    CString path = temp.path();
+    path.append(u"/");
+    path.append(name);
+    CFile file;
+    ASSERT_TRUE(file.open(path, u"wb"));
+    file.close();
+
+    WIN32_FIND_DATAW data;
+    HANDLE hFind = FindFirstFileW((wideOf(temp.path()) + L"\\*.txt").c_str(), &data);
+    ASSERT_NE(hFind, INVALID_HANDLE_VALUE);
+    FindClose(hFind);
+    EXPECT_EQ(std::wstring(data.cFileName), wideOf(name));
+
+    CObjectArray<IFolder::tagEntry> entries(true);
+    std::unique_ptr<IFolder> folder(PlatformImp::createFolder());
+    ASSERT_TRUE(folder->listEntries(temp.path(), entries));
+    ASSERT_EQ(entries.getCount(), 1u);
+    EXPECT_TRUE(entries[0]->name == name);
+}
+
+TEST(Win32Layer, AttributesDecideReadOnlyAndHidden)
+{
+    CTempFolder temp;
+    ASSERT_TRUE(temp.isValid());
+    for (const char* pszName : {"plain.txt", "readonly.txt", "hidden.txt", "system.txt"}) {
+        CFile created;
+        ASSERT_TRUE(created.open(temp.path(pszName), u"wb"));
+    }
+    SetFileAttributesW(wideOf(temp.path("readonly.txt")).c_str(), FILE_ATTRIBUTE_READONLY);
+    SetFileAttributesW(wideOf(temp.path("hidden.txt")).c_str(), FILE_ATTRIBUTE_HIDDEN);
+    SetFileAttributesW(wideOf(temp.path("system.txt")).c_str(), FILE_ATTRIBUTE_SYSTEM);
+
+    std::unique_ptr<IFile> file(PlatformImp::createFile());
+    EXPECT_FALSE(file->isReadOnly(temp.path("plain.txt")));
+    EXPECT_TRUE(file->isReadOnly(temp.path("readonly.txt")));
+    EXPECT_TRUE(file->setWritable(temp.path("readonly.txt")));
+    EXPECT_FALSE(file->isReadOnly(temp.path("readonly.txt")));
+    EXPECT_EQ(GetFileAttributesW(wideOf(temp.path("readonly.txt")).c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+
+    CObjectArray<IFolder::tagEntry> entries(true);
+    std::unique_ptr<IFolder> folder(PlatformImp::createFolder());
+    ASSERT_TRUE(folder->listEntries(temp.path(), entries));
+    ASSERT_EQ(entries.getCount(), 4u);
+    for (const IFolder::tagEntry* pEntry : entries) {
+        const std::string strName = narrow(pEntry->name);
+        EXPECT_EQ(pEntry->isHidden, strName == "hidden.txt" || strName == "system.txt") << strName;
+    }
+}
+
+TEST(Win32Layer, NamedEventIsTheKernelObjectOfThatName)
+{
+    const std::wstring strName = L"ecs_test_event_" + std::to_wstring(GetCurrentProcessId());
+    CWaitObject event(CString(reinterpret_cast<const char16_t*>(strName.c_str())));
+    HANDLE hEvent = OpenEventW(EVENT_MODIFY_STATE | SYNCHRONIZE, FALSE, strName.c_str());
+    ASSERT_NE(hEvent, nullptr) << "the event exists under its name";
+    SetEvent(hEvent);
+    event.forceWait(10000); // returns at once: the kernel object is the same
+    EXPECT_EQ(WaitForSingleObject(hEvent, 0), static_cast<DWORD>(WAIT_TIMEOUT)) << "the wait reset it";
+    event.notify();
+    EXPECT_EQ(WaitForSingleObject(hEvent, 0), static_cast<DWORD>(WAIT_OBJECT_0));
+    CloseHandle(hEvent);
+}
+
+TEST(Win32Layer, ClockIsTheSystemsTickAndLocalTime)
+{
+    CTime::getTickCount(); // sets the common base
+    const DWORD uiBefore = GetTickCount();
+    const unsigned int uiTick = CTime::getTickCount() + CTime::s_ulStartTickCount.load();
+    const DWORD uiAfter = GetTickCount();
+    // Read between two reads of the system tick (unsigned: wrapping is fine).
+    EXPECT_LE(uiTick - static_cast<unsigned int>(uiBefore), static_cast<unsigned int>(uiAfter - uiBefore));
+
+    SYSTEMTIME before;
+    GetLocalTime(&before);
+    const CTime local = CTime::getCurrentTime();
+    // Fields as the system names them (month 1..12, day 1..31); a minute
+    // boundary between the two reads is the only allowed difference.
+    EXPECT_EQ(local.getYear(), before.wYear);
+    EXPECT_EQ(local.getMonth(), before.wMonth);
+    EXPECT_EQ(local.getDay(), before.wDay);
+    EXPECT_EQ(local.getHour(), before.wHour);
+    EXPECT_LE(local.getMinute() * 60 + local.getSecond() - (before.wMinute * 60 + before.wSecond), 1);
+}
