@@ -11,11 +11,11 @@ set(ECS_WINDOWS_SKIPPED_SOURCES
     "platform/Utf8TextTest.cpp|the UTF-8 file-name codec it tests is the POSIX one (Windows names are UTF-16)"
     "platform/CImpSystemTest.cpp|drives children with POSIX signals and descriptors"
     "platform/ClipboardTest.cpp|drives the X11 clipboard with POSIX processes"
-    "ipc/CShareMemoryTest.cpp|Windows shared memory is a placeholder so far; the test drives POSIX processes"
-    "ipc/CSocketServerTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
-    "ipc/CSocketClientTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
-    "ipc/CDataTransferTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
-    "ipc/CDataTransferBadInputTest.cpp|Windows sockets are placeholders so far; the test uses POSIX sockets"
+    "ipc/CShareMemoryTest.cpp|reads /dev/shm and kills POSIX helper processes; ChannelsWin32Test covers the Windows side"
+    "ipc/CSocketServerTest.cpp|its far side is BSD sockets with Linux's tcp_info counters; ChannelsWin32Test covers Winsock"
+    "ipc/CSocketClientTest.cpp|its far side is BSD sockets with Linux's tcp_info counters; ChannelsWin32Test covers Winsock"
+    "ipc/CDataTransferTest.cpp|its far side is BSD sockets with Linux's tcp_info counters"
+    "ipc/CDataTransferBadInputTest.cpp|its far side is BSD sockets with Linux's tcp_info counters"
 )
 set(ECS_WINE_SKIPPED_TESTS
     "platform|^CImpFolder\\.ListingReportsLinks|makes symbolic links, which mingw's std::filesystem cannot create"
@@ -23,8 +23,8 @@ set(ECS_WINE_SKIPPED_TESTS
     "system|^CFolder\\.OpenListsVisibleEntries|makes symbolic links, which mingw's std::filesystem cannot create"
     "system|^CFolder\\.DeleteFolderRemovesHiddenEntriesAndLinks|makes symbolic links, which mingw's std::filesystem cannot create"
     "system|^CFolder\\.CopyAndSearchDoNotFollowALinkCycle|makes symbolic links, which mingw's std::filesystem cannot create"
-    "system|^CSystem\\.EveryOperationReachesThePlatform|the Windows process services are placeholders so far"
-    "system|^CSystem\\.ChildrenInheritNoneOfTheLibrarysDescriptors|the Windows process services are placeholders so far"
+    "system|^CSystem\\.EveryOperationReachesThePlatform|expects URLs to go through xdg-open on PATH; CImpSystemWin32Test covers the Windows services"
+    "system|^CSystem\\.ChildrenInheritNoneOfTheLibrarysDescriptors|lists a child's descriptors through /proc"
 )
 # Cases guarded with #ifndef _WIN32 in their sources, as they do not compile
 # there; listed here so that this file stays the whole list.
