@@ -11,9 +11,9 @@ set(ECS_WINDOWS_SKIPPED_SOURCES
     "platform/Utf8TextTest.cpp|the UTF-8 file-name codec it tests is the POSIX one (Windows names are UTF-16)"
     "platform/CImpSystemTest.cpp|drives children with POSIX signals and descriptors"
     "platform/ClipboardTest.cpp|drives the X11 clipboard with POSIX processes"
-    "ipc/CShareMemoryTest.cpp|reads /dev/shm and kills POSIX helper processes; ChannelsWin32Test covers the Windows side"
-    "ipc/CSocketServerTest.cpp|its far side is BSD sockets with Linux's tcp_info counters; ChannelsWin32Test covers Winsock"
-    "ipc/CSocketClientTest.cpp|its far side is BSD sockets with Linux's tcp_info counters; ChannelsWin32Test covers Winsock"
+    "ipc/CShareMemoryTest.cpp|reads /dev/shm and kills POSIX helper processes (ChannelsWin32Test covers the Windows side)"
+    "ipc/CSocketServerTest.cpp|its far side is BSD sockets with Linux's tcp_info counters (ChannelsWin32Test covers Winsock)"
+    "ipc/CSocketClientTest.cpp|its far side is BSD sockets with Linux's tcp_info counters (ChannelsWin32Test covers Winsock)"
     "ipc/CDataTransferTest.cpp|its far side is BSD sockets with Linux's tcp_info counters"
     "ipc/CDataTransferBadInputTest.cpp|its far side is BSD sockets with Linux's tcp_info counters"
 )
@@ -23,7 +23,7 @@ set(ECS_WINE_SKIPPED_TESTS
     "system|^CFolder\\.OpenListsVisibleEntries|makes symbolic links, which mingw's std::filesystem cannot create"
     "system|^CFolder\\.DeleteFolderRemovesHiddenEntriesAndLinks|makes symbolic links, which mingw's std::filesystem cannot create"
     "system|^CFolder\\.CopyAndSearchDoNotFollowALinkCycle|makes symbolic links, which mingw's std::filesystem cannot create"
-    "system|^CSystem\\.EveryOperationReachesThePlatform|expects URLs to go through xdg-open on PATH; CImpSystemWin32Test covers the Windows services"
+    "system|^CSystem\\.EveryOperationReachesThePlatform|expects URLs to go through xdg-open on PATH (CImpSystemWin32Test covers the Windows services)"
     "system|^CSystem\\.ChildrenInheritNoneOfTheLibrarysDescriptors|lists a child's descriptors through /proc"
 )
 # Cases guarded with #ifndef _WIN32 in their sources, as they do not compile
