@@ -245,6 +245,11 @@ TEST(ShareMemoryWin32, EveryReaderGetsEveryBlockInOrder)
     EXPECT_TRUE(waitUntil([&] { return a.blocks().size() == 12 && b.blocks().size() == 12; }, 20s));
     EXPECT_EQ(aryExpected, a.blocks());
     EXPECT_EQ(aryExpected, b.blocks());
+    // A channel that joins the live region leaves its contents as they are.
+    CShareMemory late;
+    ASSERT_TRUE(late.open(uiKey, CShareMemory::MODE_TYPE_READER, 32));
+    EXPECT_EQ(aryExpected.back().size(), a.channel.getSize());
+    late.close();
     writer.close();
     EXPECT_TRUE(waitUntil([&] { return a.iFarewells == 1 && b.iFarewells == 1; }, 20s));
     a.channel.close();
