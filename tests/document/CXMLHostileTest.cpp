@@ -6,6 +6,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#ifdef _WIN32
+#include <malloc.h>
+#endif
 #include <cstring>
 #include <random>
 #include <string>
@@ -142,7 +145,11 @@ TEST(CXMLHostile, TextsEndingNearAPageBoundary)
     const std::u16string doc = u"<root  a=\"x&amp;y\" bb='&lt;q'>\r\n\t text &gt; more\t<c d=\"e\"/>\n</root>";
     const std::u16string plain = u"abc<def\"ghi&jkl\r\n";
     const size_t page = 4096;
+#ifdef _WIN32 // no aligned_alloc in the Windows C runtime
+    char* block = static_cast<char*>(_aligned_malloc(2 * page, page));
+#else
     char* block = static_cast<char*>(std::aligned_alloc(page, 2 * page));
+#endif
     ASSERT_NE(block, nullptr);
     std::memset(block, 0x7F, 2 * page);
     for (size_t back = 1; back <= 48; ++back) {
@@ -168,7 +175,11 @@ TEST(CXMLHostile, TextsEndingNearAPageBoundary)
         CXMLHelper::encodeSpecialChars(plain.c_str(), length, expected);
         EXPECT_EQ(str(encoded), str(expected)) << back;
     }
+#ifdef _WIN32
+    _aligned_free(block);
+#else
     std::free(block);
+#endif
 }
 
 // Garbage as bytes and as files (behind each kind of mark): a parse that

@@ -9,6 +9,9 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 using namespace Trell;
 
@@ -114,8 +117,18 @@ TEST(CFile, ExistenceKindPermissionsAndTime)
 
     // 2021-04-30 12:00:00.5 UTC, counted from 1601 in 100-nanosecond units.
     const long long unixSeconds = 1619784000;
+#ifdef _WIN32
+    const unsigned long long ullTime = (unixSeconds + 11644473600ull) * 10000000ull + 5000000ull;
+    const FILETIME lastWrite = {static_cast<DWORD>(ullTime), static_cast<DWORD>(ullTime >> 32)};
+    HANDLE hFile = CreateFileA(temp.native("f.txt").c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ, nullptr,
+                               OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(hFile, INVALID_HANDLE_VALUE);
+    ASSERT_TRUE(SetFileTime(hFile, nullptr, nullptr, &lastWrite));
+    CloseHandle(hFile);
+#else
     timespec times[2] = {{unixSeconds, 500000000}, {unixSeconds, 500000000}};
     ASSERT_EQ(utimensat(AT_FDCWD, temp.native("f.txt").c_str(), times, 0), 0);
+#endif
     EXPECT_EQ(CFile::getLastModifyTime(temp.path("f.txt")), (unixSeconds + 11644473600ull) * 10000000ull + 5000000ull);
     EXPECT_EQ(CFile::getLastModifyTime(temp.path("missing.txt")), 0ull);
     EXPECT_EQ(CFile::getLastModifyTime(CString()), 0ull);
