@@ -1,3 +1,7 @@
+# The Windows sides of the channels (Winsock, kernel objects).
+if(WIN32)
+    list(APPEND ECS_TESTS ipc/ChannelsWin32Test.cpp)
+endif()
 list(APPEND ECS_TESTS
     ipc/CShareMemoryTest.cpp
     ipc/SocketTestSupport.h

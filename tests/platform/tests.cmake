@@ -1,3 +1,7 @@
+# The Windows process, pipe, clipboard and MP3 services.
+if(WIN32)
+    list(APPEND ECS_TESTS platform/CImpSystemWin32Test.cpp)
+endif()
 list(APPEND ECS_TESTS
     platform/CPlatformFactoryTest.cpp
     platform/CSyncObjectTest.cpp

@@ -22,11 +22,20 @@ list(APPEND ECS_SOURCES
     src/platform/win32/CImpFolder.cpp
 )
 
-# Services still to come on this platform; each placeholder fails cleanly
-# and is replaced by its implementation file.
+# Processes, the clipboard, sockets, shared memory and MP3 playback.
 list(APPEND ECS_SOURCES
-    src/platform/win32/SystemStub.cpp
-    src/platform/win32/ShareMemoryStub.cpp
-    src/platform/win32/SocketStub.cpp
-    src/platform/win32/PlayerMP3Stub.cpp
+    src/platform/win32/CImpSystem.h
+    src/platform/win32/CImpSystem.cpp
+    src/platform/win32/SocketHandle.h
+    src/platform/win32/SocketHandle.cpp
+    src/platform/win32/CImpSocketClient.h
+    src/platform/win32/CImpSocketClient.cpp
+    src/platform/win32/CImpSocketServer.h
+    src/platform/win32/CImpSocketServer.cpp
+    src/platform/win32/NamedMutex.h
+    src/platform/win32/NamedMutex.cpp
+    src/platform/win32/CImpShareMemory.h
+    src/platform/win32/CImpShareMemory.cpp
+    src/platform/win32/CImpPlayerMP3.h
+    src/platform/win32/CImpPlayerMP3.cpp
 )

@@ -1,0 +1,296 @@
+// The Windows sides of the channels where their own faults would hide: the
+// Winsock error codes, closes that must end waits of another thread, and the
+// named mutexes and mappings of the shared-memory channel.
+#include <ipc/CShareMemory.h>
+#include <ipc/CSocketClient.h>
+#include <ipc/CSocketServer.h>
+#include <ipc/IShareMemoryListener.h>
+#include <ipc/ISocketClientListener.h>
+#include <ipc/ISocketServerListener.h>
+#include <message/CMessageCenter.h>
+#include <system/CLog.h>
+#include <system/ILogOuter.h>
+#include <text/CString.h>
+
+#include "support/WaitUntil.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <windows.h>
+
+using namespace Trell;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::string narrow(const CString& text)
+{
+    std::string out;
+    for (unsigned int i = 0; i < text.length(); ++i)
+        out += static_cast<char>(text.buffer()[i] < 0x80 ? text.buffer()[i] : '?');
+    return out;
+}
+
+class CLogLines : public ILogOuter
+{
+public:
+    CLogLines() { CLog::setLogOuter(this); }
+    ~CLogLines() override { CLog::setLogOuter(nullptr); }
+    void outputLog(const CString&, const CString&, const CString& message) override
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        m_lines.push_back(narrow(message));
+    }
+    bool has(const std::string& text)
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        for (const std::string& line : m_lines) {
+            if (line.find(text) != std::string::npos)
+                return true;
+        }
+        return false;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::vector<std::string> m_lines;
+};
+
+struct CServerEvents : ISocketServerListener
+{
+    void onConnect(CSocketServer*, unsigned int) override { ++iConnects; }
+    void onDisconnect(CSocketServer*, unsigned int) override { ++iDisconnects; }
+    void onDataAvailable(CSocketServer* pServer, unsigned int uiClient, unsigned char* pData, int iLength) override
+    {
+        std::lock_guard<std::mutex> guard(mutex);
+        strReceived.append(reinterpret_cast<char*>(pData), iLength);
+        // An echo from the receiving thread, as a host answers.
+        pServer->sendData(pData, static_cast<unsigned int>(iLength), uiClient);
+    }
+    std::string received()
+    {
+        std::lock_guard<std::mutex> guard(mutex);
+        return strReceived;
+    }
+    std::atomic<int> iConnects{0};
+    std::atomic<int> iDisconnects{0};
+    std::mutex mutex;
+    std::string strReceived;
+};
+
+struct CClientEvents : ISocketClientListener
+{
+    void onConnect(CSocketClient*) override { ++iConnects; }
+    void onDisconnect(CSocketClient*) override { ++iDisconnects; }
+    void onDataAvailable(CSocketClient*, unsigned char* pData, int iLength) override
+    {
+        std::lock_guard<std::mutex> guard(mutex);
+        strReceived.append(reinterpret_cast<char*>(pData), iLength);
+    }
+    std::string received()
+    {
+        std::lock_guard<std::mutex> guard(mutex);
+        return strReceived;
+    }
+    std::atomic<int> iConnects{0};
+    std::atomic<int> iDisconnects{0};
+    std::mutex mutex;
+    std::string strReceived;
+};
+
+const unsigned char* bytesOf(const std::string& text)
+{
+    return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+} // namespace
+
+TEST(SocketsWin32, ExchangeBothWaysAndStopsEndWaitsOfTheEndpointThreads)
+{
+    CServerEvents serverEvents;
+    CSocketServer server(0, 0);
+    server.setBindAddress(u"127.0.0.1");
+    server.setListener(&serverEvents);
+    server.start();
+    ASSERT_TRUE(waitUntil([&] { return server.getListeningPort() != 0; }, 20s));
+
+    for (int iRound = 0; iRound < 2; ++iRound) {
+        CClientEvents clientEvents;
+        CSocketClient client(CString(u"127.0.0.1"), server.getListeningPort(), true, 0);
+        client.setListener(&clientEvents);
+        client.start(false);
+        ASSERT_TRUE(waitUntil([&] { return clientEvents.iConnects == 1 && serverEvents.iConnects == iRound + 1; }, 20s));
+        const std::string strText = "round " + std::to_string(iRound);
+        EXPECT_EQ(static_cast<int>(strText.size()), client.sendData(bytesOf(strText), strText.size()));
+        ASSERT_TRUE(waitUntil([&] { return clientEvents.received() == strText; }, 20s));
+        // The client's thread waits in its receive: the stop must end it.
+        client.stop();
+        EXPECT_FALSE(client.isConnect());
+        // The server's receive sees the close and goes back to accepting.
+        ASSERT_TRUE(waitUntil([&] { return serverEvents.iDisconnects == iRound + 1; }, 20s));
+    }
+    EXPECT_EQ("round 0round 1", serverEvents.received());
+    // Its thread waits in accept now.
+    server.stop();
+    EXPECT_EQ(0u, server.getListeningPort());
+}
+
+TEST(SocketsWin32, ARefusedConnectLogsTheWinsockCode)
+{
+    CLogLines log;
+    // A port that was just free: nothing listens there.
+    CSocketServer probe(0, 0);
+    probe.setBindAddress(u"127.0.0.1");
+    probe.start();
+    ASSERT_TRUE(waitUntil([&] { return probe.getListeningPort() != 0; }, 20s));
+    const unsigned int uiPort = probe.getListeningPort();
+    probe.stop();
+
+    CClientEvents events;
+    CSocketClient client(CString(u"127.0.0.1"), uiPort, true, 0);
+    client.setListener(&events);
+    client.start(false);
+    EXPECT_TRUE(waitUntil([&] { return log.has("server, error code=" + std::to_string(WSAECONNREFUSED) + "."); },
+                          20s));
+    client.stop();
+    EXPECT_EQ(0, events.iConnects.load());
+}
+
+namespace {
+
+// A reader that keeps every block it is given, in order.
+struct CReader : IShareMemoryListener
+{
+    void onWritterClose() override { ++iFarewells; }
+    void onDataAvailable() override
+    {
+        std::string strBlock(channel.getSize(), '\0');
+        channel.readData(reinterpret_cast<unsigned char*>(&strBlock[0]), static_cast<unsigned int>(strBlock.size()));
+        std::lock_guard<std::mutex> guard(mutex);
+        aryBlocks.push_back(strBlock);
+    }
+    std::vector<std::string> blocks()
+    {
+        std::lock_guard<std::mutex> guard(mutex);
+        return aryBlocks;
+    }
+
+    CShareMemory channel;
+    std::atomic<int> iFarewells{0};
+    std::mutex mutex;
+    std::vector<std::string> aryBlocks;
+};
+
+// Handles the channels' notifications on a thread of its own, as a host's
+// main loop does.
+class CMessagePump
+{
+public:
+    CMessagePump()
+        : m_thread([this] {
+              while (!m_bStop) {
+                  while (CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage())
+                      pMessage->handleMessage();
+                  std::this_thread::sleep_for(1ms);
+              }
+          })
+    {
+    }
+    ~CMessagePump()
+    {
+        m_bStop = true;
+        m_thread.join();
+    }
+
+private:
+    std::atomic<bool> m_bStop{false};
+    std::thread m_thread;
+};
+
+unsigned int uniqueKey(unsigned int uiCase)
+{
+    return (GetCurrentProcessId() & 0xFFFF) * 16 + uiCase;
+}
+
+bool writeWhenAllowed(CShareMemory& writer, const std::string& strBlock)
+{
+    return waitUntil([&] { return writer.writeData(bytesOf(strBlock), static_cast<unsigned int>(strBlock.size())); },
+                     20s);
+}
+
+} // namespace
+
+TEST(ShareMemoryWin32, EveryReaderGetsEveryBlockInOrder)
+{
+    const unsigned int uiKey = uniqueKey(1);
+    CReader a, b;
+    a.channel.setListener(&a);
+    b.channel.setListener(&b);
+    ASSERT_TRUE(a.channel.open(uiKey, CShareMemory::MODE_TYPE_READER, 32));
+    ASSERT_TRUE(b.channel.open(uiKey, CShareMemory::MODE_TYPE_READER, 32));
+    CShareMemory writer;
+    ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 32));
+    CMessagePump pump;
+    std::vector<std::string> aryExpected;
+    for (int i = 0; i < 12; ++i) {
+        aryExpected.push_back("block " + std::to_string(i));
+        ASSERT_TRUE(writeWhenAllowed(writer, aryExpected.back()));
+    }
+    EXPECT_TRUE(waitUntil([&] { return a.blocks().size() == 12 && b.blocks().size() == 12; }, 20s));
+    EXPECT_EQ(aryExpected, a.blocks());
+    EXPECT_EQ(aryExpected, b.blocks());
+    // A channel that joins the live region leaves its contents as they are.
+    CShareMemory late;
+    ASSERT_TRUE(late.open(uiKey, CShareMemory::MODE_TYPE_READER, 32));
+    EXPECT_EQ(aryExpected.back().size(), a.channel.getSize());
+    late.close();
+    writer.close();
+    EXPECT_TRUE(waitUntil([&] { return a.iFarewells == 1 && b.iFarewells == 1; }, 20s));
+    a.channel.close();
+    b.channel.close();
+}
+
+TEST(ShareMemoryWin32, AWriteMutexLeftByAnEndedThreadIsTakenOver)
+{
+    CLogLines log;
+    const unsigned int uiKey = uniqueKey(2);
+    const std::wstring strName = std::to_wstring(uiKey) + L"_Write";
+    HANDLE hMutex = CreateMutexW(nullptr, FALSE, strName.c_str());
+    ASSERT_NE(nullptr, hMutex);
+    // Its owner ends without releasing it, as a process that dies would.
+    std::thread([&] { WaitForSingleObject(hMutex, INFINITE); }).join();
+
+    CReader reader;
+    reader.channel.setListener(&reader);
+    ASSERT_TRUE(reader.channel.open(uiKey, CShareMemory::MODE_TYPE_READER, 16));
+    CShareMemory writer;
+    ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 16));
+    CMessagePump pump;
+    EXPECT_TRUE(writeWhenAllowed(writer, "after"));
+    EXPECT_TRUE(waitUntil([&] { return reader.blocks() == std::vector<std::string>{"after"}; }, 20s));
+    EXPECT_TRUE(log.has(std::to_string(uiKey) + "_Write was abandoned by its owner; taken over."));
+    writer.close();
+    reader.channel.close();
+    CloseHandle(hMutex);
+}
+
+TEST(ShareMemoryWin32, AChannelOfAnotherSizeIsRefused)
+{
+    CLogLines log;
+    const unsigned int uiKey = uniqueKey(3);
+    CShareMemory first;
+    ASSERT_TRUE(first.open(uiKey, CShareMemory::MODE_TYPE_READER, 16));
+    CShareMemory second;
+    EXPECT_FALSE(second.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 32));
+    EXPECT_TRUE(log.has("the region exists with a size of 24 bytes, not 40; refused."));
+    // The same size joins the live region.
+    EXPECT_TRUE(second.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 16));
+    second.close();
+    first.close();
+}

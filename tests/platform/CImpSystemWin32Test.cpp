@@ -1,0 +1,171 @@
+// The Windows process, pipe, clipboard and MP3 services, with the test child
+// program (tests/support/ChildHelper.cpp) as the started process.
+#include <platform/IPlayerMP3.h>
+#include <platform/ISystem.h>
+#include <platform/PlatformImp.h>
+#include <system/CLog.h>
+#include <system/ILogOuter.h>
+#include <text/CString.h>
+
+#include "support/WaitUntil.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+using namespace Trell;
+
+namespace {
+
+std::u16string wide(const CString& strText)
+{
+    return strText.buffer() ? std::u16string(strText.buffer(), strText.length()) : std::u16string();
+}
+
+CString text(const std::u16string& strText)
+{
+    return CString(strText.c_str(), static_cast<unsigned int>(strText.size()));
+}
+
+std::u16string ascii(const std::string& strText)
+{
+    return std::u16string(strText.begin(), strText.end());
+}
+
+const std::u16string CHILD = u"\"" + ascii(ECS_TEST_CHILD) + u"\"";
+
+// A folder of its own for the case, removed with everything in it.
+class CFolder
+{
+public:
+    CFolder()
+        : m_path(std::filesystem::temp_directory_path() /
+                 ("ecs-system-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++s_iCount)))
+    {
+        std::filesystem::create_directories(m_path);
+    }
+    ~CFolder() { std::filesystem::remove_all(m_path); }
+    // The path with "/" separators, as the child's gate takes it.
+    std::string path(const std::string& strName) const { return (m_path / strName).generic_string(); }
+
+private:
+    static inline int s_iCount = 0;
+    std::filesystem::path m_path;
+};
+
+class CLogLines : public ILogOuter
+{
+public:
+    CLogLines() { CLog::setLogOuter(this); }
+    ~CLogLines() override { CLog::setLogOuter(nullptr); }
+    void outputLog(const CString&, const CString&, const CString& message) override
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        m_lines.push_back(wide(message));
+    }
+    std::vector<std::u16string> take()
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        return std::move(m_lines);
+    }
+
+private:
+    std::mutex m_mutex;
+    std::vector<std::u16string> m_lines;
+};
+
+std::u16string capture(ISystem& system, const std::u16string& strCommand, bool bWait)
+{
+    CString strOutput(u"stale");
+    system.executeSystemCommand(text(strCommand), bWait, strOutput);
+    return wide(strOutput);
+}
+
+} // namespace
+
+TEST(CImpSystemWin32, CapturedOutputIsOneBoundedRead)
+{
+    std::unique_ptr<ISystem> pSystem(PlatformImp::createSystem());
+    ASSERT_TRUE(pSystem);
+    CFolder folder;
+    const std::u16string strHold = CHILD + u" hold " + ascii(folder.path("gate"));
+    const struct
+    {
+        std::u16string command;
+        bool wait;
+        std::u16string output;
+    } aCases[] = {
+        {CHILD + u" print hello", true, u"hello"},
+        {CHILD + u" print hello", false, u"hello"}, // the read waits for the first bytes
+        {CHILD + u" stdin", true, u"eof"},
+        {CHILD + u" spew 3000000", true, std::u16string(1023, u'x')},
+        {strHold, true, u""}, // silent and never ending: both waits end
+        {strHold, false, u""},
+        {u"no_such_program_xyz", true, u""},
+        {u"", true, u""},
+    };
+    for (const auto& c : aCases)
+        EXPECT_EQ(capture(*pSystem, c.command, c.wait), c.output) << std::string(c.command.begin(), c.command.end());
+    std::ofstream(folder.path("gate")).put('\n');
+}
+
+TEST(CImpSystemWin32, StartProcessWaitsOnlyWhenAsked)
+{
+    std::unique_ptr<ISystem> pSystem(PlatformImp::createSystem());
+    CFolder folder;
+    const std::string strGate = folder.path("gate");
+    const std::string strRecord = folder.path("record");
+    // The child writes its arguments to the record file named in its
+    // environment, which it inherits from this process.
+    _putenv_s("ECS_CHILD_RECORD", strRecord.c_str());
+    pSystem->startProcess(text(ascii(ECS_TEST_CHILD)), text(u"hold " + ascii(strGate)), false, false);
+    // Returned while the child holds.
+    EXPECT_FALSE(std::filesystem::exists(strRecord));
+    std::ofstream(strGate).put('\n');
+    EXPECT_TRUE(waitUntil([&] { return std::filesystem::exists(strRecord); }, std::chrono::seconds(20)));
+    std::filesystem::remove(strRecord);
+    // Waited for; the path and the parameters each go in quotes: one argument.
+    pSystem->startProcess(text(ascii(ECS_TEST_CHILD)), text(u"a b"), true, true);
+    std::ifstream record(strRecord);
+    std::vector<std::string> aryLines;
+    for (std::string strLine; std::getline(record, strLine);)
+        aryLines.push_back(strLine);
+    ASSERT_EQ(2u, aryLines.size());
+    EXPECT_EQ("a b", aryLines[1]);
+    _putenv_s("ECS_CHILD_RECORD", "");
+}
+
+TEST(CImpSystemWin32, ClipboardKeepsTheLastText)
+{
+    std::unique_ptr<ISystem> pSystem(PlatformImp::createSystem());
+    pSystem->writeToClipboard(CString(u"first \u00E9\U0001F600"));
+    EXPECT_EQ(u"first \u00E9\U0001F600", wide(pSystem->readFromClipboard()));
+    // Empty text changes nothing.
+    pSystem->writeToClipboard(CString(u""));
+    EXPECT_EQ(u"first \u00E9\U0001F600", wide(pSystem->readFromClipboard()));
+    pSystem->writeToClipboard(CString(u"second"));
+    EXPECT_EQ(u"second", wide(pSystem->readFromClipboard()));
+}
+
+TEST(CImpPlayerMP3Win32, AFileThatCannotOpenLeavesNothingLoaded)
+{
+    CLogLines log;
+    std::unique_ptr<IPlayerMP3> pPlayer(PlatformImp::createPlayerMP3());
+    EXPECT_FALSE(pPlayer->load(CString(u"C:\\no\\such\\file.mp3")));
+    EXPECT_FALSE(pPlayer->isLoaded());
+    EXPECT_FALSE(pPlayer->play());
+    EXPECT_EQ(0u, pPlayer->getTotalTime());
+    EXPECT_EQ(0u, pPlayer->getCurrentTime());
+    pPlayer->seekToTime(1);
+    pPlayer->stop();
+    const std::vector<std::u16string> aryLines = log.take();
+    ASSERT_EQ(1u, aryLines.size());
+    EXPECT_EQ(0u, aryLines[0].find(u"MP3 player: opening the file failed (MCI error "));
+}
