@@ -133,7 +133,7 @@ TEST(CCSVParser, ReadsAsTheRulesSayWithDeliberateLosses)
 // Cells without TAB and LF survive saving and reading, quotes and CRs included.
 TEST(CCSVParser, RandomTablesRoundTripThroughFiles)
 {
-    TempFolder folder;
+    CTempFolder folder;
     const char16_t alphabet[] = {u'a', u'"', u'\r', u' ', 0x4E2D, 0xFEFF};
     std::mt19937 rng(9);
     for (int round = 0; round < 200; ++round) {
@@ -157,7 +157,7 @@ TEST(CCSVParser, RandomTablesRoundTripThroughFiles)
 
 TEST(CCSVParser, RowsAccumulateAndOddFiles)
 {
-    TempFolder folder;
+    CTempFolder folder;
     CSV table;
     table.add({});
     EXPECT_EQ(table.getRowCount(), 0u);

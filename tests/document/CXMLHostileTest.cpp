@@ -176,7 +176,7 @@ TEST(CXMLHostile, TextsEndingNearAPageBoundary)
 // succeeds saves.
 TEST(CXMLHostile, GarbageBytesAndFiles)
 {
-    TempFolder folder;
+    CTempFolder folder;
     std::mt19937 rng(7);
     const char alphabet[] = "<>/=\"'!-?xml a&;\r\n\t\x80\xC3\xE2\xF0\xBF\xFF\xFE\xEF";
     const char* marks[] = {"", "<a", "\xFF\xFE", "\xEF\xBB\xBF"};

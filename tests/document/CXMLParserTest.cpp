@@ -33,14 +33,6 @@ std::u16string saved(CXMLParser& parser, bool formatted)
     return str(out);
 }
 
-std::string utf16le(const std::u16string& text)
-{
-    std::string bytes = "\xFF\xFE";
-    for (char16_t c : text)
-        bytes += {char(c & 0xFF), char(c >> 8)};
-    return bytes;
-}
-
 constexpr CXMLParser::EXMLEncoding UTF8 = CXMLParser::XML_ENCODING_UTF8;
 constexpr CXMLParser::EXMLEncoding UTF16 = CXMLParser::XML_ENCODING_UTF16;
 
@@ -243,7 +235,7 @@ TEST(CXMLParserSave, CompactAndFormattedExactly)
 
 TEST(CXMLParserFiles, RoundTripUtf8AndUtf16)
 {
-    TempFolder folder;
+    CTempFolder folder;
     const std::u16string value = u"\u4e2d\u6587 \u00e9\r\n\U0001F600";
     for (CXMLParser::EXMLEncoding encoding : {UTF8, UTF16}) {
         CXMLParser parser;
@@ -280,7 +272,7 @@ TEST(CXMLParserFiles, RoundTripUtf8AndUtf16)
 
 TEST(CXMLParserFiles, LoadRules)
 {
-    TempFolder folder;
+    CTempFolder folder;
     CXMLParser parser;
     // Missing and too short files report line 1, column 0.
     EXPECT_FALSE(parser.parseFromFile(folder.path("missing.xml")));
@@ -306,7 +298,7 @@ TEST(CXMLParserFiles, LoadRules)
 
 TEST(CXMLParserFiles, UpdateFileReplacesText)
 {
-    TempFolder folder;
+    CTempFolder folder;
     CXMLParser parser;
     ASSERT_TRUE(parser.create(UTF16));
     parser.addRootElement(u"cfg")->setAttribute(u"v", u"old-old");
