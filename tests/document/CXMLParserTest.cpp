@@ -50,6 +50,7 @@ TEST(CXMLParserRead, AcceptedTextsGiveTheirTree)
         {u"<?xml version=\"1.0' encoding = 'UTF-8\"?><a/>", UTF8, u"a"},
         // Names, nesting, whatever follows the root.
         {u"<_r.o-o:t1><c1/><c2 ></c2>\n\t<c3>x</c3></_r.o-o:t1> trailing", UTF8, u"_r.o-o:t1[c1,c2,c3'x']"},
+        {u"<axml/>", UTF8, u"axml"}, // no header, though its name ends like one
         // Text only before the first child: leading blanks dropped, trailing kept, entities decoded.
         {u"<a>  hi there \t<b/></a>", UTF8, u"a'hi there \t'[b]"},
         {u"<a>x &gt; y &amp;&unknown; &#65;</a>", UTF8, u"a'x > y &&unknown; &#65;'"},
