@@ -146,6 +146,11 @@ TEST_F(ConfigTest, DefaultsBeforeLoadOnEmptyRootAndAfterReload)
     expectDefaults(m_pConfig);
     ASSERT_TRUE(loadText("<whatever/>"));
     expectDefaults(m_pConfig);
+    // Records present without their attributes take the same defaults.
+    ASSERT_TRUE(loadText("<c><log_level/><log_output/><mem_report_output/><thread_set/><surface_set/>"
+                         "<resource_cache/><render_cache/><render_param image_no_extern=\"png\"/><render_geometry/>"
+                         "<render_text/><touch_param/><gesture_param/><animation_param/></c>"));
+    expectDefaults(m_pConfig);
     ASSERT_TRUE(loadText(fullSample()));
     ASSERT_TRUE(loadText("<c/>", "second.xml"));
     expectDefaults(m_pConfig);
