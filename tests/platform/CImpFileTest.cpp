@@ -42,5 +42,6 @@ TEST(CImpFile, KindTimeAndCopiesThatKeepModeAndTime)
     EXPECT_TRUE(file->isReadOnly(temp.path("b.txt")));
     EXPECT_TRUE(file->setWritable(temp.path("b.txt")) && !file->isReadOnly(temp.path("b.txt")));
     EXPECT_TRUE(file->moveFile(temp.path("b.txt"), temp.path("c.txt")) && file->deleteFile(temp.path("c.txt")));
-    EXPECT_FALSE(file->isExist(temp.path("c.txt")) || file->deleteFile(temp.path("c.txt")));
+    EXPECT_FALSE(file->isExist(temp.path("c.txt")) || file->deleteFile(temp.path("c.txt")) ||
+                 file->moveFile(temp.path("c.txt"), temp.path("d.txt")) || file->moveFile(CString(), temp.path("d")));
 }
