@@ -7,6 +7,9 @@
 #include <vector>
 
 #include "document/DocumentTestUtil.h"
+#if defined(ECS_MEMORY_TESTING)
+#include "foundation/MemTesting.h"
+#endif
 
 using namespace Trell;
 using namespace DocumentTest;
@@ -89,6 +92,11 @@ TEST(CCSVParser, SavesTheExactFormat)
     table.add({u"say \"hi\"", u"", u"x\ty"});
     ASSERT_TRUE(table.saveToString(out));
     EXPECT_EQ(str(out), u"\uFEFF\"a\"\t\"b\"\n\"say \"hi\"\"\t\"\"\t\"x\ty\"\n");
+#if defined(ECS_MEMORY_TESTING)
+    MemTesting::failAllocationsAfter(0);
+    EXPECT_FALSE(table.saveToString(out)); // no memory for the text
+    MemTesting::failAllocationsAfter(-1);
+#endif
 }
 
 TEST(CCSVParser, ReadsAsTheRulesSayWithDeliberateLosses)

@@ -86,6 +86,7 @@ TEST(CXMLParserRead, MalformedTextsFailAtTheirPosition)
         {u"<?xml encoding=\"UTF-8\"?><a/>", 1, 7},
         {u"<?xml version=\"1.0\" encoding=\"latin1\"?><a/>", 1, 21},
         {u"<?xml version=\"1.0\" encoding=\"UTF-8\" ><a/>", 1, 38},
+        {u"<?xml version=\"1.0\" encoding=\"UTF-8\"?<a/>", 1, 37},
         {u"<?xml version=\"1.0\" encoding=\"\"?><a/>", 1, 21},
         // Names and tags; every kind of line break counts once.
         {u"<1a/>", 1, 2}, {u"a", 1, 1}, {u"", 1, 1}, {u"<a", 1, 3}, {u"<a>", 1, 4}, {u"<a>  ", 1, 6},
