@@ -3,6 +3,7 @@
 #include <text/CStringConverter.h>
 
 #include "document/DocumentTestUtil.h"
+#include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +12,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <sys/stat.h>
@@ -22,6 +22,7 @@
 
 using namespace Trell;
 using DocumentTest::str;
+using DocumentTest::utf16le;
 namespace fs = std::filesystem;
 
 namespace {
@@ -49,60 +50,49 @@ protected:
     CConfigParser* m_pConfig = nullptr;
 };
 
-const char* const FULL_SAMPLE =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<engine_config use_for_studio=\"false\" merge_window=\"true\">\n"
-    "  <log_level info=\"false\" warning=\"false\" error=\"false\" debug=\"true\" performance=\"true\"/>\n"
-    "  <log_output terminal=\"false\" file_size=\"0x8000\" file_path_win=\"logs/engine.log\"/>\n"
-    "  <mem_report_output file_path_win=\"/abs/mem.txt\"/>\n"
-    "  <thread_set>\n"
-    "    <thread id=\"mq\" name=\"Queue\" priority=\"1\"/>\n"
-    "    <thread id=\"tm\" name=\"Timer\" priority=\"2\"/>\n"
-    "    <thread id=\"sc\" name=\"Screen\" priority=\"3\"/>\n"
-    "    <thread id=\"gr\" name=\"Graphic\" priority=\"4\"/>\n"
-    "    <thread id=\"ap\" name=\"Audio\" priority=\"5\"/>\n"
-    "    <thread id=\"sm\" name=\"Share\" priority=\"6\"/>\n"
-    "    <thread id=\"dt\" name=\"Transfer\" priority=\"7\"/>\n"
-    "    <thread id=\"hc\" name=\"Host\" priority=\"8\"/>\n"
-    "    <thread id=\"wb\" name=\"Web\" priority=\"9\"/>\n"
-    "    <thread id=\"rp\" name=\"Report\" priority=\"10\"/>\n"
-    "    <thread id=\"rs\" name=\"Resource\" priority=\"-11\"/>\n"
-    "    <thread id=\"zz\" name=\"Nobody\" priority=\"99\"/>\n"
-    "  </thread_set>\n"
-    "  <surface_set>\n"
-    "    <surface use=\"true\" name=\"main\" display_name=\"Center\" display_id=\"1\" layer_id=\"2\""
-    " surface_id=\"3\" offset_x=\"-4\" offset_y=\"5\" width=\"800\" width_default=\"1024\" height=\"480\""
-    " height_default=\"600\" enable_touch=\"true\" enable_gesture=\"true\" initial_color=\"0xFF00FF00\"/>\n"
-    "    <surface name=\"spare\"/>\n"
-    "  </surface_set>\n"
-    "  <resource_cache character=\"11\" image=\"12\" shader=\"13\" mesh=\"14\" audio=\"15\"/>\n"
-    "  <render_cache text_texture_size=\"21\" character=\"22\" small_texture=\"23\" big_texture=\"24\""
-    " big_texture_width=\"25\" big_texture_height=\"26\" mesh=\"27\" program=\"28\"/>\n"
-    "  <render_param android_simulator=\"false\" vertical_sync=\"false\" high_quality=\"false\""
-    " anti_aliasing=\"false\" sample_count=\"8\" image_no_extern=\"jpg\"/>\n"
-    "  <render_geometry rectangle_offset_x=\"-2\" rectangle_offset_y=\"3\"/>\n"
-    "  <render_text scale_width=\"31\" scale_height=\"32\" auto_hinting=\"false\" support_complex_language=\"true\"/>\n"
-    "  <touch_param waver_distance=\"41\" long_press_delay=\"42\" continuous_press_interval=\"43\""
-    " double_tap_interval=\"44\"/>\n"
-    "  <gesture_param finger_time_interval=\"51\" flip_min_distance=\"52\" rotate_min_angle=\"53\""
-    " spread_pinch_min_distance=\"54\"/>\n"
-    "  <animation_param fps=\"60\"/>\n"
-    "  <unknown_element foo=\"bar\"/>\n"
-    "</engine_config>\n";
+const char* const THREAD_IDS[] = {"mq", "tm", "sc", "gr", "ap", "sm", "dt", "hc", "wb", "rp", "rs"};
+const char* const THREAD_NAMES[] = {"Queue", "Timer", "Screen", "Graphic", "Audio", "Share",
+                                    "Transfer", "Host", "Web", "Report", "Resource"};
 
-std::string utf16File(const std::u16string& text)
+// Every record set to a value other than its default; thread i has priority
+// i + 1 (the last -11), and an unknown id and element are ignored.
+std::string fullSample()
 {
-    std::string bytes = "\xFF\xFE";
-    for (char16_t ch : text) {
-        bytes += static_cast<char>(ch & 0xFF);
-        bytes += static_cast<char>(ch >> 8);
-    }
-    return bytes;
+    std::string threads;
+    for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i)
+        threads += std::string("<thread id=\"") + THREAD_IDS[i] + "\" name=\"" + THREAD_NAMES[i] + "\" priority=\"" +
+                   std::to_string(i == 10 ? -11 : i + 1) + "\"/>";
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           "<engine_config use_for_studio=\"false\" merge_window=\"true\">\n"
+           "  <log_level info=\"false\" warning=\"false\" error=\"false\" debug=\"true\" performance=\"true\"/>\n"
+           "  <log_output terminal=\"false\" file_size=\"0x8000\" file_path_win=\"logs/engine.log\"/>\n"
+           "  <mem_report_output file_path_win=\"/abs/mem.txt\"/>\n"
+           "  <thread_set>" + threads + "<thread id=\"zz\" name=\"Nobody\" priority=\"99\"/></thread_set>\n"
+           "  <surface_set>\n"
+           "    <surface use=\"true\" name=\"main\" display_name=\"Center\" display_id=\"1\" layer_id=\"2\""
+           " surface_id=\"3\" offset_x=\"-4\" offset_y=\"5\" width=\"800\" width_default=\"1024\" height=\"480\""
+           " height_default=\"600\" enable_touch=\"true\" enable_gesture=\"true\" initial_color=\"0xFF00FF00\"/>\n"
+           "    <surface name=\"spare\"/>\n"
+           "  </surface_set>\n"
+           "  <resource_cache character=\"11\" image=\"12\" shader=\"13\" mesh=\"14\" audio=\"15\"/>\n"
+           "  <render_cache text_texture_size=\"21\" character=\"22\" small_texture=\"23\" big_texture=\"24\""
+           " big_texture_width=\"25\" big_texture_height=\"26\" mesh=\"27\" program=\"28\"/>\n"
+           "  <render_param android_simulator=\"false\" vertical_sync=\"false\" high_quality=\"false\""
+           " anti_aliasing=\"false\" sample_count=\"8\" image_no_extern=\"jpg\"/>\n"
+           "  <render_geometry rectangle_offset_x=\"-2\" rectangle_offset_y=\"3\"/>\n"
+           "  <render_text scale_width=\"31\" scale_height=\"32\" auto_hinting=\"false\" support_complex_language=\"true\"/>\n"
+           "  <touch_param waver_distance=\"41\" long_press_delay=\"42\" continuous_press_interval=\"43\""
+           " double_tap_interval=\"44\"/>\n"
+           "  <gesture_param finger_time_interval=\"51\" flip_min_distance=\"52\" rotate_min_angle=\"53\""
+           " spread_pinch_min_distance=\"54\"/>\n"
+           "  <animation_param fps=\"60\"/>\n"
+           "  <unknown_element foo=\"bar\"/>\n"
+           "</engine_config>\n";
 }
 
-// Every scalar setting in a fixed order, so that a whole configuration is
-// checked against one row of expected values.
-std::vector<std::pair<const char*, long long>> scalars(const CConfigParser* c)
+// Every scalar setting in the order of the records, so that a whole
+// configuration is checked against one row of expected values.
+std::vector<long long> scalars(const CConfigParser* c)
 {
     const auto* lv = c->getLogLevel();
     const auto* rc = c->getResourceCache();
@@ -111,50 +101,29 @@ std::vector<std::pair<const char*, long long>> scalars(const CConfigParser* c)
     const auto* rt = c->getRenderText();
     const auto* tp = c->getTouchParam();
     const auto* gp = c->getGestureParam();
-    return {{"use_for_studio", c->isUsedForStudio()}, {"merge_window", c->isMergeWindow()},
-            {"info", lv->info}, {"warning", lv->warning}, {"error", lv->error}, {"debug", lv->debug},
-            {"performance", lv->performance}, {"terminal", c->getLogOutput()->terminal},
-            {"file_size", c->getLogOutput()->file_size},
-            {"rc.character", rc->character}, {"rc.image", rc->image}, {"rc.shader", rc->shader},
-            {"rc.mesh", rc->mesh}, {"rc.audio", rc->audio},
-            {"text_texture_size", rn->text_texture_size}, {"rn.character", rn->character},
-            {"small_texture", rn->small_texture}, {"big_texture", rn->big_texture},
-            {"big_texture_width", rn->big_texture_width}, {"big_texture_height", rn->big_texture_height},
-            {"rn.mesh", rn->mesh}, {"program", rn->program},
-            {"android_simulator", rp->android_simulator}, {"vertical_sync", rp->vertical_sync},
-            {"high_quality", rp->high_quality}, {"anti_aliasing", rp->anti_aliasing}, {"sample_count", rp->sample_count},
-            {"rectangle_offset_x", c->getRenderGeometry()->rectangle_offset_x},
-            {"rectangle_offset_y", c->getRenderGeometry()->rectangle_offset_y},
-            {"scale_width", rt->scale_width}, {"scale_height", rt->scale_height}, {"auto_hinting", rt->auto_hinting},
-            {"support_complex_language", rt->support_complex_language},
-            {"waver_distance", tp->waver_distance}, {"long_press_delay", tp->long_press_delay},
-            {"continuous_press_interval", tp->continuous_press_interval},
-            {"double_tap_interval", tp->double_tap_interval},
-            {"finger_time_interval", gp->finger_time_interval}, {"flip_min_distance", gp->flip_min_distance},
-            {"rotate_min_angle", gp->rotate_min_angle}, {"spread_pinch_min_distance", gp->spread_pinch_min_distance},
-            {"fps", c->getAnimationParam()->fps}, {"surface count", c->getSurfaceCount()}};
-}
-
-void expectScalars(const CConfigParser* c, const std::vector<long long>& expected)
-{
-    const auto fields = scalars(c);
-    ASSERT_EQ(fields.size(), expected.size());
-    for (std::size_t i = 0; i < fields.size(); ++i)
-        EXPECT_EQ(fields[i].second, expected[i]) << fields[i].first;
+    return {c->isUsedForStudio(), c->isMergeWindow(), lv->info, lv->warning, lv->error, lv->debug, lv->performance,
+            c->getLogOutput()->terminal, c->getLogOutput()->file_size, rc->character, rc->image, rc->shader,
+            rc->mesh, rc->audio, rn->text_texture_size, rn->character, rn->small_texture, rn->big_texture,
+            rn->big_texture_width, rn->big_texture_height, rn->mesh, rn->program, rp->android_simulator,
+            rp->vertical_sync, rp->high_quality, rp->anti_aliasing, rp->sample_count,
+            c->getRenderGeometry()->rectangle_offset_x, c->getRenderGeometry()->rectangle_offset_y, rt->scale_width,
+            rt->scale_height, rt->auto_hinting, rt->support_complex_language, tp->waver_distance,
+            tp->long_press_delay, tp->continuous_press_interval, tp->double_tap_interval, gp->finger_time_interval,
+            gp->flip_min_distance, gp->rotate_min_angle, gp->spread_pinch_min_distance, c->getAnimationParam()->fps,
+            c->getSurfaceCount()};
 }
 
 void expectDefaults(const CConfigParser* c)
 {
-    expectScalars(c, {0, 0, 1, 1, 1, 0, 0, 1, 0x100000, 1024, 100, 100, 50, 10, 256, 1024, 100, 10, 1280, 720, 50,
-                      100, 1, 1, 1, 1, 4, 1, 1, 100, 100, 1, 0, 25, 500, 100, 200, 200, 50, 5, 50, 50, 0});
+    EXPECT_EQ(scalars(c), (std::vector<long long>{0, 0, 1, 1, 1, 0, 0, 1, 0x100000, 1024, 100, 100, 50, 10, 256, 1024,
+                                                  100, 10, 1280, 720, 50, 100, 1, 1, 1, 1, 4, 1, 1, 100, 100, 1, 0,
+                                                  25, 500, 100, 200, 200, 50, 5, 50, 50, 0}));
     EXPECT_EQ(c->getLogOutput()->file_path_win.length(), 0u);
     EXPECT_EQ(c->getMemReportOutput()->file_path_win.length(), 0u);
     EXPECT_EQ(str(c->getRenderParam()->image_no_extern), u"png");
     EXPECT_EQ(c->getDisplayCount(), 0u);
-    for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i) {
-        EXPECT_EQ(c->getThread()->priority[i], 51) << i;
-        EXPECT_EQ(c->getThread()->name[i].length(), 0u) << i;
-    }
+    for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i)
+        EXPECT_TRUE(c->getThread()->priority[i] == 51 && c->getThread()->name[i].length() == 0) << i;
 }
 
 // The names in a folder, hidden ones included, sorted.
@@ -174,14 +143,17 @@ std::string surfaces(const std::string& strSurfaces, const std::string& strRootA
 
 } // namespace
 
-// ---- Defaults and loading ---------------------------------------------------------
-
 TEST_F(ConfigTest, DefaultsBeforeLoadOnEmptyRootAndAfterReload)
 {
     expectDefaults(m_pConfig);
     ASSERT_TRUE(loadText("<whatever/>"));
     expectDefaults(m_pConfig);
-    ASSERT_TRUE(loadText(FULL_SAMPLE));
+    // Records present without their attributes take the same defaults.
+    ASSERT_TRUE(loadText("<c><log_level/><log_output/><mem_report_output/><thread_set/><surface_set/>"
+                         "<resource_cache/><render_cache/><render_param image_no_extern=\"png\"/><render_geometry/>"
+                         "<render_text/><touch_param/><gesture_param/><animation_param/></c>"));
+    expectDefaults(m_pConfig);
+    ASSERT_TRUE(loadText(fullSample()));
     ASSERT_TRUE(loadText("<c/>", "second.xml"));
     expectDefaults(m_pConfig);
     EXPECT_EQ(str(m_pConfig->getPath()), str(m_temp.path("second.xml")));
@@ -191,8 +163,14 @@ TEST_F(ConfigTest, MissingOrMalformedFileFailsAndKeepsPreviousSettings)
 {
     ASSERT_TRUE(loadText("<c use_for_studio=\"true\"><touch_param waver_distance=\"7\"/></c>"));
     const CString strPath = m_pConfig->getPath();
+    CLogRecorder log;
     EXPECT_FALSE(m_pConfig->load(m_temp.path("missing.xml")));
     EXPECT_FALSE(loadText("<c><touch_param waver_distance=\"8\"></c>", "broken.xml"));
+    EXPECT_EQ(log.take(), (std::vector<std::u16string>{
+                              u"Warning|The configuration file " + str(m_temp.path("missing.xml")) +
+                                  u" cannot be read (line 1, column 0).",
+                              u"Warning|The configuration file " + str(m_temp.path("broken.xml")) +
+                                  u" cannot be read (line 1, column 37)."}));
     EXPECT_EQ(m_pConfig->getTouchParam()->waver_distance, 7u);
     EXPECT_EQ(str(m_pConfig->getPath()), str(strPath));
     // Whatever document was kept is released with the failed load.
@@ -202,46 +180,42 @@ TEST_F(ConfigTest, MissingOrMalformedFileFailsAndKeepsPreviousSettings)
 
 TEST_F(ConfigTest, EveryRecordReadFromFullSample)
 {
-    ASSERT_TRUE(loadText(FULL_SAMPLE));
+    using Thread = CConfigParser::tagThread;
+    ASSERT_TRUE(loadText(fullSample()));
     const CConfigParser* c = m_pConfig;
-    expectScalars(c, {0, 1, 0, 0, 0, 1, 1, 0, 0x8000, 11, 12, 13, 14, 15, 21, 22, 23, 24, 25, 26, 27, 28,
-                      0, 0, 0, 0, 8, -2, 3, 31, 32, 0, 1, 41, 42, 43, 44, 51, 52, 53, 54, 60, 2});
+    EXPECT_EQ(scalars(c), (std::vector<long long>{0, 1, 0, 0, 0, 1, 1, 0, 0x8000, 11, 12, 13, 14, 15, 21, 22, 23, 24,
+                                                  25, 26, 27, 28, 0, 0, 0, 0, 8, -2, 3, 31, 32, 0, 1, 41, 42, 43, 44,
+                                                  51, 52, 53, 54, 60, 2}));
     EXPECT_EQ(str(c->getLogOutput()->file_path_win), str(m_temp.path("logs/engine.log")));
     EXPECT_EQ(str(c->getMemReportOutput()->file_path_win), u"/abs/mem.txt");
     EXPECT_EQ(str(c->getRenderParam()->image_no_extern), u"jpg");
 
-    const char16_t* const names[] = {u"Queue", u"Timer", u"Screen", u"Graphic", u"Audio", u"Share",
-                                     u"Transfer", u"Host", u"Web", u"Report", u"Resource"};
-    const CConfigParser::tagThread* th = c->getThread();
-    for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i) {
-        EXPECT_EQ(str(th->name[i]), names[i]) << i;
-        EXPECT_EQ(th->priority[i], i == 10 ? -11 : i + 1) << i;
+    // Ids name the slots in order, both ways.
+    const Thread* th = c->getThread();
+    for (int i = 0; i < Thread::SLOT_COUNT; ++i) {
+        EXPECT_EQ(narrow(th->name[i]), THREAD_NAMES[i]);
+        const CString id = CTempFolder::toCString(THREAD_IDS[i]);
+        EXPECT_TRUE(th->priority[i] == (i == 10 ? -11 : i + 1) && th->getPriority(id.buffer()) == th->priority[i]) << i;
+        EXPECT_EQ(Thread::getSlotIndex(id.buffer()), i);
+        EXPECT_EQ(narrow(CString(Thread::getSlotId(unsigned(i)))), THREAD_IDS[i]);
     }
     EXPECT_EQ(str(th->getName(u"tm")), u"Timer");
-    EXPECT_EQ(th->getPriority(u"dt"), 7);
     EXPECT_EQ(th->getPriority(u"zz"), 51);
     EXPECT_EQ(th->getName(u"zz").length(), 0u);
+    for (const char16_t* id : {u"m", u"mqx", static_cast<const char16_t*>(nullptr)})
+        EXPECT_EQ(Thread::getSlotIndex(id), -1);
+    EXPECT_EQ(Thread::getSlotId(Thread::SLOT_COUNT), nullptr);
 
     const CConfigParser::tagSurface* s = c->getSurfaceByIndex(0);
-    ASSERT_NE(s, nullptr);
-    EXPECT_TRUE(s->use);
-    EXPECT_EQ(str(s->name), u"main");
-    EXPECT_EQ(str(s->display_name), u"Center");
-    const long long surfaceValues[] = {s->display_id, s->layer_id, s->surface_id, s->offset_x, s->offset_y,
-                                       s->width, s->width_default, s->height, s->height_default};
-    const long long expectedValues[] = {1, 2, 3, -4, 5, 800, 1024, 480, 600};
-    for (int i = 0; i < 9; ++i)
-        EXPECT_EQ(surfaceValues[i], expectedValues[i]) << i;
-    EXPECT_TRUE(s->enable_touch);
-    EXPECT_TRUE(s->enable_gesture);
-    EXPECT_EQ(s->initial_color, 0xFF00FF00u);
-    EXPECT_EQ(s->param, nullptr);
     const CConfigParser::tagSurface* spare = c->getSurfaceByIndex(1);
-    ASSERT_NE(spare, nullptr);
-    EXPECT_FALSE(spare->use);
-    EXPECT_EQ(spare->display_name.length(), 0u);
-    EXPECT_EQ(spare->width, 0u);
-    EXPECT_FALSE(spare->enable_touch);
+    ASSERT_TRUE(s && spare);
+    EXPECT_EQ(str(s->name) + u"," + str(s->display_name) + u"," + str(spare->display_name), u"main,Center,");
+    EXPECT_EQ((std::vector<long long>{s->use, s->display_id, s->layer_id, s->surface_id, s->offset_x, s->offset_y,
+                                      s->width, s->width_default, s->height, s->height_default, s->enable_touch,
+                                      s->enable_gesture, s->initial_color, spare->use, spare->width,
+                                      spare->enable_touch}),
+              (std::vector<long long>{1, 1, 2, 3, -4, 5, 800, 1024, 480, 600, 1, 1, 0xFF00FF00, 0, 0, 0}));
+    EXPECT_EQ(s->param, nullptr);
 }
 
 TEST_F(ConfigTest, GarbageValuesFollowConversionRules)
@@ -257,12 +231,8 @@ TEST_F(ConfigTest, GarbageValuesFollowConversionRules)
                          "</c>"));
     const CConfigParser* c = m_pConfig;
     // Only the exact text "true" is true.
-    EXPECT_FALSE(c->isUsedForStudio());
-    EXPECT_FALSE(c->isMergeWindow());
-    EXPECT_FALSE(c->getLogLevel()->info);
-    EXPECT_FALSE(c->getLogLevel()->debug);
-    EXPECT_FALSE(c->getLogOutput()->terminal);
-    EXPECT_FALSE(c->getRenderParam()->vertical_sync);
+    EXPECT_FALSE(c->isUsedForStudio() || c->isMergeWindow() || c->getLogLevel()->info || c->getLogLevel()->debug ||
+                 c->getLogOutput()->terminal || c->getRenderParam()->vertical_sync);
     // Non-numbers are not reported; they become whatever the conversion makes.
     EXPECT_EQ(c->getLogOutput()->file_size, 0u);
     EXPECT_EQ(c->getThread()->getPriority(u"tm"), 0);
@@ -270,55 +240,32 @@ TEST_F(ConfigTest, GarbageValuesFollowConversionRules)
     EXPECT_EQ(c->getRenderGeometry()->rectangle_offset_x, 12);
     EXPECT_EQ(c->getRenderParam()->sample_count, CStringConverter::toUInt(u"-1"));
     // Ids are exact: "TM" and a missing id select no slot.
-    for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i) {
-        if (i != CConfigParser::tagThread::SLOT_TM) {
-            EXPECT_EQ(c->getThread()->priority[i], 51) << i;
-        }
-    }
+    for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i)
+        EXPECT_EQ(c->getThread()->priority[i], i == CConfigParser::tagThread::SLOT_TM ? 0 : 51) << i;
     // A present render_param without the attribute empties the extension.
     EXPECT_EQ(c->getRenderParam()->image_no_extern.length(), 0u);
 }
-
-TEST(ConfigThreadSlots, IdsMapToSlotsInOrder)
-{
-    const char16_t* const ids[] = {u"mq", u"tm", u"sc", u"gr", u"ap", u"sm", u"dt", u"hc", u"wb", u"rp", u"rs"};
-    for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i) {
-        EXPECT_EQ(CConfigParser::tagThread::getSlotIndex(ids[i]), i);
-        EXPECT_EQ(std::u16string(CConfigParser::tagThread::getSlotId(i)), ids[i]);
-    }
-    EXPECT_EQ(CConfigParser::tagThread::getSlotIndex(u"m"), -1);
-    EXPECT_EQ(CConfigParser::tagThread::getSlotIndex(u"mqx"), -1);
-    EXPECT_EQ(CConfigParser::tagThread::getSlotIndex(nullptr), -1);
-    EXPECT_EQ(CConfigParser::tagThread::getSlotId(CConfigParser::tagThread::SLOT_COUNT), nullptr);
-}
-
-// ---- Paths ---------------------------------------------------------------------------
 
 TEST_F(ConfigTest, RelativePathsResolveAgainstTheFilesFolder)
 {
     const std::string text = "<c use_for_studio=\"true\"><log_output file_path_win=\"log\"/>"
                              "<mem_report_output file_path_win=\"../report/mem.txt\"/></c>";
     ASSERT_TRUE(loadText(text, "sub/config.xml"));
-    EXPECT_EQ(str(m_pConfig->getFolder()), str(m_temp.path("sub")));
-    EXPECT_EQ(str(m_pConfig->getLogOutput()->file_path_win), str(m_temp.path("sub/log")));
-    EXPECT_EQ(str(m_pConfig->getMemReportOutput()->file_path_win), str(m_temp.path("report/mem.txt")));
-
     // A file named relative to the current folder is resolved at load, so a
     // later change of folder moves neither the paths nor the save.
     const fs::path previous = fs::current_path();
     fs::current_path(m_temp.native("sub"));
-    const bool bLoaded = m_pConfig->load(CString(u"config.xml"));
-    fs::current_path(previous);
-    ASSERT_TRUE(bLoaded);
-    EXPECT_EQ(str(m_pConfig->getFolder()), str(m_temp.path("sub")));
-    EXPECT_EQ(str(m_pConfig->getLogOutput()->file_path_win), str(m_temp.path("sub/log")));
-    EXPECT_EQ(str(m_pConfig->getMemReportOutput()->file_path_win), str(m_temp.path("report/mem.txt")));
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(str(m_pConfig->getFolder()), str(m_temp.path("sub")));
+        EXPECT_EQ(str(m_pConfig->getLogOutput()->file_path_win), str(m_temp.path("sub/log")));
+        EXPECT_EQ(str(m_pConfig->getMemReportOutput()->file_path_win), str(m_temp.path("report/mem.txt")));
+        EXPECT_TRUE(round || m_pConfig->load(CString(u"config.xml")));
+        fs::current_path(previous);
+    }
     m_pConfig->setMergeWindow(true);
     ASSERT_TRUE(m_pConfig->save());
     EXPECT_NE(m_temp.readFile("sub/config.xml").find("merge_window"), std::string::npos);
 }
-
-// ---- Surfaces ------------------------------------------------------------------------
 
 TEST_F(ConfigTest, UnusedSurfacesKeepTheirIndexButAreNotCounted)
 {
@@ -329,40 +276,31 @@ TEST_F(ConfigTest, UnusedSurfacesKeepTheirIndexButAreNotCounted)
                                   "<surface use=\"true\" name=\"e\" display_id=\"2\" layer_id=\"1\"/>"
                                   "<surface use=\"true\" name=\"f\" display_id=\"0\" layer_id=\"1\"/>")));
     const CConfigParser* c = m_pConfig;
-    EXPECT_EQ(c->getSurfaceCount(), 6u);
     ASSERT_NE(c->getSurfaceByIndex(1), nullptr);
     EXPECT_EQ(str(c->getSurfaceByIndex(1)->name), u"b");
     EXPECT_EQ(c->getSurfaceByIndex(6), nullptr);
-
-    EXPECT_EQ(c->getDisplayCount(), 2u);
-    EXPECT_EQ(c->getLayerCount(0), 2u);
-    EXPECT_EQ(c->getLayerCount(2), 1u);
-    EXPECT_EQ(c->getLayerCount(5), 0u);
-    EXPECT_EQ(c->getSurfaceCount(0), 3u);
-    EXPECT_EQ(c->getSurfaceCount(5), 0u);
-    EXPECT_EQ(c->getSurfaceCount(0, 1), 2u);
-    EXPECT_EQ(c->getSurfaceCount(0, 9), 0u);
-    EXPECT_EQ(c->getSurfaceCount(5, 7), 0u);
+    EXPECT_EQ((std::vector<unsigned int>{c->getSurfaceCount(), c->getDisplayCount(), c->getLayerCount(0),
+                                         c->getLayerCount(2), c->getLayerCount(5), c->getSurfaceCount(0),
+                                         c->getSurfaceCount(5), c->getSurfaceCount(0, 1), c->getSurfaceCount(0, 9),
+                                         c->getSurfaceCount(5, 7)}),
+              (std::vector<unsigned int>{6, 2, 2, 1, 0, 3, 0, 2, 0, 0}));
 }
 
+// A surface is first in its layer unless the nearest used surface before it
+// (unused ones skipped) is on the same display and layer; out of range: first.
 TEST_F(ConfigTest, FirstSurfaceInLayerLooksBackToTheNearestUsedSurface)
 {
-    ASSERT_TRUE(loadText(surfaces("<surface use=\"true\" display_id=\"0\" layer_id=\"0\"/>"   // 0
-                                  "<surface use=\"true\" display_id=\"0\" layer_id=\"0\"/>"   // 1
-                                  "<surface display_id=\"0\" layer_id=\"1\"/>"                  // 2 unused
-                                  "<surface use=\"true\" display_id=\"0\" layer_id=\"1\"/>"   // 3
-                                  "<surface display_id=\"0\" layer_id=\"1\"/>"                  // 4 unused
-                                  "<surface use=\"true\" display_id=\"0\" layer_id=\"1\"/>"   // 5
-                                  "<surface use=\"true\" display_id=\"1\" layer_id=\"1\"/>")));  // 6
-    const CConfigParser* c = m_pConfig;
-    EXPECT_TRUE(c->isFirstSurfaceInLayer(0));
-    EXPECT_FALSE(c->isFirstSurfaceInLayer(1));
-    EXPECT_TRUE(c->isFirstSurfaceInLayer(3));  // skips unused 2, finds layer 0
-    EXPECT_FALSE(c->isFirstSurfaceInLayer(5)); // skips unused 4, finds 3 on the same layer
-    EXPECT_TRUE(c->isFirstSurfaceInLayer(6));  // other display
-    EXPECT_TRUE(c->isFirstSurfaceInLayer(7));  // out of range
-    EXPECT_TRUE(c->isFirstSurfaceInLayer(100));
-
+    ASSERT_TRUE(loadText(surfaces("<surface use=\"true\" display_id=\"0\" layer_id=\"0\"/>"
+                                  "<surface use=\"true\" display_id=\"0\" layer_id=\"0\"/>"
+                                  "<surface display_id=\"0\" layer_id=\"1\"/>"
+                                  "<surface use=\"true\" display_id=\"0\" layer_id=\"1\"/>"
+                                  "<surface display_id=\"0\" layer_id=\"1\"/>"
+                                  "<surface use=\"true\" display_id=\"0\" layer_id=\"1\"/>"
+                                  "<surface use=\"true\" display_id=\"1\" layer_id=\"1\"/>")));
+    std::string first;
+    for (unsigned int i : {0u, 1u, 3u, 5u, 6u, 7u, 100u})
+        first += m_pConfig->isFirstSurfaceInLayer(i) ? '1' : '0';
+    EXPECT_EQ(first, "1010111");
     ASSERT_TRUE(loadText(surfaces("<surface/><surface use=\"true\"/>"), "b.xml"));
     EXPECT_TRUE(m_pConfig->isFirstSurfaceInLayer(1)); // no used surface before it
 }
@@ -376,7 +314,6 @@ TEST_F(ConfigTest, SurfaceByNameMatchesNameExactlyAndParamIsStoredInRange)
     EXPECT_EQ(c->getSurfaceByByName(CString(u"Main")), c->getSurfaceByIndex(0));
     EXPECT_EQ(c->getSurfaceByByName(CString(u"MAIN")), nullptr);
     EXPECT_EQ(c->getSurfaceByByName(CString(u"dash")), nullptr);
-
     int iHostData = 0;
     c->setSurfaceParam(2, &iHostData);
     c->setSurfaceParam(3, &iHostData); // out of range: nothing
@@ -389,28 +326,20 @@ TEST_F(ConfigTest, ChangeSurfaceSizeRestoresDefaultsAndMarksOnlyRealChanges)
 {
     ASSERT_TRUE(loadText(surfaces("<surface width=\"800\" width_default=\"1024\" height=\"480\""
                                   " height_default=\"600\"/>")));
+    const CConfigParser::tagSurface* s = m_pConfig->getSurfaceByIndex(0);
     m_pConfig->changeSurfaceSize(0, 800, 480);
-    EXPECT_FALSE(m_pConfig->isModified());
     m_pConfig->changeSurfaceSize(1, 1, 1); // out of range
     EXPECT_FALSE(m_pConfig->isModified());
-
     m_pConfig->changeSurfaceSize(0, 0, 0);
     EXPECT_TRUE(m_pConfig->isModified());
-    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->width, 1024u);
-    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->height, 600u);
-
+    EXPECT_TRUE(s->width == 1024u && s->height == 600u);
     m_pConfig->changeSurfaceSize(0, 640, 0);
-    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->width, 640u);
-    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->height, 600u);
-
+    EXPECT_TRUE(s->width == 640u && s->height == 600u);
     // Width 0 with a default of 0: the width does not differ, nothing is marked.
     ASSERT_TRUE(loadText(surfaces("<surface/>"), "zero.xml"));
     m_pConfig->changeSurfaceSize(0, 0, 0);
     EXPECT_FALSE(m_pConfig->isModified());
 }
-
-
-// ---- Studio save ---------------------------------------------------------------------
 
 TEST_F(ConfigTest, SaveNeedsTheStudioDocumentAndWritesOnlyChanges)
 {
@@ -443,7 +372,6 @@ TEST_F(ConfigTest, StudioSaveRoundTrip)
     m_pConfig->changeSurfaceSize(1, 30, 40);
     ASSERT_TRUE(m_pConfig->save());
     EXPECT_FALSE(m_pConfig->isModified());
-
     const std::string saved = m_temp.readFile("config.xml");
     EXPECT_EQ(saved.rfind("\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>", 0), 0u) << saved;
     EXPECT_NE(saved.find("extra=\"kept\""), std::string::npos) << saved;
@@ -451,15 +379,12 @@ TEST_F(ConfigTest, StudioSaveRoundTrip)
     CConfigParser::deleteInstance();
     m_pConfig = CConfigParser::getInstance();
     ASSERT_TRUE(m_pConfig->load(m_temp.path("config.xml")));
-    EXPECT_TRUE(m_pConfig->isMergeWindow());
-    EXPECT_TRUE(m_pConfig->isUsedForStudio());
+    EXPECT_TRUE(m_pConfig->isMergeWindow() && m_pConfig->isUsedForStudio());
     ASSERT_EQ(m_pConfig->getSurfaceCount(), 2u);
-    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->width, 1024u);
-    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->height, 600u);
-    EXPECT_EQ(m_pConfig->getSurfaceByIndex(0)->initial_color, 0x10u);
-    EXPECT_EQ(m_pConfig->getSurfaceByIndex(1)->width, 30u);
-    EXPECT_EQ(m_pConfig->getSurfaceByIndex(1)->height, 40u);
-
+    const auto* a = m_pConfig->getSurfaceByIndex(0);
+    const auto* b = m_pConfig->getSurfaceByIndex(1);
+    EXPECT_EQ((std::vector<unsigned int>{a->width, a->height, a->initial_color, b->width, b->height}),
+              (std::vector<unsigned int>{1024, 600, 0x10, 30, 40}));
     // merge_window written back as false too.
     m_pConfig->setMergeWindow(false);
     ASSERT_TRUE(m_pConfig->save());
@@ -470,7 +395,7 @@ TEST_F(ConfigTest, StudioSaveRoundTrip)
 // Also the only reading of a UTF-16 file: the attribute written back was read from it.
 TEST_F(ConfigTest, Utf16FileIsReadAndSavedAsUtf8)
 {
-    ASSERT_TRUE(loadText(utf16File(u"<c use_for_studio=\"true\"/>")));
+    ASSERT_TRUE(loadText(utf16le(u"<c use_for_studio=\"true\"/>")));
     m_pConfig->setMergeWindow(true);
     ASSERT_TRUE(m_pConfig->save());
     EXPECT_EQ(m_temp.readFile("config.xml"),
@@ -495,9 +420,8 @@ TEST_F(ConfigTest, SaveUpdatesTheLinkedFileKeepingItsModeAndTheUsersFiles)
 
     EXPECT_TRUE(fs::is_symlink(m_temp.native("conf/engine.xml")));
     EXPECT_NE(m_temp.readFile("real/engine.xml").find("merge_window=\"true\""), std::string::npos);
-    struct stat st;
-    ASSERT_EQ(stat(m_temp.native("real/engine.xml").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 07777, 0640u);
+    EXPECT_EQ(fs::status(m_temp.native("real/engine.xml")).permissions(),
+              fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
     EXPECT_EQ(m_temp.readFile("conf/engine.xml.tmp"), "mine");
     EXPECT_EQ(names(m_temp.native("real")), std::vector<std::string>{"engine.xml"});
 }
@@ -509,7 +433,10 @@ TEST_F(ConfigTest, FailedSaveLeavesTheOldFileAndNoTemporary)
     ASSERT_TRUE(loadText(text, "gone/config.xml"));
     fs::remove_all(m_temp.native("gone"));
     m_pConfig->setMergeWindow(true);
+    CLogRecorder log;
     EXPECT_FALSE(m_pConfig->save());
+    EXPECT_EQ(log.take(), std::vector<std::u16string>{u"Warning|The configuration file " +
+                                                      str(m_temp.path("gone/config.xml")) + u" cannot be saved."});
     EXPECT_TRUE(m_pConfig->isModified());
     EXPECT_FALSE(m_temp.exists("gone"));
 

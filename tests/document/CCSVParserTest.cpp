@@ -7,6 +7,9 @@
 #include <vector>
 
 #include "document/DocumentTestUtil.h"
+#if defined(ECS_MEMORY_TESTING)
+#include "foundation/MemTesting.h"
+#endif
 
 using namespace Trell;
 using namespace DocumentTest;
@@ -89,6 +92,11 @@ TEST(CCSVParser, SavesTheExactFormat)
     table.add({u"say \"hi\"", u"", u"x\ty"});
     ASSERT_TRUE(table.saveToString(out));
     EXPECT_EQ(str(out), u"\uFEFF\"a\"\t\"b\"\n\"say \"hi\"\"\t\"\"\t\"x\ty\"\n");
+#if defined(ECS_MEMORY_TESTING)
+    MemTesting::failAllocationsAfter(0);
+    EXPECT_FALSE(table.saveToString(out)); // no memory for the text
+    MemTesting::failAllocationsAfter(-1);
+#endif
 }
 
 TEST(CCSVParser, ReadsAsTheRulesSayWithDeliberateLosses)
@@ -133,7 +141,7 @@ TEST(CCSVParser, ReadsAsTheRulesSayWithDeliberateLosses)
 // Cells without TAB and LF survive saving and reading, quotes and CRs included.
 TEST(CCSVParser, RandomTablesRoundTripThroughFiles)
 {
-    TempFolder folder;
+    CTempFolder folder;
     const char16_t alphabet[] = {u'a', u'"', u'\r', u' ', 0x4E2D, 0xFEFF};
     std::mt19937 rng(9);
     for (int round = 0; round < 200; ++round) {
@@ -157,7 +165,7 @@ TEST(CCSVParser, RandomTablesRoundTripThroughFiles)
 
 TEST(CCSVParser, RowsAccumulateAndOddFiles)
 {
-    TempFolder folder;
+    CTempFolder folder;
     CSV table;
     table.add({});
     EXPECT_EQ(table.getRowCount(), 0u);

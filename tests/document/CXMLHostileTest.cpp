@@ -15,6 +15,9 @@
 #include <string_view>
 
 #include "document/DocumentTestUtil.h"
+#if defined(ECS_MEMORY_TESTING)
+#include "foundation/MemTesting.h"
+#endif
 
 using namespace Trell;
 using namespace DocumentTest;
@@ -187,7 +190,7 @@ TEST(CXMLHostile, TextsEndingNearAPageBoundary)
 // succeeds saves.
 TEST(CXMLHostile, GarbageBytesAndFiles)
 {
-    TempFolder folder;
+    CTempFolder folder;
     std::mt19937 rng(7);
     const char alphabet[] = "<>/=\"'!-?xml a&;\r\n\t\x80\xC3\xE2\xF0\xBF\xFF\xFE\xEF";
     const char* marks[] = {"", "<a", "\xFF\xFE", "\xEF\xBB\xBF"};
@@ -208,3 +211,36 @@ TEST(CXMLHostile, GarbageBytesAndFiles)
                 << round;
     }
 }
+
+#if defined(ECS_MEMORY_TESTING)
+// The n-th allocation of a parse and of saves refused, for every n: each
+// fails as a whole or gives the whole result, and nothing leaks.
+TEST(CXMLHostile, EveryRefusedAllocationFailsCleanly)
+{
+    const std::u16string body = u"\n\t<c x=\"1\"/>\n\t<c>u</c>\n</r>\n";
+    const std::u16string header = u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<r ";
+    const CString text = cs(header + u"c=\"3\" b=\"2\" a=\"&lt;1\">" + body);
+    const CString saved = cs(header + u"a=\"&lt;1\" b=\"2\" c=\"3\">" + body);
+    unsigned int uiRefused = 1;
+    for (int n = 0; uiRefused > 0; ++n) {
+        std::u16string tree;
+        MemTesting::failAllocationsAfter(n, 1);
+        {
+            CXMLParser parser;
+            CString out, element;
+            const bool bParsed = parser.parseFromString(text);
+            const bool bSaved = bParsed && parser.saveToString(out, true);
+            const bool bElement = bParsed && parser.getRootElement()->saveTo(element, false, false);
+            MemTesting::stopRefusingAllocations();
+            EXPECT_EQ(parser.hasRootElement(), bParsed) << n;
+            EXPECT_TRUE(!bSaved || out == saved) << n;
+            EXPECT_TRUE(!bElement || element == u"<r a=\"&lt;1\" b=\"2\" c=\"3\"><c x=\"1\"/><c>u</c></r>") << n;
+            tree = bParsed ? dump(parser.getRootElement()) : u"r{a=<1,b=2,c=3}[c{x=1},c'u']";
+        }
+        uiRefused = MemTesting::getRefusedAllocations();
+        EXPECT_EQ(MemTesting::getAllocationBalance(), 0) << n;
+        MemTesting::failAllocationsAfter(-1);
+        EXPECT_EQ(tree, u"r{a=<1,b=2,c=3}[c{x=1},c'u']") << n;
+    }
+}
+#endif

@@ -17,6 +17,15 @@ inline std::u16string str(const Trell::CString& s)
 
 inline Trell::CString cs(const std::u16string& s) { return Trell::CString(s.c_str(), unsigned(s.size())); }
 
+// A UTF-16LE file's bytes: the mark, then the units.
+inline std::string utf16le(const std::u16string& text)
+{
+    std::string bytes = "\xFF\xFE";
+    for (char16_t c : text)
+        bytes += {char(c & 0xFF), char(c >> 8)};
+    return bytes;
+}
+
 struct tagErrorPos { unsigned int line, column; std::u16string text; };
 
 inline tagErrorPos errorOf(const Trell::CXMLParser& parser)
@@ -44,7 +53,5 @@ inline std::u16string dump(const Trell::CXMLElement* e)
         out += (i ? u"," : u"[") + dump(e->getChildByIndex(i));
     return out + (e->hasChildren() ? u"]" : u"");
 }
-
-using TempFolder = CTempFolder;
 
 } // namespace DocumentTest

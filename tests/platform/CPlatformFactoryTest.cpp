@@ -32,51 +32,41 @@ public:
     }
     CFakeSurface surface;
     CSurface* lastSurface = nullptr;
-
-private:
     int* m_destroyed;
-};
-
-CSurface* fakeDescriptor()
-{
-    static int s_iToken;
-    return reinterpret_cast<CSurface*>(&s_iToken);
-}
-
-class CPlatformFactoryTest : public ::testing::Test
-{
-protected:
-    void TearDown() override { CPlatformFactory::deleteInstance(); }
 };
 
 } // namespace
 
-TEST_F(CPlatformFactoryTest, RegisteredFactoryIsAskedButNeverOwned)
+TEST(CPlatformFactory, RegisteredFactoryIsAskedButNeverOwned)
 {
-    ASSERT_NE(CPlatformFactory::getInstance(), nullptr);
-    EXPECT_EQ(CPlatformFactory::getInstance()->createSurface(fakeDescriptor()), nullptr) << "no factory yet";
+    static int s_iToken;
+    CSurface* const pDescriptor = reinterpret_cast<CSurface*>(&s_iToken);
+    CPlatformFactory* pFactory = CPlatformFactory::getInstance();
+    ASSERT_NE(pFactory, nullptr);
+    EXPECT_EQ(pFactory->createSurface(pDescriptor), nullptr) << "no factory yet";
     int destroyed = 0;
     CFakeFactory a(&destroyed);
     CFakeFactory* pB = new CFakeFactory(&destroyed);
-    CPlatformFactory::getInstance()->registerFactory(&a);
-    EXPECT_EQ(CPlatformFactory::getInstance()->createSurface(fakeDescriptor()), &a.surface);
-    EXPECT_EQ(a.lastSurface, fakeDescriptor());
+    pFactory->registerFactory(&a);
+    EXPECT_EQ(pFactory->createSurface(pDescriptor), &a.surface);
+    EXPECT_EQ(a.lastSurface, pDescriptor);
     a.lastSurface = nullptr;
-    CPlatformFactory::getInstance()->registerFactory(pB);
-    EXPECT_EQ(CPlatformFactory::getInstance()->createSurface(fakeDescriptor()), &pB->surface);
+    pFactory->registerFactory(pB);
+    EXPECT_EQ(pFactory->createSurface(pDescriptor), &pB->surface);
     EXPECT_EQ(a.lastSurface, nullptr) << "the old factory was asked";
 
     // Neither deleting the singleton (twice) nor a fresh one touches the factory.
     CPlatformFactory::deleteInstance();
     CPlatformFactory::deleteInstance();
     EXPECT_EQ(destroyed, 0);
-    CPlatformFactory* pFresh = CPlatformFactory::getInstance();
-    ASSERT_NE(pFresh, nullptr);
-    EXPECT_EQ(pFresh->createSurface(fakeDescriptor()), nullptr);
-    EXPECT_EQ(CPlatformFactory::getInstance(), pFresh);
-    pFresh->registerFactory(pB);
-    pFresh->registerFactory(nullptr);
-    EXPECT_EQ(pFresh->createSurface(fakeDescriptor()), nullptr);
+    pFactory = CPlatformFactory::getInstance();
+    ASSERT_NE(pFactory, nullptr);
+    EXPECT_EQ(pFactory->createSurface(pDescriptor), nullptr);
+    EXPECT_EQ(CPlatformFactory::getInstance(), pFactory);
+    pFactory->registerFactory(pB);
+    pFactory->registerFactory(nullptr);
+    EXPECT_EQ(pFactory->createSurface(pDescriptor), nullptr);
     delete pB;
     EXPECT_EQ(destroyed, 1);
+    CPlatformFactory::deleteInstance();
 }

@@ -10,7 +10,7 @@
 #include <atomic>
 #include <mutex>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include <cerrno>
 #ifndef _WIN32
@@ -52,25 +52,17 @@ public:
         while (!isPrepareStopThread())
             m_waitWake.wait(0);
     }
-
-    std::vector<std::string> events()
+    void record(const char* pszWhat)
     {
         std::lock_guard<std::mutex> lock(mutex);
-        return log;
+        events += std::string(events.empty() ? "" : ",") + pszWhat;
     }
 
     CWaitObject started;
     std::atomic<int> runs{0};
     std::atomic<unsigned int> idSeenInRun{0};
-
-private:
-    void record(const char* pszWhat)
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        log.push_back(pszWhat);
-    }
     std::mutex mutex;
-    std::vector<std::string> log;
+    std::string events; // read once the thread is stopped
 };
 
 // A worker whose run waits once on the wake event without limit and ends.
@@ -112,15 +104,13 @@ TEST(CThread, RunsStartedRunStoppedInOrderOnItsOwnThread)
 {
     CReaper reaper("thread order");
     CWorker worker;
-    EXPECT_EQ(worker.getThreadPriority(), 51);
-    EXPECT_TRUE(worker.getThreadName() == u"Unknown");
-    EXPECT_EQ(worker.getThreadID(), 0u);
+    EXPECT_TRUE(worker.getThreadPriority() == 51 && worker.getThreadName() == u"Unknown" && worker.getThreadID() == 0);
     worker.startThread();
     worker.started.wait(0);
     EXPECT_NE(worker.idSeenInRun.load(), static_cast<unsigned int>(currentThreadId()));
     EXPECT_EQ(worker.getThreadID(), worker.idSeenInRun.load());
     worker.stopThread();
-    EXPECT_EQ(worker.events(), (std::vector<std::string>{"started", "run", "stopped"}));
+    EXPECT_EQ(worker.events, "started,run,stopped");
     EXPECT_EQ(worker.getThreadID(), 0u);
     EXPECT_TRUE(worker.isPrepareStopThread()) << "the stop request stays raised until the next start";
 }
@@ -166,16 +156,10 @@ TEST(CThread, StopRequestBeforeOrDuringARunWakesItOnce)
 
 TEST(CThread, PriorityMapping)
 {
-    struct
-    {
-        int iPriority;
-        int iSystem;
-    } const cases[] = {
-        {50, 0}, {49, -2}, {3, -2}, {2, 2}, {1, 1}, {0, 0}, {-1, -1}, {-2, -2}, {-3, 0},
-        {51, 2}, {1000, 2}, {-1000, 0},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(CThread::toSystemPriority(c.iPriority), c.iSystem) << "priority " << c.iPriority;
+    const std::pair<int, int> cases[] = {{50, 0}, {49, -2}, {3, -2},  {2, 2},   {1, 1},    {0, 0},
+                                         {-1, -1}, {-2, -2}, {-3, 0}, {51, 2}, {1000, 2}, {-1000, 0}};
+    for (const auto& [priority, system] : cases)
+        EXPECT_EQ(CThread::toSystemPriority(priority), system) << "priority " << priority;
 }
 
 #ifdef _WIN32

@@ -10,6 +10,7 @@ list(APPEND ECS_TESTS
     platform/CImpLibraryLoaderTest.cpp
     platform/NamedObjectTest.cpp
     platform/CImpFolderTest.cpp
+    platform/CImpFileTest.cpp
     platform/CImpPathTest.cpp
     platform/CImpSystemTest.cpp
     platform/ClipboardTest.cpp

@@ -9,14 +9,15 @@
 #include <text/CString.h>
 
 #include "TempFolder.h"
+#include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -27,20 +28,23 @@ namespace fs = std::filesystem;
 namespace {
 
 const std::string BOM = "\xFF\xFE";
-
-std::u16string str(const CString& s)
-{
-    return s.buffer() ? std::u16string(s.buffer(), s.length()) : std::u16string();
-}
+using Lines = std::vector<std::u16string>;
 
 std::string utf16le(const std::u16string& text)
 {
     std::string bytes;
-    for (char16_t ch : text) {
-        bytes += static_cast<char>(ch & 0xFF);
-        bytes += static_cast<char>(ch >> 8);
-    }
+    for (char16_t ch : text)
+        bytes += {static_cast<char>(ch & 0xFF), static_cast<char>(ch >> 8)};
     return bytes;
+}
+
+// The file's content for these lines.
+std::string file(const Lines& lines)
+{
+    std::string out = BOM;
+    for (const std::u16string& line : lines)
+        out += utf16le(line + u"\r\n");
+    return out;
 }
 
 // Reaches the unconditional writer.
@@ -50,32 +54,24 @@ struct CLogProbe : public CLog
     static bool hasFile() { return !s_ptrFile.isNull(); }
 };
 
-struct tagEntry
-{
-    std::u16string level;
-    std::u16string category;
-    std::u16string message;
-    bool operator==(const tagEntry&) const = default;
-};
-using Entries = std::vector<tagEntry>;
-
+// Keeps every entry as the line it makes: "[level][category] message".
 class CRecordingOuter : public ILogOuter
 {
 public:
     void outputLog(const CString& level, const CString& category, const CString& message) override
     {
         std::lock_guard<std::mutex> guard(m_mutex);
-        m_entries.push_back({str(level), str(category), str(message)});
+        m_lines.push_back(u"[" + wide(level) + u"][" + wide(category) + u"] " + wide(message));
     }
-    std::vector<tagEntry> entries()
+    Lines lines()
     {
         std::lock_guard<std::mutex> guard(m_mutex);
-        return m_entries;
+        return m_lines;
     }
 
 private:
     std::mutex m_mutex;
-    std::vector<tagEntry> m_entries;
+    Lines m_lines;
 };
 
 // Each test gets its own folder, configuration and log; nothing survives it.
@@ -100,16 +96,14 @@ protected:
     void start(unsigned int uiFileSize, const std::string& strLevels = "", const std::string& strPath = "log/test.log",
                const std::string& strTerminal = "false")
     {
-        const std::string text = "<c><log_level " + strLevels + "/><log_output terminal=\"" + strTerminal +
-                                 "\" file_size=\"" + std::to_string(uiFileSize) + "\" file_path_win=\"" + strPath +
-                                 "\"/></c>";
-        m_temp.writeFile("config.xml", text);
+        m_temp.writeFile("config.xml", "<c><log_level " + strLevels + "/><log_output terminal=\"" + strTerminal +
+                                           "\" file_size=\"" + std::to_string(uiFileSize) + "\" file_path_win=\"" +
+                                           strPath + "\"/></c>");
         ASSERT_TRUE(CConfigParser::getInstance()->load(m_temp.path("config.xml")));
         CLog::initialize();
     }
 
     std::string logFile() const { return m_temp.readFile("log/test.log"); }
-    bool logExists() const { return m_temp.exists("log/test.log"); }
 
     CTempFolder m_temp;
     CRecordingOuter m_outer; // every test's sink unless it installs another
@@ -117,14 +111,10 @@ protected:
 
 } // namespace
 
-// ---- Line format and file --------------------------------------------------------------
-
-TEST_F(LogTest, NewFileStartsWithMarkAndHoldsUtf16Lines)
+TEST_F(LogTest, FileStartsWithMarkAndHoldsWholeUtf16Lines)
 {
     start(20000);
-    ASSERT_TRUE(logExists());
     EXPECT_EQ(logFile(), BOM);
-
     CLogEngine::error2(u"Out of memory.");
     CLogStudio::warning2(CString(u"Caf\u00e9 \u4e2d"));
     CLogBuild::info(u"built");
@@ -132,100 +122,73 @@ TEST_F(LogTest, NewFileStartsWithMarkAndHoldsUtf16Lines)
     // Null texts print as empty.
     CLogProbe::writeLog(nullptr, nullptr, u"m");
     CLog::error2(CString(), CString());
-    EXPECT_EQ(logFile(), BOM + utf16le(u"[Error][TrellEngine] Out of memory.\r\n"
-                                       u"[Warning][TrellStudio] Caf\u00e9 \u4e2d\r\n"
-                                       u"[Info][TrellBuild] built\r\n"
-                                       u"[Info][Custom] free category\r\n"
-                                       u"[][] m\r\n[Error][] \r\n"));
+    // Lines just within, just over and far over the writer's stack buffer
+    // (12 units of frame plus the message, 2 bytes each, against 1024 bytes).
+    const Lines longLines = {u"[Info][C] " + std::u16string(512 - 12, u'a'),
+                             u"[Info][C] " + std::u16string(513 - 12, u'b'),
+                             u"[Info][C] " + std::u16string(3000, u'\u00fc')};
+    for (const std::u16string& line : longLines)
+        CLogProbe::writeLog(u"Info", u"C", line.c_str() + 10);
+    Lines expected = {u"[Error][TrellEngine] Out of memory.", u"[Warning][TrellStudio] Caf\u00e9 \u4e2d",
+                      u"[Info][TrellBuild] built", u"[Info][Custom] free category", u"[][] m", u"[Error][] "};
+    expected.insert(expected.end(), longLines.begin(), longLines.end());
+    EXPECT_EQ(logFile(), file(expected));
+    EXPECT_EQ(m_outer.lines(), expected);
 }
 
-TEST_F(LogTest, LinesAroundTheStackBufferAreWrittenWhole)
+// At start, a file up to the limit is appended to, a longer one truncated;
+// a limit up to 10240 or an empty path means no file.
+TEST_F(LogTest, TheSizeRuleAtStart)
 {
-    start(20000);
-    // "[Info][C] " + message + "\r\n" is 12 units plus the message.
-    const std::u16string atLimit(512 - 12, u'a');   // 1024 bytes
-    const std::u16string overLimit(513 - 12, u'b'); // 1026 bytes
-    const std::u16string long_(3000, u'\u00fc');
-    CLogProbe::writeLog(u"Info", u"C", atLimit.c_str());
-    CLogProbe::writeLog(u"Info", u"C", overLimit.c_str());
-    CLogProbe::writeLog(u"Info", u"C", long_.c_str());
-    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][C] " + atLimit + u"\r\n") +
-                             utf16le(u"[Info][C] " + overLimit + u"\r\n") + utf16le(u"[Info][C] " + long_ + u"\r\n"));
-}
-
-// ---- The size rule at start ------------------------------------------------------------
-
-TEST_F(LogTest, LimitOf10240OrEmptyPathMeansNoFile)
-{
-    start(10240);
-    CLogEngine::error2(u"x");
-    EXPECT_FALSE(logExists());
-    EXPECT_FALSE(CLogProbe::hasFile());
-
-    start(0);
-    EXPECT_FALSE(logExists());
-
-    start(1000000, "", "");
-    CLogEngine::error2(u"x");
-    EXPECT_FALSE(CLogProbe::hasFile());
-    for (const auto& entry : fs::directory_iterator(m_temp.native()))
-        EXPECT_EQ(entry.path().filename(), "config.xml");
-}
-
-TEST_F(LogTest, ExistingFileIsKeptUpToTheLimitAndTruncatedOverIt)
-{
-    struct tagCase
+    const std::string atLimit = BOM + std::string(10241 - 2, 'x');
+    const struct
     {
         const char* name;
-        bool bExists;
-        std::string strOld;
-        unsigned int uiLimit;
-        std::string strKept;
+        std::optional<std::string> old; // none: no file before
+        unsigned int limit;
+        const char* path;
+        std::optional<std::string> kept; // none: no file opened
+    } cases[] = {
+        {"limit 10240", std::nullopt, 10240, "log/test.log", std::nullopt},
+        {"limit 0", std::nullopt, 0, "log/test.log", std::nullopt},
+        {"empty path", std::nullopt, 1000000, "", std::nullopt},
+        {"no file, limit 10241 opens it", std::nullopt, 10241, "log/test.log", BOM},
+        {"empty file gets the mark", "", 20000, "log/test.log", BOM},
+        {"file of exactly the limit is appended", atLimit, 10241, "log/test.log", atLimit},
+        {"file one byte over is truncated", atLimit + "x", 10241, "log/test.log", BOM},
     };
-    const std::string atLimit = BOM + std::string(10241 - 2, 'x');
-    const tagCase cases[] = {
-        {"no file, limit 10241 opens it", false, "", 10241, BOM},
-        {"empty file gets the mark", true, "", 20000, BOM},
-        {"file of exactly the limit is appended", true, atLimit, 10241, atLimit},
-        {"file one byte over is truncated", true, atLimit + "x", 10241, BOM},
-    };
-    for (const tagCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         CLog::unInitialize();
-        fs::remove(m_temp.native("log/test.log"));
-        if (c.bExists)
-            m_temp.writeFile("log/test.log", c.strOld);
-        start(c.uiLimit);
-        EXPECT_TRUE(CLogProbe::hasFile());
-        EXPECT_EQ(logFile(), c.strKept);
+        fs::remove_all(m_temp.native("log"));
+        if (c.old)
+            m_temp.writeFile("log/test.log", *c.old);
+        start(c.limit, "", c.path);
+        EXPECT_EQ(CLogProbe::hasFile(), c.kept.has_value());
         CLogEngine::error2(u"e");
-        EXPECT_EQ(logFile(), c.strKept + utf16le(u"[Error][TrellEngine] e\r\n"));
+        EXPECT_EQ(m_temp.exists("log"), c.kept || c.old);
+        if (c.kept) {
+            EXPECT_EQ(logFile(), *c.kept + utf16le(u"[Error][TrellEngine] e\r\n"));
+        }
     }
-}
-
-TEST_F(LogTest, FileMayOutgrowTheLimitDuringARun)
-{
-    start(10241);
-    const std::u16string chunk(2000, u'z');
+    // The file may outgrow the limit during a run, and is cut back at the next start.
     for (int i = 0; i < 4; ++i)
-        CLogEngine::info(chunk.c_str());
+        CLogEngine::info(std::u16string(2000, u'z').c_str());
     EXPECT_GT(fs::file_size(m_temp.native("log/test.log")), 10241u);
-    // ...and is cut back at the next start.
     CLog::unInitialize();
     CLog::initialize();
     EXPECT_EQ(logFile(), BOM);
 }
 
-TEST_F(LogTest, UnopenableFileDisablesTheFileButNotTheSink)
+TEST_F(LogTest, UnopenableFileIsReportedAndDisablesTheFileButNotTheSink)
 {
     fs::create_directories(m_temp.native("log/test.log")); // a folder in the file's place
     start(20000);
     EXPECT_FALSE(CLogProbe::hasFile());
-    // The failed open is itself reported, as every failed file open is.
     CLogEngine::error2(u"still delivered");
-    EXPECT_EQ(m_outer.entries(),
-              (Entries{{u"Warning", u"TrellEngine", u"Maybe administrator or root authority is required to run this program."},
-                       {u"Error", u"TrellEngine", u"still delivered"}}));
+    EXPECT_EQ(m_outer.lines(),
+              (Lines{u"[Warning][TrellEngine] Maybe administrator or root authority is required to run this program.",
+                     u"[Error][TrellEngine] still delivered"}));
 }
 
 TEST_F(LogTest, UnInitializeStopsTheFileAndASecondInitializeReplacesIt)
@@ -237,12 +200,10 @@ TEST_F(LogTest, UnInitializeStopsTheFileAndASecondInitializeReplacesIt)
     CLogEngine::info(u"two"); // the sink only
     start(20000, "", "other.log");
     CLogEngine::info(u"three");
-    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][TrellEngine] one\r\n"));
-    EXPECT_EQ(m_temp.readFile("other.log"), BOM + utf16le(u"[Info][TrellEngine] three\r\n"));
-    EXPECT_EQ(m_outer.entries().size(), 3u);
+    EXPECT_EQ(logFile(), file({u"[Info][TrellEngine] one"}));
+    EXPECT_EQ(m_temp.readFile("other.log"), file({u"[Info][TrellEngine] three"}));
+    EXPECT_EQ(m_outer.lines().size(), 3u);
 }
-
-// ---- Levels --------------------------------------------------------------------------------
 
 // Every entry point against each level switch; an entry reaches the file,
 // the console and the sink, or none of them.
@@ -252,21 +213,20 @@ TEST_F(LogTest, LevelSwitchesGateEveryOutput)
     {
         const char* levels;
         std::string enabled; // Info, Warning, Error, Debug
-        Entries expected;
+        Lines expected;
     } rows[] = {
         {"", "IWE",
-         {{u"Info", u"TrellEngine", u"i"}, {u"Warning", u"TrellStudio", u"w"}, {u"Error", u"TrellBuild", u"e"},
-          {u"Info", u"X", u"i"}}},
+         {u"[Info][TrellEngine] i", u"[Warning][TrellStudio] w", u"[Error][TrellBuild] e", u"[Info][X] i"}},
         {"debug=\"true\" info=\"false\"", "WED",
-         {{u"Warning", u"TrellStudio", u"w"}, {u"Error", u"TrellBuild", u"e"}, {u"Debug", u"TrellEngine", u"d"},
-          {u"Debug", u"X", u"d"}, {u"Debug", u"X", u"d2"}}},
+         {u"[Warning][TrellStudio] w", u"[Error][TrellBuild] e", u"[Debug][TrellEngine] d", u"[Debug][X] d",
+          u"[Debug][X] d2"}},
         {"info=\"false\" warning=\"false\" error=\"false\" debug=\"false\"", "", {}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.levels);
         CLog::unInitialize();
         fs::remove(m_temp.native("log/test.log"));
-        const std::size_t before = m_outer.entries().size();
+        const std::size_t before = m_outer.lines().size();
         start(20000, row.levels, "log/test.log", "true");
         EXPECT_EQ(std::string(CLog::isInfoEnabled() ? "I" : "") + (CLog::isWarningEnabled() ? "W" : "") +
                       (CLog::isErrorEnabled() ? "E" : "") + (CLog::isDebugEnabled() ? "D" : ""),
@@ -280,15 +240,20 @@ TEST_F(LogTest, LevelSwitchesGateEveryOutput)
         CLog::debug2(CString(u"X"), CString(u"d2"));
         CLog::info(u"X", u"i");
         const std::string console = testing::internal::GetCapturedStdout();
-
-        const Entries all = m_outer.entries();
-        EXPECT_EQ(Entries(all.begin() + static_cast<std::ptrdiff_t>(before), all.end()), row.expected);
-        std::u16string lines;
-        for (const tagEntry& entry : row.expected)
-            lines += u"[" + entry.level + u"][" + entry.category + u"] " + entry.message + u"\r\n";
-        EXPECT_EQ(console, std::string(lines.begin(), lines.end()));
-        EXPECT_EQ(logFile(), BOM + utf16le(lines));
+        const Lines all = m_outer.lines();
+        EXPECT_EQ(Lines(all.begin() + static_cast<std::ptrdiff_t>(before), all.end()), row.expected);
+        std::string lines;
+        for (const std::u16string& line : row.expected)
+            lines += std::string(line.begin(), line.end()) + "\r\n";
+        EXPECT_EQ(console, lines);
+        EXPECT_EQ(logFile(), file(row.expected));
     }
+    // The console gets the line as UTF-8.
+    testing::internal::CaptureStdout();
+    CLog::unInitialize();
+    start(0, "", "", "true");
+    CLogEngine::warning2(u"Caf\u00e9 50%s");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "[Warning][TrellEngine] Caf\xC3\xA9 50%s\r\n");
 }
 
 // Before a configuration exists and after it is deleted: info, warning and
@@ -307,7 +272,7 @@ TEST_F(LogTest, WithoutConfigurationDefaultsApplyAndNoneIsCreated)
     CLog::initialize(); // nothing to open
     EXPECT_FALSE(CLogProbe::hasFile());
     EXPECT_EQ(logEach(), DEFAULT_LINES);
-    EXPECT_EQ(m_outer.entries().size(), 3u);
+    EXPECT_EQ(m_outer.lines().size(), 3u);
     // A log call on some thread must not create the unlocked singleton.
     EXPECT_FALSE(CConfigParser::hasInstance());
 
@@ -320,27 +285,16 @@ TEST_F(LogTest, WithoutConfigurationDefaultsApplyAndNoneIsCreated)
     EXPECT_FALSE(CLogProbe::hasFile());
 }
 
-TEST_F(LogTest, TerminalPrintsTheLineAsUtf8)
-{
-    start(0, "", "", "true");
-    testing::internal::CaptureStdout();
-    CLogEngine::warning2(u"Caf\u00e9 50%s");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "[Warning][TrellEngine] Caf\xC3\xA9 50%s\r\n");
-}
-
-// ---- Sink ------------------------------------------------------------------------------------
-
-TEST_F(LogTest, SinkReceivesEveryWrittenEntryAsSeparateTexts)
+TEST_F(LogTest, SinkReceivesEveryEntryUntilRemoved)
 {
     EXPECT_EQ(CLog::getLogOuter(), &m_outer);
     CLogEngine::error2(u"no file yet"); // no initialize: still reaches the sink
     CLogProbe::writeLog(u"Custom", u"Cat", u"m%d");
-    const Entries expected = {{u"Error", u"TrellEngine", u"no file yet"}, {u"Custom", u"Cat", u"m%d"}};
-    EXPECT_EQ(m_outer.entries(), expected);
-
+    const Lines expected = {u"[Error][TrellEngine] no file yet", u"[Custom][Cat] m%d"};
+    EXPECT_EQ(m_outer.lines(), expected);
     CLog::setLogOuter(nullptr);
     CLogEngine::error2(u"unseen");
-    EXPECT_EQ(m_outer.entries(), expected);
+    EXPECT_EQ(m_outer.lines(), expected);
 }
 
 namespace {
@@ -352,7 +306,7 @@ class CCrossThreadOuter : public ILogOuter
 public:
     void outputLog(const CString&, const CString&, const CString& message) override
     {
-        if (str(message) != u"outer")
+        if (wide(message) != u"outer")
             return;
         std::thread helper([this] {
             CLogEngine::info(u"from helper");
@@ -362,16 +316,11 @@ public:
         });
         {
             std::unique_lock<std::mutex> lock(m_mutex);
-            m_bFinishedInTime =
-                m_condition.wait_for(lock, std::chrono::seconds(20), [this] { return m_bHelperDone; });
+            m_bFinishedInTime = m_condition.wait_for(lock, std::chrono::seconds(20), [this] { return m_bHelperDone; });
         }
         helper.join();
-        // And the same thread may log again from the sink.
-        CLogEngine::info(u"from sink");
+        CLogEngine::info(u"from sink"); // and the same thread may log again from the sink
     }
-    bool finishedInTime() const { return m_bFinishedInTime; }
-
-private:
     std::mutex m_mutex;
     std::condition_variable m_condition;
     bool m_bHelperDone = false;
@@ -386,17 +335,15 @@ TEST_F(LogTest, SinkIsCalledOutsideTheLock)
     CLog::setLogOuter(&outer);
     start(20000);
     CLogEngine::info(u"outer");
-    EXPECT_TRUE(outer.finishedInTime()) << "another thread could not write while the sink ran";
-    EXPECT_EQ(logFile(), BOM + utf16le(u"[Info][TrellEngine] outer\r\n"
-                                       u"[Info][TrellEngine] from helper\r\n"
-                                       u"[Info][TrellEngine] from sink\r\n"));
+    EXPECT_TRUE(outer.m_bFinishedInTime) << "another thread could not write while the sink ran";
+    EXPECT_EQ(logFile(), file({u"[Info][TrellEngine] outer", u"[Info][TrellEngine] from helper",
+                               u"[Info][TrellEngine] from sink"}));
 }
 
 TEST_F(LogTest, ConcurrentEntriesStayWhole)
 {
     start(1000000);
-    const int THREADS = 4;
-    const int LINES = 200;
+    const int THREADS = 4, LINES = 200;
     // Each thread writes its own long text; a torn line matches none of them.
     std::vector<std::u16string> texts;
     std::vector<std::string> lines;
@@ -413,7 +360,7 @@ TEST_F(LogTest, ConcurrentEntriesStayWhole)
     }
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(m_outer.entries().size(), static_cast<std::size_t>(THREADS * LINES));
+    EXPECT_EQ(m_outer.lines().size(), static_cast<std::size_t>(THREADS * LINES));
 
     const std::string content = logFile();
     ASSERT_EQ(content.compare(0, 2, BOM), 0);
@@ -426,11 +373,8 @@ TEST_F(LogTest, ConcurrentEntriesStayWhole)
         ++counts[t];
         pos += lines[t].size();
     }
-    for (int t = 0; t < THREADS; ++t)
-        EXPECT_EQ(counts[t], LINES) << t;
+    EXPECT_EQ(counts, std::vector<int>(THREADS, LINES));
 }
-
-// ---- Lines written by other parts of the library ---------------------------------------
 
 namespace {
 
@@ -453,16 +397,16 @@ TEST_F(LogTest, ThreadStartAndExitAreInfoLinesWithIdAndName)
     worker.stopThread();
 
     // Both lines carry the same id, and it is a real one.
-    const auto entries = m_outer.entries();
-    ASSERT_EQ(entries.size(), 2u);
-    const std::u16string id = entries[0].message.substr(12, entries[0].message.find(u',') - 12);
+    const Lines lines = m_outer.lines();
+    ASSERT_EQ(lines.size(), 2u);
+    const std::size_t from = lines[0].find(u"ID: ") + 4;
+    const std::u16string id = lines[0].substr(from, lines[0].find(u',') - from);
     EXPECT_NE(id, u"0");
-    EXPECT_EQ(entries, (Entries{{u"Info", u"TrellEngine", u"Thread (ID: " + id + u", Name: worker) starts."},
-                                {u"Info", u"TrellEngine", u"Thread (ID: " + id + u", Name: worker) exits."}}));
-
+    EXPECT_EQ(lines, (Lines{u"[Info][TrellEngine] Thread (ID: " + id + u", Name: worker) starts.",
+                            u"[Info][TrellEngine] Thread (ID: " + id + u", Name: worker) exits."}));
     // They follow the info switch.
     start(20000, "info=\"false\"");
     worker.startThread();
     worker.waitForThreadStop();
-    EXPECT_EQ(m_outer.entries().size(), 2u);
+    EXPECT_EQ(m_outer.lines().size(), 2u);
 }

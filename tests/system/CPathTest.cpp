@@ -5,74 +5,55 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
 #include <utility>
+#include <vector>
 
 using namespace Trell;
 
-namespace {
-
-struct tagCase
+// Each rule over its rows of input and expected output.
+TEST(CPath, NameRules)
 {
-    const char16_t* pszInput;
-    const char16_t* pszExpected;
-};
-
-typedef CString (*PathRule)(const CString&);
-
-void checkRule(const char* pszRule, PathRule rule, std::initializer_list<tagCase> cases)
-{
-    for (const tagCase& c : cases) {
-        const CString result = rule(CString(c.pszInput));
-        EXPECT_TRUE(result == c.pszExpected)
-            << pszRule << "('" << narrow(CString(c.pszInput)) << "') gave '" << narrow(result) << "', expected '"
-            << narrow(CString(c.pszExpected)) << "'";
+    const struct
+    {
+        const char* name;
+        CString (*rule)(const CString&);
+        std::vector<std::pair<const char16_t*, const char16_t*>> rows;
+    } rules[] = {
+        {"addTrailingPathDelimiter", &CPath::addTrailingPathDelimiter,
+         {{u"a", u"a/"}, {u"a/", u"a/"}, {u"a\\", u"a\\"}, {u"", u"/"}, {nullptr, u"/"}}},
+        {"deleteTrailingPathDelimiter", &CPath::deleteTrailingPathDelimiter,
+         {{u"a/", u"a"}, {u"a\\", u"a"}, {u"a//", u"a/"}, {u"a", u"a"}, {u"", u""}, {u"/", u""}}},
+        {"getFileFolder", &CPath::getFileFolder,
+         {{u"dir/file.txt", u"dir/"}, {u"a\\b\\c.xml", u"a\\b\\"}, {u"a/b\\c", u"a/b\\"}, {u"file", u""},
+          {u"/", u"/"}, {u"", u""}}},
+        {"getFileFolderNoLastSeparator", &CPath::getFileFolderNoLastSeparator,
+         {{u"dir/file.txt", u"dir"}, {u"a\\b\\c.xml", u"a\\b"}, {u"file", u""}, {u"/x", u""}, {u"", u""}}},
+        {"getFileName", &CPath::getFileName,
+         {{u"dir/file.txt", u"file.txt"}, {u"a\\b\\c.xml", u"c.xml"}, {u"file", u"file"}, {u"dir/", u""},
+          {u"", u""}}},
+        {"getFileTitle", &CPath::getFileTitle,
+         {{u"dir/file.tar.gz", u"file.tar"}, {u"a.b/c", u"c"}, {u"a\\b\\c.xml", u"c"}, {u"file", u"file"},
+          {u".profile", u""}, {u"", u""}}},
+        {"getFileExtern", &CPath::getFileExtern,
+         {{u"dir/file.tar.gz", u"gz"}, {u"a.b/c", u""}, {u"a.b\\c", u""}, {u"x.", u""}, {u"file", u""}, {u"", u""}}},
+    };
+    for (const auto& rule : rules) {
+        for (const auto& [input, expected] : rule.rows) {
+            const CString result = rule.rule(CString(input));
+            EXPECT_TRUE(result == expected) << rule.name << "('" << narrow(CString(input)) << "') gave '"
+                                            << narrow(result) << "'";
+        }
     }
-}
-
-} // namespace
-
-TEST(CPath, TrailingDelimiters)
-{
-    EXPECT_TRUE(CPath::hasTrailingPathDelimiter(CString(u"a/")));
-    EXPECT_TRUE(CPath::hasTrailingPathDelimiter(CString(u"a\\")));
-    EXPECT_FALSE(CPath::hasTrailingPathDelimiter(CString(u"a")));
-    EXPECT_FALSE(CPath::hasTrailingPathDelimiter(CString()));
-    checkRule("addTrailingPathDelimiter", &CPath::addTrailingPathDelimiter,
-              {{u"a", u"a/"}, {u"a/", u"a/"}, {u"a\\", u"a\\"}, {u"", u"/"}});
-    checkRule("deleteTrailingPathDelimiter", &CPath::deleteTrailingPathDelimiter,
-              {{u"a/", u"a"}, {u"a\\", u"a"}, {u"a//", u"a/"}, {u"a", u"a"}, {u"", u""}, {u"/", u""}});
-    EXPECT_TRUE(CPath::addTrailingPathDelimiter(CString()) == u"/");
-}
-
-TEST(CPath, FolderNameTitleAndExtension)
-{
-    checkRule("getFileFolder", &CPath::getFileFolder,
-              {{u"dir/file.txt", u"dir/"}, {u"a\\b\\c.xml", u"a\\b\\"}, {u"a/b\\c", u"a/b\\"}, {u"file", u""},
-               {u"/", u"/"}, {u"", u""}});
-    checkRule("getFileFolderNoLastSeparator", &CPath::getFileFolderNoLastSeparator,
-              {{u"dir/file.txt", u"dir"}, {u"a\\b\\c.xml", u"a\\b"}, {u"file", u""}, {u"/x", u""}, {u"", u""}});
-    checkRule("getFileName", &CPath::getFileName,
-              {{u"dir/file.txt", u"file.txt"}, {u"a\\b\\c.xml", u"c.xml"}, {u"file", u"file"}, {u"dir/", u""},
-               {u"", u""}});
-    checkRule("getFileTitle", &CPath::getFileTitle,
-              {{u"dir/file.tar.gz", u"file.tar"}, {u"a.b/c", u"c"}, {u"a\\b\\c.xml", u"c"}, {u"file", u"file"},
-               {u".profile", u""}, {u"", u""}});
-    checkRule("getFileExtern", &CPath::getFileExtern,
-              {{u"dir/file.tar.gz", u"gz"}, {u"a.b/c", u""}, {u"a.b\\c", u""}, {u"x.", u""}, {u"file", u""},
-               {u"", u""}});
-}
-
-TEST(CPath, StartIndexes)
-{
-    EXPECT_EQ(CPath::getFileNameStartIndex(CString(u"dir/file.txt")), 4u);
-    EXPECT_EQ(CPath::getFileNameStartIndex(CString(u"a\\b")), 2u);
-    EXPECT_EQ(CPath::getFileNameStartIndex(CString(u"file")), 0u);
-    EXPECT_EQ(CPath::getFileNameStartIndex(CString()), 0u);
-    EXPECT_EQ(CPath::getFileExternStartIndex(CString(u"dir/file.txt")), 9u);
-    // Any last dot counts here, even one inside a folder name.
-    EXPECT_EQ(CPath::getFileExternStartIndex(CString(u"a.b/c")), 2u);
-    EXPECT_EQ(CPath::getFileExternStartIndex(CString(u"file")), 0u);
+    EXPECT_TRUE(CPath::hasTrailingPathDelimiter(CString(u"a/")) && CPath::hasTrailingPathDelimiter(CString(u"a\\")));
+    EXPECT_FALSE(CPath::hasTrailingPathDelimiter(CString(u"a")) || CPath::hasTrailingPathDelimiter(CString()));
+    // Any last dot counts for the extension's index, even one inside a folder name.
+    const std::pair<const char16_t*, unsigned int> indexes[][2] = {
+        {{u"dir/file.txt", 4}, {u"dir/file.txt", 9}}, {{u"a\\b", 2}, {u"a.b/c", 2}},
+        {{u"file", 0}, {u"file", 0}}, {{nullptr, 0}, {nullptr, 0}}};
+    for (const auto& [name, ext] : indexes) {
+        EXPECT_EQ(CPath::getFileNameStartIndex(CString(name.first)), name.second);
+        EXPECT_EQ(CPath::getFileExternStartIndex(CString(ext.first)), ext.second);
+    }
 }
 
 // Both take a path and a new part; the rows name which one.
@@ -106,9 +87,9 @@ TEST(CPath, ChangeExtensionAndTitle)
     }
 }
 
-// The combining rules themselves are the platform's; here only what CPath
-// adds: empty input gives empty output.
-TEST(CPath, GeneratorsForwardAndRefuseEmptyInput)
+// The combining rules themselves are the platform's; CPath adds the project
+// and application folders, and empty output for empty input.
+TEST(CPath, GeneratorsAndFolders)
 {
     EXPECT_TRUE(CPath::generateAbsolutePath(CString(u"/p"), CString(u"x\\y.xml")) == u"/p/x/y.xml");
     EXPECT_TRUE(CPath::generateRelativePath(CString(u"/p"), true, CString(u"/p/x.xml")) == u"./x.xml");
@@ -117,24 +98,17 @@ TEST(CPath, GeneratorsForwardAndRefuseEmptyInput)
         EXPECT_EQ(CPath::generateAbsolutePath(pair.first, pair.second).length(), 0u);
         EXPECT_EQ(CPath::generateRelativePath(pair.first, true, pair.second).length(), 0u);
     }
-}
 
-TEST(CPath, ProjectAndApplicationFolders)
-{
     CPath::setProjectFolder(CString(u"/p/proj"));
     EXPECT_TRUE(CPath::getProjectFolder() == u"/p/proj");
-
     CPath::setApplicationFolder(CString(u"/opt/app"));
     EXPECT_TRUE(CPath::getApplicationFolder() == u"/opt/app");
-
     // A folder starting with "." is replaced by the executable's folder.
     CPath::setApplicationFolder(CString(u"./bin"));
     const CString folder = CPath::getApplicationFolder();
     EXPECT_GT(folder.length(), 0u);
     EXPECT_FALSE(CPath::hasTrailingPathDelimiter(folder));
     EXPECT_NE(folder.buffer()[0], u'.');
-    EXPECT_TRUE(CPath::getApplicationFolder() == folder);
-
     CPath::clearData();
     EXPECT_EQ(CPath::getProjectFolder().length(), 0u);
     // Empty also means: ask for the executable's folder.

@@ -2,39 +2,30 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 using namespace Trell;
 
-TEST(CTimeSpan, PartsOfAPositiveSpan)
+namespace {
+
+std::vector<long long> parts(const CTimeSpan& s)
 {
-    const CTimeSpan span(2 * 86400 + 3 * 3600 + 4 * 60 + 5);
-    EXPECT_EQ(span.getTotalSeconds(), 183845);
-    EXPECT_EQ(span.getTotalMinutes(), 3064);
-    EXPECT_EQ(span.getTotalHours(), 51);
-    EXPECT_EQ(span.getTotalDays(), 2);
-    EXPECT_EQ(span.getDays(), 2u);
-    EXPECT_EQ(span.getHours(), 3);
-    EXPECT_EQ(span.getMinutes(), 4);
-    EXPECT_EQ(span.getSeconds(), 5);
-    EXPECT_EQ(CTimeSpan().getTotalSeconds(), 0);
+    return {s.getTotalSeconds(), s.getTotalMinutes(), s.getTotalHours(), s.getTotalDays(),
+            s.getDays(),         s.getHours(),        s.getMinutes(),    s.getSeconds()};
 }
 
-TEST(CTimeSpan, NegativeSpansTruncateTowardZero)
-{
-    const CTimeSpan span(-(86400 + 3600 + 60 + 1));
-    EXPECT_EQ(span.getTotalMinutes(), -1501);
-    EXPECT_EQ(span.getTotalHours(), -25);
-    // The low 32 bits of -1, zero-extended.
-    EXPECT_EQ(span.getTotalDays(), 0xFFFFFFFFll);
-    EXPECT_EQ(span.getDays(), 0xFFFFFFFFu);
-    EXPECT_EQ(span.getHours(), static_cast<unsigned short>(-1));
-    EXPECT_EQ(span.getMinutes(), static_cast<unsigned short>(-1));
-    EXPECT_EQ(span.getSeconds(), static_cast<unsigned short>(-1));
-}
+} // namespace
 
-TEST(CTimeSpan, TotalDaysKeepsOnlyTheLowThirtyTwoBitsAndSpansCompareBySeconds)
+TEST(CTimeSpan, PartsTruncateTowardZeroAndTotalDaysKeepsThirtyTwoBits)
 {
-    const long long days = (1ll << 32) + 5;
-    EXPECT_EQ(CTimeSpan(days * 86400).getTotalDays(), 5);
+    EXPECT_EQ(parts(CTimeSpan(2 * 86400 + 3 * 3600 + 4 * 60 + 5)),
+              (std::vector<long long>{183845, 3064, 51, 2, 2, 3, 4, 5}));
+    EXPECT_EQ(parts(CTimeSpan()), std::vector<long long>(8, 0));
+    // Negative spans: the day counts are the low 32 bits of -1 zero-extended,
+    // the other parts its 16 bits.
+    EXPECT_EQ(parts(CTimeSpan(-(86400 + 3600 + 60 + 1))),
+              (std::vector<long long>{-90061, -1501, -25, 0xFFFFFFFFll, 0xFFFFFFFFll, 0xFFFF, 0xFFFF, 0xFFFF}));
+    EXPECT_EQ(CTimeSpan(((1ll << 32) + 5) * 86400).getTotalDays(), 5);
     const CTimeSpan a(-5), b(7);
     EXPECT_TRUE(a < b && b > a && a <= a && b >= a && a != b && !(a == b));
 }

@@ -38,15 +38,15 @@ public:
     }
     ~CTempFolder()
     {
-        if (!m_strPath.empty()) {
-            std::error_code error;
-            // Read-only leftovers must not stop the clean-up.
-            for (auto it = std::filesystem::recursive_directory_iterator(m_strPath, error);
-                 !error && it != std::filesystem::recursive_directory_iterator(); it.increment(error))
-                std::filesystem::permissions(it->path(), std::filesystem::perms::owner_all,
-                                             std::filesystem::perm_options::add, error);
-            std::filesystem::remove_all(m_strPath, error);
-        }
+        if (m_strPath.empty())
+            return;
+        std::error_code error;
+        // Read-only leftovers must not stop the clean-up.
+        for (auto it = std::filesystem::recursive_directory_iterator(m_strPath, error);
+             !error && it != std::filesystem::recursive_directory_iterator(); it.increment(error))
+            std::filesystem::permissions(it->path(), std::filesystem::perms::owner_all,
+                                         std::filesystem::perm_options::add, error);
+        std::filesystem::remove_all(m_strPath, error);
     }
     CTempFolder(const CTempFolder&) = delete;
     CTempFolder& operator=(const CTempFolder&) = delete;
@@ -59,25 +59,9 @@ public:
     }
     // The same as library text (UTF-8 names are decoded).
     Trell::CString path(const std::string& strName = "") const { return toCString(native(strName)); }
-
     static Trell::CString toCString(const std::string& strUtf8)
     {
-        std::u16string text;
-        for (std::size_t i = 0; i < strUtf8.size();) {
-            unsigned char c = static_cast<unsigned char>(strUtf8[i]);
-            if (c < 0x80) {
-                text += static_cast<char16_t>(c);
-                i += 1;
-            } else if (c < 0xE0) {
-                text += static_cast<char16_t>(((c & 0x1F) << 6) | (strUtf8[i + 1] & 0x3F));
-                i += 2;
-            } else {
-                text += static_cast<char16_t>(((c & 0x0F) << 12) | ((strUtf8[i + 1] & 0x3F) << 6) |
-                                              (strUtf8[i + 2] & 0x3F));
-                i += 3;
-            }
-        }
-        return Trell::CString(text.c_str());
+        return Trell::CString(std::filesystem::path(strUtf8).u16string().c_str());
     }
 
     void writeFile(const std::string& strName, const std::string& strContent) const
@@ -102,8 +86,5 @@ private:
 // comparisons of ASCII text).
 inline std::string narrow(const Trell::CString& text)
 {
-    std::string out;
-    for (unsigned int i = 0; i < text.length(); ++i)
-        out += static_cast<char>(text.buffer()[i]);
-    return out;
+    return std::string(text.buffer(), text.buffer() + text.length());
 }
