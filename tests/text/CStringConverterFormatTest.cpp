@@ -54,7 +54,10 @@ TEST(CStringConverterFormat, UnitsPointersLongOutputAndInvalidFormats)
 {
     int x = 0;
     char pointer[64];
-    std::snprintf(pointer, sizeof(pointer), "%p", static_cast<void*>(&x));
+    // The library writes a pointer as glibc does on every platform, "0x" and
+    // its hex digits; other C runtimes pad it, so the reference is built here.
+    std::snprintf(pointer, sizeof(pointer), "0x%llx",
+                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(&x)));
     const char16_t* const nullText = nullptr;
     const std::pair<CString, std::u16string> cases[] = {
         {CStringConverter::format(u"[%s|%ls|%S]", u"wide \u4E2D", u"a", u"b"), u"[wide \u4E2D|a|b]"},
@@ -110,8 +113,13 @@ TEST(CStringConverterFormat, MatchesSnprintfOnRandomNumericConversions)
             for (int i = pick(4); i > 0; --i) {
                 const char flag = "-+ #0"[pick(5)];
                 // Only combinations whose meaning the C standard defines.
-                const bool undefined = (flag == '#' && !(isFloat || conv == 'o' || conv == 'x' || conv == 'X')) ||
-                                       (conv == 'c' && (flag == '0' || flag == '+' || flag == ' '));
+                bool undefined = (flag == '#' && !(isFloat || conv == 'o' || conv == 'x' || conv == 'X')) ||
+                                 (conv == 'c' && (flag == '0' || flag == '+' || flag == ' '));
+#ifdef _WIN32
+                // mingw's snprintf, the reference there, signs some unsigned
+                // conversions ("% tu"); C gives those flags no effect on them.
+                undefined = undefined || ((flag == '+' || flag == ' ') && isInt && conv != 'd' && conv != 'i');
+#endif
                 if (!undefined)
                     cFormat.push_back(flag);
             }
@@ -206,7 +214,9 @@ TEST(CStringConverterFormat, IntegerCornerCasesMatchSnprintf)
 {
     expectSameAsSnprintf("%d|%i", INT_MIN, INT_MAX);
     expectSameAsSnprintf("%lld|%llu", LLONG_MIN, ULLONG_MAX);
-    expectSameAsSnprintf("%.0d|%.0x|%#.0o|%#.0x|%#o", 0, 0u, 0u, 0u, 0u);
+    // Zero with precision 0 has no digits, but '#' keeps octal's leading zero
+    // (written out: mingw's snprintf drops that zero).
+    EXPECT_EQ(str(CStringConverter::format(u"%.0d|%.0x|%#.0o|%#.0x|%#o", 0, 0u, 0u, 0u, 0u)), u"||0||0");
     expectSameAsSnprintf("%#o|%#.3o|%#5.3o|%#x|%#X", 8u, 8u, 8u, 255u, 255u);
     expectSameAsSnprintf("%hhd|%hhu|%hd|%hu", 300, 300, 70000, 70000);
     expectSameAsSnprintf("%+.3d|% 06d|%-+6d|%06.2d", 5, -5, 5, 5);
