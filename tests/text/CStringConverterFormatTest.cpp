@@ -113,13 +113,8 @@ TEST(CStringConverterFormat, MatchesSnprintfOnRandomNumericConversions)
             for (int i = pick(4); i > 0; --i) {
                 const char flag = "-+ #0"[pick(5)];
                 // Only combinations whose meaning the C standard defines.
-                bool undefined = (flag == '#' && !(isFloat || conv == 'o' || conv == 'x' || conv == 'X')) ||
-                                 (conv == 'c' && (flag == '0' || flag == '+' || flag == ' '));
-#ifdef _WIN32
-                // mingw's snprintf, the reference there, signs some unsigned
-                // conversions ("% tu"); C gives those flags no effect on them.
-                undefined = undefined || ((flag == '+' || flag == ' ') && isInt && conv != 'd' && conv != 'i');
-#endif
+                const bool undefined = (flag == '#' && !(isFloat || conv == 'o' || conv == 'x' || conv == 'X')) ||
+                                       (conv == 'c' && (flag == '0' || flag == '+' || flag == ' '));
                 if (!undefined)
                     cFormat.push_back(flag);
             }
