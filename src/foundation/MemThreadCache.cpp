@@ -25,19 +25,31 @@ CThreadCache* s_pFirstCache = nullptr;
 
 // Hands the thread's cache back when the thread exits. Armed when the cache
 // is made, which registers the destructor with the C++ runtime; threads that
-// never reach the pools pay nothing.
+// never reach the pools pay nothing. The flag is only written, to construct
+// the hook: with emulated thread-locals it is already freed when the
+// destructor runs.
 struct tagExitHook
 {
     TRELL_DECLARE_ALLOCATOR(u"tagExitHook")
 
     bool bArmed = false;
-    ~tagExitHook()
-    {
-        if (bArmed)
-            CThreadCache::releaseCurrent();
-    }
+    ~tagExitHook() { CThreadCache::releaseCurrent(); }
 };
 thread_local tagExitHook t_exitHook;
+
+#if defined(ECS_MEM_TLS_EMULATED)
+// The calling thread's registered cache, for when its thread-locals were
+// freed under it. Registry lock held.
+CThreadCache* ownCacheLocked()
+{
+    const std::thread::id self = std::this_thread::get_id();
+    for (CThreadCache* cache = s_pFirstCache; cache; cache = cache->m_pNext) {
+        if (cache->isOwnedBy(self))
+            return cache;
+    }
+    return nullptr;
+}
+#endif
 
 inline void emptyBin(CThreadCache::tagBin& bin)
 {
@@ -98,6 +110,17 @@ CThreadCache* CThreadCache::cacheFor(CMemAllocator& allocator)
     CThreadCache* cache = t_pThreadCache;
     if (cache == &s_noCache)
         return nullptr;
+#if defined(ECS_MEM_TLS_EMULATED)
+    if (!cache) {
+        // A thread-local destructor running before the exit hook, after the
+        // thread's variables were freed: the thread keeps its one cache.
+        s_registryLock.lock();
+        cache = ownCacheLocked();
+        s_registryLock.unlock();
+        if (cache)
+            t_pThreadCache = cache;
+    }
+#endif
     if (!cache) {
         // Straight from the system heap: the pools would recurse, and the
         // test hook's budget is for chunks and large blocks only.
@@ -110,6 +133,9 @@ CThreadCache* CThreadCache::cacheFor(CMemAllocator& allocator)
         t_exitHook.bArmed = true;
         t_pThreadCache = cache;
         s_registryLock.lock();
+#if defined(ECS_MEM_TLS_EMULATED)
+        new (cache->m_owner) std::thread::id(std::this_thread::get_id());
+#endif
         cache->m_pNext = s_pFirstCache;
         if (s_pFirstCache)
             s_pFirstCache->m_pPrevious = cache;
@@ -291,9 +317,21 @@ void CThreadCache::releaseCurrent()
     CThreadCache* cache = t_pThreadCache;
     // Whatever the thread still frees on its way out takes the locked path.
     t_pThreadCache = &s_noCache;
-    if (!cache || cache == &s_noCache)
+    if (cache == &s_noCache)
+        return;
+#if defined(ECS_MEM_TLS_EMULATED)
+    s_registryLock.lock();
+    if (!cache)
+        cache = ownCacheLocked();
+    if (!cache) {
+        s_registryLock.unlock();
+        return;
+    }
+#else
+    if (!cache)
         return;
     s_registryLock.lock();
+#endif
     if (cache->m_pAllocator.load(std::memory_order_relaxed))
         cache->flushAllLocked();
     if (cache->m_pPrevious)

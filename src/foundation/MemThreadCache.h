@@ -33,6 +33,16 @@
 
 #include <atomic>
 
+// On Windows the toolchain's thread-locals are emulated: a thread's variables
+// are freed before the C++ runtime runs its thread_local destructors (and
+// read back afterwards as fresh, null ones), so the exit hook cannot rely on
+// t_pThreadCache and finds the thread's cache by its owner instead.
+#if defined(_WIN32)
+#  define ECS_MEM_TLS_EMULATED 1
+#  include <new>
+#  include <thread>
+#endif
+
 namespace Trell {
 namespace MemInternal {
 
@@ -104,6 +114,15 @@ public:
     CThreadCache* m_pNext = nullptr;
     // Touched by the owning thread only.
     tagBin m_bins[CMemAllocator::CLASS_COUNT];
+#if defined(ECS_MEM_TLS_EMULATED)
+    // The owning thread (a std::thread::id, placed when the cache is made;
+    // raw storage keeps the constructor constexpr). Under the registry lock.
+    alignas(std::thread::id) unsigned char m_owner[sizeof(std::thread::id)] = {};
+    bool isOwnedBy(const std::thread::id& thread) const
+    {
+        return *std::launder(reinterpret_cast<const std::thread::id*>(m_owner)) == thread;
+    }
+#endif
 
 private:
     static CThreadCache* cacheFor(CMemAllocator& allocator);

@@ -111,17 +111,20 @@ TEST(CMemThreadCache, FullBinGoesBackAsOneBatchAndComesBackWhole)
 // the free list and then the batches before any new slot.
 TEST(CMemThreadCache, ThreadPastItsExitHookUsesTheLockedPath)
 {
+    // Not members of the thread-local: where thread-locals are emulated,
+    // its storage is freed before its destructor runs.
+    static CMemAllocator* s_pLateAllocator = nullptr;
+    static std::vector<void*>* s_pLateTaken = nullptr;
     struct tagLateUser
     {
-        CMemAllocator* pAllocator = nullptr;
-        std::vector<void*>* pTaken = nullptr;
         ~tagLateUser()
         {
-            if (!pAllocator)
+            if (!s_pLateAllocator)
                 return;
             for (int i = 0; i < 3; ++i)
-                pTaken->push_back(pAllocator->malloc(40));
-            pAllocator->free(pTaken->back());
+                s_pLateTaken->push_back(s_pLateAllocator->malloc(40));
+            s_pLateAllocator->free(s_pLateTaken->back());
+            s_pLateAllocator = nullptr;
         }
     };
     tagCachedAllocator cached;
@@ -134,8 +137,9 @@ TEST(CMemThreadCache, ThreadPastItsExitHookUsesTheLockedPath)
     onFreshThread([&] {
         // Made before the cache, so destroyed after the cache's exit hook.
         thread_local tagLateUser late;
-        late.pAllocator = &allocator;
-        late.pTaken = &taken;
+        static_cast<void>(late);
+        s_pLateAllocator = &allocator;
+        s_pLateTaken = &taken;
         // The first block comes with the chunk, then two refills of half a
         // bin: nothing is left anywhere.
         for (unsigned int i = 0; i <= limit; ++i)
