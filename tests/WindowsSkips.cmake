@@ -11,6 +11,7 @@ set(ECS_WINDOWS_SKIPPED_SOURCES
     "platform/Utf8TextTest.cpp|the UTF-8 file-name codec it tests is the POSIX one (Windows names are UTF-16)"
     "platform/CImpSystemTest.cpp|drives children with POSIX signals and descriptors"
     "platform/ClipboardTest.cpp|drives the X11 clipboard with POSIX processes"
+    "platform/CImpFileTest.cpp|sets file modes and times with POSIX calls (Win32LayerTest covers the Windows file attributes and times)"
     "ipc/CShareMemoryTest.cpp|reads /dev/shm and kills POSIX helper processes (ChannelsWin32Test covers the Windows side)"
     "ipc/CSocketServerTest.cpp|its far side is BSD sockets with Linux's tcp_info counters (ChannelsWin32Test covers Winsock)"
     "ipc/CSocketClientTest.cpp|its far side is BSD sockets with Linux's tcp_info counters (ChannelsWin32Test covers Winsock)"
