@@ -61,7 +61,7 @@ public:
     Trell::CString path(const std::string& strName = "") const { return toCString(native(strName)); }
     static Trell::CString toCString(const std::string& strUtf8)
     {
-        return Trell::CString(std::filesystem::path(strUtf8).u16string().c_str());
+        return Trell::CString(std::filesystem::u8path(strUtf8).u16string().c_str());
     }
 
     void writeFile(const std::string& strName, const std::string& strContent) const
