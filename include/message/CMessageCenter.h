@@ -3,7 +3,8 @@
 // Threading contract
 // - Producers on any thread push; exactly one consumer thread (the host's
 //   main loop) calls popMessage() and handles what it gets.
-// - m_syncObject guards the five lists, the phase and every query/removal.
+// - m_syncObject guards the five lists, the phase, the spare nodes and every
+//   query/removal.
 //   The scheduling table is scored and sorted outside the lock, which is why
 //   there may be only one consumer.
 // - Lock order: a producer's own lock (timer manager, touch manager) first,
@@ -158,7 +159,6 @@ protected:
     bool hasRenderMessageAtLast(CObjectList<CBaseMessage>& list, unsigned int uiID);
 
 private:
-    bool appendNode(CObjectList<CBaseMessage>& list, CObjectList<CBaseMessage>::tagNode* pNode, unsigned int uiNewPhase);
     bool appendMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, unsigned int uiNewPhase);
     CObjectList<CBaseMessage>& getPhaseList();
     void deleteMatching(bool bByType, CBaseMessage::EMessageType eType, bool bByID, unsigned int uiID);
@@ -179,6 +179,14 @@ private:
     std::atomic<bool> m_bCtrlPressed;
     std::atomic<bool> m_bShiftPressed;
     std::atomic<bool> m_bAltPressed;
+    // Keeps the spares below, written on every push and pop, off the line of
+    // the fields above that each push reads without the lock.
+    [[maybe_unused]] char m_acSparePadding[64];
+    // Nodes of popped messages, linked by pNext, for the next appends;
+    // guarded by m_syncObject. The count is also read without the lock, as
+    // a hint whether to make a node before taking it.
+    CObjectList<CBaseMessage>::tagNode* m_pSpareNodes;
+    std::atomic<unsigned int> m_uiSpareNodes;
 };
 
 } // namespace Trell

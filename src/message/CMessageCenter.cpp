@@ -8,7 +8,7 @@
 #include "message/TouchRoute.h"
 
 #include <atomic>
-#include <cstring>
+#include <cstdint>
 
 namespace Trell {
 
@@ -32,9 +32,50 @@ const unsigned int KEY_SHIFT = 16;
 const unsigned int KEY_CTRL = 17;
 const unsigned int KEY_ALT = 18;
 
+// Nodes of popped messages kept for the next pushes: enough for the usual
+// backlog, a bound on what a burst leaves behind.
+const unsigned int MAX_SPARE_NODES = 256;
+
 bool isRender(const CBaseMessage* pMessage)
 {
     return pMessage->getType() == CBaseMessage::MESSAGE_TYPE_RENDER;
+}
+
+// Puts four distinct keys in ascending order. The table comes sorted from
+// the previous pop and the scores keep most of that order, so an insertion
+// sort usually ends after three compares that the branch predictor knows.
+inline void sortKeys(std::uint64_t (&aKeys)[4])
+{
+    for (unsigned int i = 1; i < 4; ++i) {
+        const std::uint64_t ullKey = aKeys[i];
+        unsigned int j = i;
+        for (; j > 0 && ullKey < aKeys[j - 1]; --j)
+            aKeys[j] = aKeys[j - 1];
+        aKeys[j] = ullKey;
+    }
+}
+
+// Rewrites the scheduling table in the sorted order of aKeys (each key holds
+// a row's score above its former place), with the scores, and with "now" as
+// the last-served time of the row at sorted place uiServed.
+void storeTable(CMessageCenter::tagMessageListInfo* pTable, unsigned int uiRows, const std::uint64_t (&aKeys)[4],
+                unsigned int uiServed, unsigned int uiNow)
+{
+    // Field by field: whole-row copies of rows just written field by field
+    // stall the loads behind the stores.
+    unsigned int aList[4], aLast[4], aWeight[4];
+    for (unsigned int i = 0; i < uiRows; ++i) {
+        aList[i] = pTable[i].uiListNumber;
+        aLast[i] = pTable[i].uiLastTime;
+        aWeight[i] = pTable[i].uiWeight;
+    }
+    for (unsigned int i = 0; i < uiRows; ++i) {
+        const unsigned int uiFrom = static_cast<unsigned int>(aKeys[i] & 3);
+        pTable[i].uiListNumber = aList[uiFrom];
+        pTable[i].uiLastTime = i == uiServed ? uiNow : aLast[uiFrom];
+        pTable[i].uiScore = static_cast<unsigned int>(aKeys[i] >> 2);
+        pTable[i].uiWeight = aWeight[uiFrom];
+    }
 }
 
 // Constant-initialised, so the route installed while the library loads
@@ -72,7 +113,9 @@ CMessageCenter::CMessageCenter()
       m_bLocked(false),
       m_bCtrlPressed(false),
       m_bShiftPressed(false),
-      m_bAltPressed(false)
+      m_bAltPressed(false),
+      m_pSpareNodes(nullptr),
+      m_uiSpareNodes(0)
 {
     // Input weighs 10, data 5, timer 2, render of the user phase 1.
     m_aryListInfo.reserve(4);
@@ -85,6 +128,10 @@ CMessageCenter::CMessageCenter()
 CMessageCenter::~CMessageCenter()
 {
     // The owning lists destroy whatever is still queued.
+    while (CObjectList<CBaseMessage>::tagNode* pNode = m_pSpareNodes) {
+        m_pSpareNodes = pNode->pNext;
+        CObjectList<CBaseMessage>::freeNode(pNode);
+    }
 }
 
 // --- Pushes building a message ---
@@ -233,10 +280,8 @@ void CMessageCenter::pushMessage(CBaseMessage* pMessage)
     }
 
     bool bKept = false;
-    CObjectList<CBaseMessage>::tagNode* pNode = nullptr;
     if (pAppendList) {
-        pNode = CObjectList<CBaseMessage>::makeNode(pMessage);
-        bKept = appendNode(*pAppendList, pNode, uiNewPhase);
+        bKept = appendMessage(*pAppendList, pMessage, uiNewPhase);
     } else {
         CAutoSync autoSync(m_syncObject);
         if (pMessage->getType() == CBaseMessage::MESSAGE_TYPE_RENDER) {
@@ -246,36 +291,43 @@ void CMessageCenter::pushMessage(CBaseMessage* pMessage)
             m_uiPhase = PHASE_TIMER;
         }
     }
-    if (!bKept) {
-        // Destroyed outside the lock: a payload's destructor may do anything.
-        CObjectList<CBaseMessage>::freeNode(pNode);
+    // Destroyed outside the lock: a payload's destructor may do anything.
+    if (!bKept)
         delete pMessage;
-    }
     notifyMessageAvailable();
-}
-
-bool CMessageCenter::appendNode(CObjectList<CBaseMessage>& list, CObjectList<CBaseMessage>::tagNode* pNode,
-                                unsigned int uiNewPhase)
-{
-    if (!pNode)
-        return false;
-    CAutoSync autoSync(m_syncObject);
-    if (!list.addNode(pNode))
-        return false;
-    if (uiNewPhase)
-        m_uiPhase = uiNewPhase;
-    return true;
 }
 
 bool CMessageCenter::appendMessage(CObjectList<CBaseMessage>& list, CBaseMessage* pMessage, unsigned int uiNewPhase)
 {
     if (!pMessage)
         return false;
-    CObjectList<CBaseMessage>::tagNode* pNode = CObjectList<CBaseMessage>::makeNode(pMessage);
-    if (appendNode(list, pNode, uiNewPhase))
-        return true;
-    CObjectList<CBaseMessage>::freeNode(pNode);
-    return false;
+    // A node the consumer handed back saves a round through the allocator;
+    // when none is in sight the node is made before the lock, so that the
+    // allocator stays out of the critical section.
+    CObjectList<CBaseMessage>::tagNode* pNode = nullptr;
+    if (m_uiSpareNodes.load(std::memory_order_relaxed) == 0)
+        pNode = CObjectList<CBaseMessage>::makeNode(pMessage);
+    bool bKept = false;
+    {
+        CAutoSync autoSync(m_syncObject);
+        if (!pNode && m_pSpareNodes) {
+            pNode = m_pSpareNodes;
+            m_pSpareNodes = pNode->pNext;
+            m_uiSpareNodes.store(m_uiSpareNodes.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
+            pNode->pObject = pMessage;
+        }
+        // Another producer took the last spare since the look above.
+        if (!pNode)
+            pNode = CObjectList<CBaseMessage>::makeNode(pMessage);
+        bKept = pNode && list.addNode(pNode);
+        // Stored only on a change: a run of one kind then leaves the line of
+        // the phase clean for the other threads that read beside it.
+        if (bKept && uiNewPhase && m_uiPhase != uiNewPhase)
+            m_uiPhase = uiNewPhase;
+    }
+    if (!bKept)
+        CObjectList<CBaseMessage>::freeNode(pNode);
+    return bKept;
 }
 
 bool CMessageCenter::pushInputMessage(CBaseMessage* pMessage) { return appendMessage(m_listInput, pMessage, PHASE_INPUT); }
@@ -351,34 +403,33 @@ CObjectList<CBaseMessage>& CMessageCenter::getPhaseList()
 
 CObjectPtr<CBaseMessage> CMessageCenter::popMessage()
 {
-    // The scores are computed and sorted outside the lock, on a copy of the
-    // table, before looking at the command list: that way one lock serves
-    // both the command check and the weighted choice. A command pop discards
-    // the copy and the clock reading, so the table and the clock's base are
-    // touched only by weighted passes.
-    const unsigned int uiTick = TickClock::now();
+    // The scores are computed and sorted outside the lock, before looking at
+    // the command list: that way one lock serves both the command check and
+    // the weighted choice. A command pop discards the order and the clock
+    // reading, so the table and the clock's base are touched only by
+    // weighted passes.
+    tagMessageListInfo* const pTable = m_aryListInfo.getData();
     const unsigned int uiRows = m_aryListInfo.getCount() < 4 ? m_aryListInfo.getCount() : 4;
-    tagMessageListInfo rows[4];
-    std::memcpy(rows, m_aryListInfo.getData(), uiRows * sizeof(tagMessageListInfo));
+    const unsigned int uiTick = TickClock::now();
     const unsigned int uiNow = TickClock::peekSchedulingTime(uiTick);
-    for (unsigned int i = 0; i < uiRows; ++i)
-        rows[i].uiScore = (uiNow - rows[i].uiLastTime) * rows[i].uiWeight;
-    // Ascending by score, a row moving only past strictly greater scores:
-    // rows with equal scores keep their order, and the table keeps its
-    // sorted order between pops; both decide ties and are relied upon.
-    // (The same order as a bubble sort that swaps on a strictly smaller
-    // score; on the usual, already sorted table it costs three compares.)
-    for (unsigned int i = 1; i < uiRows; ++i) {
-        const tagMessageListInfo row = rows[i];
-        unsigned int j = i;
-        for (; j > 0 && row.uiScore < rows[j - 1].uiScore; --j)
-            rows[j] = rows[j - 1];
-        rows[j] = row;
+    // Ascending by score, rows with equal scores keeping their table order
+    // (the table keeps its sorted order between pops; both decide ties and
+    // are relied upon): the same order as a bubble sort that swaps only on a
+    // strictly smaller score. Each key is the score above the row's place
+    // in the table, so sorting the keys sorts stably; a missing row sorts last.
+    std::uint64_t aKeys[4];
+    for (unsigned int i = 0; i < 4; ++i) {
+        const std::uint64_t ullScore =
+            i < uiRows ? static_cast<unsigned int>((uiNow - pTable[i].uiLastTime) * pTable[i].uiWeight) : 1ull << 32;
+        aKeys[i] = (ullScore << 2) | i;
     }
+    sortKeys(aKeys);
 
-    // The node is unlinked under the lock and freed after it is released.
+    // The node is unlinked under the lock and, when not kept as a spare,
+    // freed after it is released.
     CObjectList<CBaseMessage>::tagNode* pNode = nullptr;
     CBaseMessage* pMessage = nullptr;
+    unsigned int uiServed = 4; // the sorted place of the served row; 4 for none
     bool bWeighted = false;
     {
         CAutoSync autoSync(m_syncObject);
@@ -388,24 +439,32 @@ CObjectPtr<CBaseMessage> CMessageCenter::popMessage()
             CObjectList<CBaseMessage>* const apLists[5] = {nullptr, &m_listInput, &m_listData, &m_listTimer,
                                                            &m_listRender};
             for (unsigned int i = uiRows; i-- > 0;) {
-                const unsigned int uiList = rows[i].uiListNumber;
+                const unsigned int uiList = pTable[aKeys[i] & 3].uiListNumber;
                 CObjectList<CBaseMessage>* pList = uiList < 5 ? apLists[uiList] : nullptr;
                 if (pList && (pNode = pList->takeFirstNode()) != nullptr) {
-                    rows[i].uiLastTime = uiNow;
+                    uiServed = i;
                     break;
                 }
             }
             bWeighted = true;
         }
+        if (pNode) {
+            pMessage = pNode->pObject;
+            // The node goes back to the producers, unless enough wait there.
+            const unsigned int uiSpare = m_uiSpareNodes.load(std::memory_order_relaxed);
+            if (uiSpare < MAX_SPARE_NODES) {
+                pNode->pNext = m_pSpareNodes;
+                m_pSpareNodes = pNode;
+                m_uiSpareNodes.store(uiSpare + 1, std::memory_order_relaxed);
+                pNode = nullptr;
+            }
+        }
     }
     if (bWeighted) {
         TickClock::commitSchedulingBase(uiTick);
-        std::memcpy(m_aryListInfo.getData(), rows, uiRows * sizeof(tagMessageListInfo));
+        storeTable(pTable, uiRows, aKeys, uiServed, uiNow);
     }
-    if (pNode) {
-        pMessage = pNode->pObject;
-        CObjectList<CBaseMessage>::freeNode(pNode);
-    }
+    CObjectList<CBaseMessage>::freeNode(pNode);
     return CObjectPtr<CBaseMessage>(pMessage);
 }
 
