@@ -38,23 +38,37 @@ struct tagPeerMessage
 class CPeerQueue
 {
 public:
+    // The same wake technique as the center's listener below: only a
+    // sleeping consumer is signalled (the flag is read under the mutex the
+    // push holds anyway).
     void push(std::unique_ptr<tagPeerMessage> message)
     {
+        bool sleeping = false;
         {
             std::lock_guard<std::mutex> guard(m_mutex);
             m_queue.push_back(std::move(message));
+            sleeping = m_sleeping;
         }
-        m_ready.notify_one();
+        if (sleeping)
+            m_ready.notify_one();
     }
 
     std::unique_ptr<tagPeerMessage> pop()
     {
         std::unique_lock<std::mutex> guard(m_mutex);
-        m_ready.wait(guard, [this] { return !m_queue.empty(); });
+        while (m_queue.empty()) {
+            m_sleeping = true;
+            ++m_sleeps;
+            m_ready.wait(guard);
+            m_sleeping = false;
+        }
         std::unique_ptr<tagPeerMessage> message = std::move(m_queue.front());
         m_queue.pop_front();
         return message;
     }
+
+    // How often pop() slept, for the consumer thread.
+    unsigned long long sleeps() const { return m_sleeps; }
 
     // Null when the queue is empty.
     std::unique_ptr<tagPeerMessage> tryPop()
@@ -71,6 +85,8 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_ready;
     std::deque<std::unique_ptr<tagPeerMessage>> m_queue;
+    bool m_sleeping = false;        // guarded by m_mutex
+    unsigned long long m_sleeps = 0; // guarded by m_mutex
 };
 
 // Producers that share the messages of one round between them.
@@ -103,10 +119,11 @@ void BM_PeerQueue(benchmark::State& state)
     }
     benchmark::DoNotOptimize(checksum);
     state.SetItemsProcessed(static_cast<long long>(state.iterations()) * (kMessages / producers * producers));
+    state.counters["sleeps"] = benchmark::Counter(static_cast<double>(queue.sleeps()), benchmark::Counter::kAvgIterations);
 }
 
-// A polling consumer: the peer's producers still notify (as they would for
-// a sleeping consumer), the consumer never waits.
+// A polling consumer: it never sleeps, so no producer signals it (the
+// center runs without a listener).
 void BM_PeerQueuePolling(benchmark::State& state)
 {
     const unsigned int producers = static_cast<unsigned int>(state.range(0));
@@ -160,6 +177,7 @@ public:
             message = center->popMessage();
             if (!message) {
                 std::unique_lock<std::mutex> guard(m_mutex);
+                ++m_uiSleeps;
                 m_wake.wait(guard, [this] { return m_bWoken; });
                 m_bWoken = false;
             }
@@ -169,8 +187,12 @@ public:
         }
     }
 
+    // How often popWaiting() slept, for the consumer thread.
+    unsigned long long sleeps() const { return m_uiSleeps; }
+
 private:
     std::atomic<bool> m_bSleeping{false};
+    unsigned long long m_uiSleeps = 0; // consumer thread only
     bool m_bWoken = false; // guarded by m_mutex
     std::mutex m_mutex;
     std::condition_variable m_wake;
@@ -199,6 +221,7 @@ void BM_MessageCenter(benchmark::State& state)
     }
     benchmark::DoNotOptimize(checksum);
     state.SetItemsProcessed(static_cast<long long>(state.iterations()) * (kMessages / producers * producers));
+    state.counters["sleeps"] = benchmark::Counter(static_cast<double>(listener.sleeps()), benchmark::Counter::kAvgIterations);
     center->setListener(nullptr);
     CMessageCenter::deleteInstance();
 }
