@@ -65,47 +65,33 @@ std::u16string toStr(float value, unsigned int precision)
 
 TEST(CStringConverterNumbers, SignedParsingStopsAtFirstNonDigitSkipsNothingAndWraps)
 {
-    const std::pair<const char*, int> ints[] = {{"-12ab", -12},
-                                                {" 12", 0},
-                                                {"+5", 0},
-                                                {"--5", 0},
-                                                {"-", 0},
-                                                {"", 0},
-                                                {"007", 7},
-                                                {"12 34", 12},
-                                                {"2147483647", INT_MAX},
-                                                {"-2147483648", INT_MIN},
-                                                {"2147483648", INT_MIN},
-                                                {"4294967297", 1}};
+    const std::pair<const char*, int> ints[] = {{"-12ab", -12}, {" 12", 0}, {"+5", 0},  {"--5", 0},
+                                                {"-", 0},       {"", 0},    {"007", 7}, {"12 34", 12}};
     for (const auto& [text, expected] : ints)
         EXPECT_EQ(BOTH(toInt, text), expected) << text;
+    const std::pair<const char*, int> intLimits[] = {
+        {"2147483647", INT_MAX}, {"-2147483648", INT_MIN}, {"2147483648", INT_MIN}, {"4294967297", 1}};
+    for (const auto& [text, expected] : intLimits)
+        EXPECT_EQ(BOTH(toInt, text), expected) << text;
 
-    const std::pair<const char*, long long> llongs[] = {
-        {"9223372036854775807", LLONG_MAX},
-        {"-9223372036854775808", LLONG_MIN},
-        {"-12x", -12},
-        {"+1", 0},
-        {"18446744073709551617", 1} // wraps at 64 bits
-    };
+    // The last wraps at 64 bits.
+    const std::pair<const char*, long long> llongs[] = {{"-12x", -12},
+                                                        {"+1", 0},
+                                                        {"9223372036854775807", LLONG_MAX},
+                                                        {"-9223372036854775808", LLONG_MIN},
+                                                        {"18446744073709551617", 1}};
     for (const auto& [text, expected] : llongs)
         EXPECT_EQ(BOTH(toLLong, text), expected) << text;
 
     // Hexadecimal skips what is not a digit and shifts out at the top; decimal has no sign.
-    const std::pair<const char*, unsigned int> uints[] = {{"0x1G2", 0x12u},
-                                                          {"0x09", 9u},
-                                                          {"0X", 0u},
-                                                          {"0xff", 0xFFu},
-                                                          {"0XaBcD", 0xABCDu},
-                                                          {"0x 12 34", 0x1234u},
-                                                          {"0xFFFFFFFF", 0xFFFFFFFFu},
-                                                          {"0x1FFFFFFFF", 0xFFFFFFFFu},
-                                                          {"12", 12u},
-                                                          {"-12", 0u},
-                                                          {"12x", 12u},
-                                                          {"4294967295", 4294967295u},
-                                                          {"4294967296", 0u},
-                                                          {"x12", 0u}};
+    const std::pair<const char*, unsigned int> uints[] = {
+        {"0x1G2", 0x12u},      {"0x09", 9u}, {"0X", 0u},  {"0xff", 0xFFu}, {"0XaBcD", 0xABCDu},
+        {"0x 12 34", 0x1234u}, {"12", 12u},  {"-12", 0u}, {"12x", 12u},    {"x12", 0u}};
     for (const auto& [text, expected] : uints)
+        EXPECT_EQ(BOTH(toUInt, text), expected) << text;
+    const std::pair<const char*, unsigned int> uintLimits[] = {
+        {"0xFFFFFFFF", 0xFFFFFFFFu}, {"0x1FFFFFFFF", 0xFFFFFFFFu}, {"4294967295", 4294967295u}, {"4294967296", 0u}};
+    for (const auto& [text, expected] : uintLimits)
         EXPECT_EQ(BOTH(toUInt, text), expected) << text;
 }
 
