@@ -122,8 +122,8 @@ TEST(CStringConverterNumbers, ToFloatAccumulatesDigitsWithoutExponentAndToBoolWa
 // The extremes of int, unsigned int, long long and bool are pinned through CString's constructors.
 TEST(CStringConverterNumbers, ToStringWritesNoTerminatorAndFloatsRoundWithinTheirPrecision)
 {
-    EXPECT_EQ(toStr(INT_MAX) + u" " + toStr(LLONG_MAX) + u" " + toStr(1000000LL),
-              u"2147483647 9223372036854775807 1000000");
+    EXPECT_EQ(toStr(INT_MAX) + u" " + toStr(LLONG_MAX) + u" " + toStr(1000000LL) + u" " + toStr(0LL),
+              u"2147483647 9223372036854775807 1000000 0");
     char16_t out[40];
     std::fill(std::begin(out), std::end(out), u'#');
     EXPECT_EQ(CStringConverter::toString(-120, out), 4u);

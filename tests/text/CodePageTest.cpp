@@ -84,11 +84,11 @@ TEST(CodePage, EdgesOfTheCodeSpace)
     // Text, buffer size and bytes; no bytes: no GBK form. A lone surrogate or
     // a pair (beyond the BMP) has none. With the buffer full, a character
     // without a GBK form just ends the text, but a broken surrogate still
-    // fails the whole conversion.
+    // fails the whole conversion. The last row fills the buffer exactly.
     const std::tuple<std::u16string, unsigned int, std::string> encodes[] = {
-        {u"\u20AC", 16, "\x80"},   {u"\u0080", 16, ""},  {u"a\xD800", 16, ""},      {u"a\xDC00", 16, ""},
-        {u"\xD83D\xDE00", 16, ""}, {u"a\u0E01", 2, "a"}, {u"a\xD800", 2, ""},       {u"a\xDBFF", 2, ""},
-        {u"a\xDC00", 2, ""},       {u"a\xDFFF", 2, ""},  {u"a\xD83D\xDE00", 2, "a"}};
+        {u"\u20AC", 16, "\x80"},   {u"\u0080", 16, ""},  {u"a\xD800", 16, ""},       {u"a\xDC00", 16, ""},
+        {u"\xD83D\xDE00", 16, ""}, {u"a\u0E01", 2, "a"}, {u"a\xD800", 2, ""},        {u"a\xDBFF", 2, ""},
+        {u"a\xDC00", 2, ""},       {u"a\xDFFF", 2, ""},  {u"a\xD83D\xDE00", 2, "a"}, {u"a\u00B7", 4, "a\xA1\xA4"}};
     for (const auto& [text, size, bytes] : encodes)
         EXPECT_EQ(encode(text, size), bytes);
 }
