@@ -120,6 +120,7 @@ void expectDefaults(const CConfigParser* c, const char16_t* pszImageExtension = 
     EXPECT_EQ(c->getLogOutput()->file_path_win.length(), 0u);
     EXPECT_EQ(c->getMemReportOutput()->file_path_win.length(), 0u);
     EXPECT_EQ(str(c->getRenderParam()->image_no_extern), pszImageExtension);
+    EXPECT_EQ(c->getDisplayCount(), 0u); // reads no surface when there is none
     for (int i = 0; i < CConfigParser::tagThread::SLOT_COUNT; ++i)
         EXPECT_TRUE(c->getThread()->priority[i] == 51 && c->getThread()->name[i].length() == 0) << i;
 }
