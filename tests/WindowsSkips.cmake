@@ -36,7 +36,6 @@ set(ECS_WINDOWS_POSIX_ONLY_TESTS
     "foundation|CMemManager.ConsoleOutputFollowsTheHostsStreamOrientation|forks a child to read its console"
     "foundation|CMemManager.SharedLibraryNeedsNoStaticTls|asks glibc's loader about the library's TLS"
     "text|CStringCore.ScansStopAtAPageEnd|places text before a guard page with mmap"
-    "text|CStringConverterMBCS.MatchesIconvGbkOnValidText|its reference is glibc's iconv"
     "system|CSystem.ChildrenInheritNoneOfTheLibrarysDescriptors|lists a child's inherited POSIX descriptors"
     "configuration|ConfigTest.SaveUpdatesTheLinkedFileKeepingItsModeAndTheUsersFiles|symbolic links and POSIX file modes"
     "configuration|ConfigTest.FailedSaveLeavesTheOldFileAndNoTemporary|a file size limit (setrlimit) in a child"

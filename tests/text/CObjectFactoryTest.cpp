@@ -31,21 +31,9 @@ CObject* create()
 CObject* (*const createFirst)() = &create<1>;
 CObject* (*const createSecond)() = &create<2>;
 
-// Each test starts and ends without an instance, so none sees another's registrations.
-class CObjectFactoryTest : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        CObjectFactory::deleteInstance();
-        g_iCreated = 0;
-    }
-    void TearDown() override { CObjectFactory::deleteInstance(); }
-};
-
 } // namespace
 
-TEST_F(CObjectFactoryTest, FirstRegistrationWinsAndOnlyExactNamesCreate)
+TEST(CObjectFactory, FirstRegistrationWinsOnlyExactNamesCreateAndDeleteInstanceStartsAFreshRegistry)
 {
     CObjectFactory* factory = CObjectFactory::getInstance();
     ASSERT_TRUE(factory != nullptr && CObjectFactory::getInstance() == factory) << "one instance";
@@ -63,12 +51,8 @@ TEST_F(CObjectFactoryTest, FirstRegistrationWinsAndOnlyExactNamesCreate)
     EXPECT_EQ(g_iCreated, 0) << "no creator runs for a miss";
     factory->registerClass(CString(u"CNull"), nullptr);
     EXPECT_TRUE(!factory->isClassRegistered(CString(u"CNull")) && factory->createObject(CString(u"CNull")) == nullptr);
-}
+    EXPECT_TRUE(factory->isClassRegistered(CString(u"CWidget")));
 
-TEST_F(CObjectFactoryTest, DeleteInstanceStartsAFreshRegistryAndManyNamesStaySeparate)
-{
-    CObjectFactory::getInstance()->registerClass(CString(u"CWidget"), createFirst);
-    EXPECT_TRUE(CObjectFactory::getInstance()->isClassRegistered(CString(u"CWidget")));
     CObjectFactory::deleteInstance();
     CObjectFactory::deleteInstance(); // a second call has nothing to destroy
 
@@ -82,4 +66,5 @@ TEST_F(CObjectFactoryTest, DeleteInstanceStartsAFreshRegistryAndManyNamesStaySep
         EXPECT_EQ(static_cast<CWidget*>(object)->kind(), (i % 2) ? 1 : 2) << i;
         delete object;
     }
+    CObjectFactory::deleteInstance();
 }

@@ -65,39 +65,41 @@ std::u16string toStr(float value, unsigned int precision)
 
 TEST(CStringConverterNumbers, SignedParsingStopsAtFirstNonDigitSkipsNothingAndWraps)
 {
-    const std::pair<const char*, int> ints[] = {
-        {"-12ab", -12}, {" 12", 0}, {"+5", 0}, {"--5", 0}, {"-", 0}, {"", 0}, {"007", 7}, {"12 34", 12},
-        {"2147483647", INT_MAX}, {"-2147483648", INT_MIN},
-        {"2147483648", INT_MIN}, {"4294967297", 1}, // overflow wraps
-    };
+    const std::pair<const char*, int> ints[] = {{"-12ab", -12}, {" 12", 0}, {"+5", 0},  {"--5", 0},
+                                                {"-", 0},       {"", 0},    {"007", 7}, {"12 34", 12}};
     for (const auto& [text, expected] : ints)
         EXPECT_EQ(BOTH(toInt, text), expected) << text;
+    const std::pair<const char*, int> intLimits[] = {
+        {"2147483647", INT_MAX}, {"-2147483648", INT_MIN}, {"2147483648", INT_MIN}, {"4294967297", 1}};
+    for (const auto& [text, expected] : intLimits)
+        EXPECT_EQ(BOTH(toInt, text), expected) << text;
 
-    const std::pair<const char*, long long> llongs[] = {
-        {"9223372036854775807", LLONG_MAX}, {"-9223372036854775808", LLONG_MIN}, {"-12x", -12}, {"+1", 0},
-        {"18446744073709551617", 1}, // wraps at 64 bits
-    };
+    // The last wraps at 64 bits.
+    const std::pair<const char*, long long> llongs[] = {{"-12x", -12},
+                                                        {"+1", 0},
+                                                        {"9223372036854775807", LLONG_MAX},
+                                                        {"-9223372036854775808", LLONG_MIN},
+                                                        {"18446744073709551617", 1}};
     for (const auto& [text, expected] : llongs)
         EXPECT_EQ(BOTH(toLLong, text), expected) << text;
-}
 
-TEST(CStringConverterNumbers, UnsignedParsingHexSkipsInvalidAndDecimalHasNoSign)
-{
-    const std::pair<const char*, unsigned int> cases[] = {
-        {"0x1G2", 0x12u}, {"0x09", 9u}, {"0X", 0u}, {"0xff", 0xFFu}, {"0XaBcD", 0xABCDu}, {"0x 12 34", 0x1234u},
-        {"0xFFFFFFFF", 0xFFFFFFFFu}, {"0x1FFFFFFFF", 0xFFFFFFFFu}, // shifted out at the top
-        {"12", 12u}, {"-12", 0u}, {"12x", 12u}, {"4294967295", 4294967295u}, {"4294967296", 0u}, {"x12", 0u},
-    };
-    for (const auto& [text, expected] : cases)
+    // Hexadecimal skips what is not a digit and shifts out at the top; decimal has no sign.
+    const std::pair<const char*, unsigned int> uints[] = {
+        {"0x1G2", 0x12u},      {"0x09", 9u}, {"0X", 0u},  {"0xff", 0xFFu}, {"0XaBcD", 0xABCDu},
+        {"0x 12 34", 0x1234u}, {"12", 12u},  {"-12", 0u}, {"12x", 12u},    {"x12", 0u}};
+    for (const auto& [text, expected] : uints)
+        EXPECT_EQ(BOTH(toUInt, text), expected) << text;
+    const std::pair<const char*, unsigned int> uintLimits[] = {
+        {"0xFFFFFFFF", 0xFFFFFFFFu}, {"0x1FFFFFFFF", 0xFFFFFFFFu}, {"4294967295", 4294967295u}, {"4294967296", 0u}};
+    for (const auto& [text, expected] : uintLimits)
         EXPECT_EQ(BOTH(toUInt, text), expected) << text;
 }
 
-TEST(CStringConverterNumbers, ToFloatAccumulatesDigitsWithoutExponent)
+TEST(CStringConverterNumbers, ToFloatAccumulatesDigitsWithoutExponentAndToBoolWantsExactlyTrue)
 {
     const std::pair<const char*, float> cases[] = {
-        {"-0.25", -0.25f}, {".5", 0.5f}, {"1e3", 1.0f}, {"3.", 3.0f}, {"12.5.3", 12.5f}, {"-", 0.0f},
-        {"+1.5", 0.0f}, {" 1.5", 0.0f}, {"inf", 0.0f}, {"123.456", 123.456f},
-    };
+        {"-0.25", -0.25f}, {".5", 0.5f},   {"1e3", 1.0f},  {"3.", 3.0f},  {"12.5.3", 12.5f},
+        {"-", 0.0f},       {"+1.5", 0.0f}, {" 1.5", 0.0f}, {"inf", 0.0f}, {"123.456", 123.456f}};
     for (const auto& [text, expected] : cases)
         EXPECT_FLOAT_EQ(BOTH(toFloat, text), expected) << text;
 
@@ -106,10 +108,7 @@ TEST(CStringConverterNumbers, ToFloatAccumulatesDigitsWithoutExponent)
     for (double divisor = 10.0; divisor < 1e13; divisor *= 10.0)
         expected += 1.0 / divisor;
     EXPECT_EQ(BOTH(toFloat, "0.111111111111"), static_cast<float>(expected));
-}
 
-TEST(CStringConverterNumbers, ToBoolOnlyExactLowerCaseTrueAndNullTextParsesAsZero)
-{
     EXPECT_TRUE(BOTH(toBool, "true"));
     for (const char* no : {"True", "TRUE", " true", "true ", "tru", "1", ""})
         EXPECT_FALSE(BOTH(toBool, no)) << no;
@@ -120,26 +119,19 @@ TEST(CStringConverterNumbers, ToBoolOnlyExactLowerCaseTrueAndNullTextParsesAsZer
     EXPECT_FALSE(CStringConverter::toBool(NULL_TEXT) || CStringConverter::toBool(NULL_BYTES));
 }
 
-TEST(CStringConverterNumbers, ToStringCoversWholeRanges)
+// The extremes of int, unsigned int, long long and bool are pinned through CString's constructors.
+TEST(CStringConverterNumbers, ToStringWritesNoTerminatorAndFloatsRoundWithinTheirPrecision)
 {
-    EXPECT_EQ(toStr(INT_MIN) + u" " + toStr(INT_MAX) + u" " + toStr(4294967295u), u"-2147483648 2147483647 4294967295");
-    EXPECT_EQ(toStr(LLONG_MIN) + u" " + toStr(LLONG_MAX), u"-9223372036854775808 9223372036854775807");
-    EXPECT_EQ(toStr(0) + toStr(0u) + toStr(0LL) + toStr(1000000LL) + toStr(true) + toStr(false), u"0001000000truefalse");
-
-    // Integers write no terminator.
-    char16_t out[32];
+    EXPECT_EQ(toStr(INT_MAX) + u" " + toStr(LLONG_MAX) + u" " + toStr(1000000LL) + u" " + toStr(0LL),
+              u"2147483647 9223372036854775807 1000000 0");
+    char16_t out[40];
     std::fill(std::begin(out), std::end(out), u'#');
     EXPECT_EQ(CStringConverter::toString(-120, out), 4u);
     EXPECT_EQ(std::u16string(out, 5), u"-120#");
-}
 
-TEST(CStringConverterNumbers, ToStringFloatUsesPrecisionAndIsLimitedTo32Units)
-{
-    // Round-half-even of the exact binary value.
+    // Round-half-even of the exact binary value; at most 32 units.
     EXPECT_EQ(toStr(1.5f, 4) + u" " + toStr(-2.25f, 1) + u" " + toStr(3.75f, 0), u"1.5000 -2.2 4");
     EXPECT_EQ(toStr(0.1f, 10), u"0.1000000015");
-
-    char16_t out[40];
     std::fill(std::begin(out), std::end(out), u'#');
     EXPECT_EQ(CStringConverter::toString(1e30f, out, 10), 31u);
     EXPECT_EQ(std::u16string(out, 33), std::u16string(u"1000000015047466219876688855040\0#", 33));
@@ -188,16 +180,14 @@ TEST(CStringConverterLists, SeparateStringHonoursEmptyPieceFlags)
         bool keepLast;
         Texts expected;
     };
-    const tagCase cases[] = {
-        {u",a,,b,", false, false, {u"a", u"", u"b"}},
-        {u",a,,b,", true, true, {u"", u"a", u"", u"b", u""}},
-        {u",a,", true, false, {u"", u"a"}},
-        {u",", true, true, {u"", u""}},
-        {u",", false, false, {}},
-        {u"abc", false, false, {u"abc"}},
-        {u"", true, true, {}},
-        {nullptr, true, true, {}},
-    };
+    const tagCase cases[] = {{u",a,,b,", false, false, {u"a", u"", u"b"}},
+                             {u",a,,b,", true, true, {u"", u"a", u"", u"b", u""}},
+                             {u",a,", true, false, {u"", u"a"}},
+                             {u",", true, true, {u"", u""}},
+                             {u",", false, false, {}},
+                             {u"abc", false, false, {u"abc"}},
+                             {u"", true, true, {}},
+                             {nullptr, true, true, {}}};
     for (const tagCase& c : cases) {
         SCOPED_TRACE(testing::Message() << (c.text ? std::u16string(c.text).size() : 99u) << c.keepFirst << c.keepLast);
         CDataArray<CString> items;
@@ -257,7 +247,7 @@ const unsigned int s_lengths[] = {5, 4, 4, 0};
 
 } // namespace
 
-TEST(CStringConverterEscape, EncodeReplacesDeletesAndDecodeInverts)
+TEST(CStringConverterEscape, EncodeReplacesDeletesAndDecodeInvertsWithTheFirstEntryWinning)
 {
     CString out;
     CStringConverter::encodeChars(CString(u"a<x>&b"), 4, s_chars, s_replacements, s_lengths, out);
@@ -272,14 +262,11 @@ TEST(CStringConverterEscape, EncodeReplacesDeletesAndDecodeInverts)
     CStringConverter::encodeChars(text, 3, s_chars, s_replacements, s_lengths, encoded);
     CStringConverter::decodeChars(encoded, 3, s_chars, s_replacements, s_lengths, out);
     EXPECT_EQ(str(out), str(text));
-}
 
-TEST(CStringConverterEscape, FirstTableEntryWinsAndDecodeNeedsWholeCaseExactReplacements)
-{
+    // The first table entry wins; decoding needs whole, case-exact replacements.
     const char16_t chars[] = {u'a', u'a'};
     const char16_t* const repl[] = {u"1", u"2"};
     const unsigned int lengths[] = {1, 1};
-    CString out;
     CStringConverter::encodeChars(u"aa", 2, 2, chars, repl, lengths, out);
     EXPECT_EQ(str(out), u"11");
     const char16_t back[] = {u'x', u'y'};
@@ -308,8 +295,10 @@ TEST(CStringConverterEscape, EmptyAndNullInputs)
     // A table with any part missing counts as no table: a plain copy both ways.
     const char16_t* const* noReplacements = nullptr;
     const std::tuple<unsigned int, const char16_t*, const char16_t* const*, const unsigned int*> tables[] = {
-        {0, nullptr, nullptr, nullptr}, {4, nullptr, s_replacements, s_lengths},
-        {4, s_chars, noReplacements, s_lengths}, {4, s_chars, s_replacements, nullptr}};
+        {0, nullptr, nullptr, nullptr},
+        {4, nullptr, s_replacements, s_lengths},
+        {4, s_chars, noReplacements, s_lengths},
+        {4, s_chars, s_replacements, nullptr}};
     for (const auto& [count, chars, replacements, lengths] : tables) {
         CStringConverter::decodeChars(u"&lt;x", 5, count, chars, replacements, lengths, out);
         EXPECT_EQ(str(out), u"&lt;x");
