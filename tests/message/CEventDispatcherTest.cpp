@@ -90,8 +90,8 @@ TEST(CEventDispatcher, ListenerOrDispatcherLeavingMidDispatch)
     doomed->publish(1);
     MessageLog::setWarningSink(nullptr);
     EXPECT_EQ(log, (Log{"a1"}));
-    EXPECT_EQ(g_warnings,
-              (std::vector<std::u16string>{u"The event dispatcher object has been deleted while dispatching event to outer."}));
+    EXPECT_EQ(g_warnings, (std::vector<std::u16string>{
+                              u"The event dispatcher object has been deleted while dispatching event to outer."}));
 }
 
 TEST(CEventDispatcher, EitherSideMayBeDestroyedFirst)

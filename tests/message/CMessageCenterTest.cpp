@@ -34,11 +34,14 @@ bool lockIsFree(CMessageCenter* pCenter)
     return result.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
 }
 
+// Counts the announcements made with the center's lock free.
 class CAvailableCounter : public IMessageCenterListener
 {
 public:
+    explicit CAvailableCounter(CMessageCenter* pCenter) : center(pCenter) {}
+    CMessageCenter* center;
     int available = 0;
-    void onMessageAvailable() override { ++available; }
+    void onMessageAvailable() override { available += lockIsFree(center); }
 };
 
 class MessageCenter : public CCenterFixture
@@ -65,7 +68,7 @@ using Order = std::vector<std::string>;
 // message is destroyed, and the listener still hears each push but null's.
 TEST_F(MessageCenter, RefusedPushesAreDestroyedYetAnnounced)
 {
-    CAvailableCounter counter;
+    CAvailableCounter counter(center);
     center->setListener(&counter);
     EXPECT_TRUE(center->popMessage().isNull());
     center->pushMessage(nullptr);
@@ -94,7 +97,7 @@ TEST_F(MessageCenter, RefusedPushesAreDestroyedYetAnnounced)
 // announces nothing), also outside the input phase.
 TEST_F(MessageCenter, RenderRequestsCoalesce)
 {
-    CAvailableCounter counter;
+    CAvailableCounter counter(center);
     center->setListener(&counter);
     center->pushRenderMessage(5);
     center->pushRenderMessage(5);
@@ -145,7 +148,7 @@ TEST_F(MessageCenter, ModifierFlagsFollowPressAndRelease)
                                      {17, 5, 0, 0, 0}, {16, 2, 0, 1, 0}, {16, 5, 0, 0, 0}};
     for (const auto& s : steps) {
         center->pushHardkeyMessage(s[0], s[1]);
-        EXPECT_EQ((std::vector<bool>{center->isCtrlKeyPress(), CMessageCenterProxy::isShiftKeyPress(),
+        EXPECT_EQ((std::vector<bool>{CMessageCenterProxy::isCtrlKeyPress(), CMessageCenterProxy::isShiftKeyPress(),
                                      CMessageCenterProxy::isAltKeyPress()}),
                   (std::vector<bool>{s[2] != 0, s[3] != 0, s[4] != 0}))
             << s[0] << "/" << s[1];
@@ -153,7 +156,7 @@ TEST_F(MessageCenter, ModifierFlagsFollowPressAndRelease)
     EXPECT_EQ(center->getMessageCountByType(CBaseMessage::MESSAGE_TYPE_HARDKEY), 11u);
 }
 
-TEST_F(MessageCenter, CountsAndDeletesByTypeAndIDAndThroughTheProxy)
+TEST_F(MessageCenter, CountsAndDeletesByTypeAndID)
 {
     push(TOUCH, 1);
     push(GESTURE, 1);
@@ -167,54 +170,11 @@ TEST_F(MessageCenter, CountsAndDeletesByTypeAndIDAndThroughTheProxy)
     EXPECT_EQ(center->getMessageCount(), 5u);
     center->deleteMessageByType(CBaseMessage::MESSAGE_TYPE_TOUCH);
     EXPECT_EQ(center->getMessageCount(), 4u);
+    push(DATA, 3);
     center->deleteMessageByID(1);
-    EXPECT_EQ(center->getMessageCount(), 0u);
-
-    CMessageCenterProxy::pushGestureMessage(1, 2, nullptr);
-    CMessageCenterProxy::pushIMEMessage(CString(u"x"));
-    CMessageCenterProxy::pushVoiceContentMessage(CString(u"y"));
-    CMessageCenterProxy::pushLogicEventMessage(3);
-    CMessageCenterProxy::pushDataContextMessage(4, nullptr);
-    CMessageCenterProxy::pushSystemMessage(5, nullptr, nullptr);
-    CMessageCenterProxy::pushUserMessage(6, nullptr, nullptr);
-    CMessageCenterProxy::pushHardkeyMessage(17, 1);
-    CMessageCenterProxy::pushTouchMessage(0, 0, 1, 1, 9); // ignored status
-    EXPECT_EQ(center->getMessageCount(), 8u);
-    EXPECT_TRUE(CMessageCenterProxy::isCtrlKeyPress());
+    EXPECT_EQ(center->getMessageCount(), 1u);
     center->clearMessageList();
     EXPECT_EQ(center->getMessageCount(), 0u);
-}
-
-TEST_F(MessageCenter, MessagesLeftInTheCenterDieWithIt)
-{
-    for (unsigned int i = 0; i < 10; ++i) {
-        push(TOUCH, i);
-        push(DATA, i);
-        push(USER, i);
-    }
-    push(1, 7); // user phase: the render list
-    CObjectPtr<CBaseMessage> held = center->popMessage();
-    EXPECT_EQ(tagLifeCount::live(), 31);
-    CMessageCenter::deleteInstance();
-    EXPECT_FALSE(CMessageCenter::hasInstance());
-    center = CMessageCenter::getInstance();
-    EXPECT_EQ(tagLifeCount::live(), 1); // the popped one belongs to its holder
-}
-
-TEST_F(MessageCenter, ListenerIsCalledWithoutTheLockHeld)
-{
-    struct CProbe : IMessageCenterListener
-    {
-        CMessageCenter* center = nullptr;
-        unsigned int reached = 0;
-        void onMessageAvailable() override { reached += lockIsFree(center) && center->getMessageCount() > 0; }
-    } probe;
-    probe.center = center;
-    center->setListener(&probe);
-    push(TOUCH, 1);
-    center->pushRenderMessage(2);
-    center->setListener(nullptr);
-    EXPECT_EQ(probe.reached, 2u) << "the center's lock was still held during onMessageAvailable";
 }
 
 // Touch points leave through the installed route, statuses 0 to 2 only and
@@ -226,11 +186,11 @@ TEST_F(MessageCenter, TouchRouteAndMessagesAddressedToAListener)
     static CMessageCenter* s_pCenter;
     s_routed.clear();
     s_pCenter = center;
-    const TouchRoute::PFN_ROUTE pfnBefore = TouchRoute::install([](unsigned int s, unsigned int c, int x, int y,
-                                                                   unsigned int a) {
-        s_routed.push_back(std::to_string(s) + std::to_string(c) + std::to_string(x) + std::to_string(y) +
-                           std::to_string(a) + (lockIsFree(s_pCenter) ? "" : "!"));
-    });
+    const TouchRoute::PFN_ROUTE pfnBefore =
+        TouchRoute::install([](unsigned int s, unsigned int c, int x, int y, unsigned int a) {
+            s_routed.push_back(std::to_string(s) + std::to_string(c) + std::to_string(x) + std::to_string(y) +
+                               std::to_string(a) + (lockIsFree(s_pCenter) ? "" : "!"));
+        });
     for (unsigned int uiStatus = 0; uiStatus < 5; ++uiStatus)
         CMessageCenterProxy::pushTouchMessage(4, 9, -1, 2, uiStatus);
     EXPECT_NE(TouchRoute::install(pfnBefore), nullptr);

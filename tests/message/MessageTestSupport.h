@@ -42,7 +42,8 @@ public:
 class CEntryMessage : public CCountedMessage
 {
 public:
-    explicit CEntryMessage(std::vector<std::uintptr_t> entries) : CCountedMessage(40, 0), m_entries(std::move(entries)) {}
+    explicit CEntryMessage(std::vector<std::uintptr_t> entries) : CCountedMessage(40, 0), m_entries(std::move(entries))
+    {}
     bool absorbNext(Trell::CBaseMessage* pNext) override
     {
         CEntryMessage* pOther = dynamic_cast<CEntryMessage*>(pNext);
@@ -60,34 +61,25 @@ public:
     std::vector<std::uintptr_t> m_entries;
 };
 
-// The scheduling clock under the test's control.
-struct tagTestClock
-{
-    static inline std::atomic<unsigned int> s_uiTick{0};
-    static unsigned int tick() { return s_uiTick.load(); }
-    static void install(unsigned int uiStart)
-    {
-        s_uiTick = uiStart;
-        Trell::TickClock::setSource(&tick);
-    }
-    static void advance(unsigned int uiMilliseconds) { s_uiTick += uiMilliseconds; }
-    static void uninstall() { Trell::TickClock::setSource(nullptr); }
-};
-
-// Fresh center, test clock and life count per test; nothing may outlive it.
+// Fresh center, a scheduling clock under the test's control and a fresh
+// life count per test; nothing may outlive it.
 class CCenterFixture : public ::testing::Test
 {
 protected:
+    static inline std::atomic<unsigned int> s_uiTick{0};
+    static unsigned int tick() { return s_uiTick.load(); }
+
     void SetUp() override
     {
         tagLifeCount::reset();
-        tagTestClock::install(50000);
+        s_uiTick = 50000;
+        Trell::TickClock::setSource(&tick);
         center = Trell::CMessageCenter::getInstance();
     }
     void TearDown() override
     {
         Trell::CMessageCenter::deleteInstance();
-        tagTestClock::uninstall();
+        Trell::TickClock::setSource(nullptr);
         EXPECT_EQ(tagLifeCount::live(), 0) << "messages leaked or destroyed twice";
     }
     void push(unsigned int uiType, unsigned int uiID) { center->pushMessage(new CCountedMessage(uiType, uiID)); }
