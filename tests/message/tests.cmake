@@ -1,6 +1,5 @@
 list(APPEND ECS_TESTS
     message/CBaseMessageTest.cpp
     message/CMessageCenterTest.cpp
-    message/CMessageCenterSchedulingTest.cpp
     message/CEventDispatcherTest.cpp
 )
