@@ -96,6 +96,18 @@ TEST(CCSVParser, SavesTheExactFormat)
     MemTesting::failAllocationsAfter(0);
     EXPECT_FALSE(table.saveToString(out)); // no memory for the text
     MemTesting::failAllocationsAfter(-1);
+    // Out of memory at any step, a table is read whole or not at all.
+    const CString text(u"\uFEFFa\tb\nc\n");
+    for (unsigned int n = 0, refused = 1; refused > 0; ++n) {
+        CSV partial;
+        partial.add({u"old"});
+        MemTesting::failAllocationsAfter(int(n), 1);
+        partial.parseFromString(text);
+        refused = MemTesting::getRefusedAllocations();
+        MemTesting::failAllocationsAfter(-1);
+        const Rows rows = partial.rows();
+        EXPECT_TRUE(rows == (Rows{{u"old"}}) || rows == (Rows{{u"old"}, {u"a", u"b"}, {u"c"}})) << n;
+    }
 #endif
 }
 
@@ -164,13 +176,7 @@ TEST(CCSVParser, RowsAccumulateAndOddFiles)
     EXPECT_FALSE(table.parseFromFile(folder.path("missing.csv")));
     // No mark: read as empty, still a success; an odd last byte is dropped.
     const std::pair<std::string, Rows> files[] = {
-        {"a\tb\n", {}},
-        {"", {}},
-        {std::string("\xFF\xFE"
-                     "a\0\n\0b",
-                     7),
-         {{u"a"}, {}}},
-    };
+        {"a\tb\n", {}}, {"", {}}, {std::string("\xFF\xFE\x61\0\n\0b", 7), {{u"a"}, {}}}};
     for (const auto& [bytes, rows] : files) {
         folder.writeFile("f.csv", bytes);
         CSV file;
