@@ -61,11 +61,11 @@ TEST(CEventDispatcher, DispatchesInOrderSkippingBlockedAndDuplicateListeners)
     CNamedListener a(&log, "a"), b(&log, "b");
     {
         CNamedListener shortLived(&log, "s");
+        CPublisher shortPublisher; // b's first dispatcher, gone before b
+        shortPublisher.addEventListener(&b);
         for (IEventListener* listener : {&a, &b, &a, &shortLived, static_cast<CNamedListener*>(nullptr)})
             publisher.addEventListener(listener);
         second.addEventListener(&shortLived);
-        CPublisher shortPublisher;
-        shortPublisher.addEventListener(&b);
     }
     publisher.publish(1);
     second.publish(1);
