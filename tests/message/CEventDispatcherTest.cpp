@@ -8,7 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <iterator>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -58,14 +61,19 @@ TEST(CEventDispatcher, DispatchesInOrderSkippingBlockedAndDuplicateListeners)
 {
     Log log;
     CPublisher publisher, second;
+    // b's first dispatcher goes before b, and its memory is overwritten then:
+    // a link b kept to it would lead into garbage when b goes.
+    alignas(CPublisher) unsigned char place[sizeof(CPublisher)];
     CNamedListener a(&log, "a"), b(&log, "b");
     {
         CNamedListener shortLived(&log, "s");
-        CPublisher shortPublisher; // b's first dispatcher, gone before b
-        shortPublisher.addEventListener(&b);
+        CPublisher* shortPublisher = ::new (place) CPublisher();
+        shortPublisher->addEventListener(&b);
         for (IEventListener* listener : {&a, &b, &a, &shortLived, static_cast<CNamedListener*>(nullptr)})
             publisher.addEventListener(listener);
         second.addEventListener(&shortLived);
+        shortPublisher->~CPublisher();
+        std::fill(std::begin(place), std::end(place), 0xA5);
     }
     publisher.publish(1);
     second.publish(1);
