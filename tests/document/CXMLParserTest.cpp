@@ -294,6 +294,12 @@ TEST(CXMLParserFiles, UpdateFileReplacesText)
     parser.addRootElement(u"cfg")->setAttribute(u"v", u"old-old");
     const CString path = folder.path("u.xml");
     ASSERT_TRUE(parser.saveToFile(path, false));
+    EXPECT_FALSE(parser.saveToFile(folder.path("u.xml/under-a-file.xml"), false));
+    struct : CXMLParser
+    {
+        using CXMLParser::saveToFile;
+    } fresh;
+    EXPECT_FALSE(fresh.saveToFile(path, CString(u"<a/>"))); // no encoding to write in
 
     CDataArray<CString> from, to;
     EXPECT_TRUE(parser.updateFile(path, from, to)); // nothing to do
