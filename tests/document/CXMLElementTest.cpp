@@ -45,44 +45,32 @@ TEST(CXMLElementAttributes, TypedSettersAndGetters)
     e.setAttribute(u"ll", -9000000000LL);
     e.setAttribute(u"f", 1.5f);
     e.setAttribute(u"b", true);
-    e.setAttribute(u"s", CString(u"text"));
-    EXPECT_EQ(dump(&e), u"{b=true,f=1.5000,i=-42,ll=-9000000000,s=text,u=4000000000}");
+    e.setAttribute(u"s", CString(u"True"));
+    // Bool compares through its conversion: "True" reads as false, so false
+    // changes nothing, and a missing attribute reads as false too, so false
+    // writes nothing there; the other overloads compare texts.
+    e.setAttribute(u"s", false);
+    e.setAttribute(u"new", false);
+    e.setAttribute(u"zero", 0);
+    EXPECT_EQ(dump(&e), u"{b=true,f=1.5000,i=-42,ll=-9000000000,s=True,u=4000000000,zero=0}");
     EXPECT_TRUE(e.getAttributeInt(u"i", 0) == -42 && e.getAttributeUInt(u"u", 0) == 4000000000u &&
                 e.getAttributeLLong(u"ll", 0) == -9000000000LL && e.getAttributeFloat(u"f", 0) == 1.5f &&
                 e.getAttributeBool(u"b", false));
+    e.setAttribute(u"s", true);
+    e.setAttribute(u"new", true);
+    e.setAttribute(u"new", false);
+    EXPECT_EQ(str(e.getAttributeString(u"s")) + str(e.getAttributeString(u"new")), u"truefalse");
 
     // Defaults only for missing attributes; present ones convert.
     EXPECT_EQ(e.getAttributeInt(u"none", 7) + e.getAttributeUInt(u"none", 3u) + e.getAttributeLLong(u"none", 5), 15);
     EXPECT_TRUE(e.getAttributeFloat(u"none", 2.5f) == 2.5f && e.getAttributeBool(u"none", true));
     EXPECT_EQ(str(e.getAttributeString(u"none", u"d")), u"d");
-    EXPECT_FALSE(e.getAttributeBool(u"s", true));
-    EXPECT_EQ(e.getAttributeInt(u"s", 7) + e.getAttributeUInt(u"s", 7), 0u);
-
-    EXPECT_TRUE(e.getAttributeNameByIndex(6).isEmpty());
+    EXPECT_FALSE(e.getAttributeBool(u"new", true) || e.getAttributeInt(u"s", 7) || e.getAttributeUInt(u"s", 7));
+    EXPECT_TRUE(e.getAttributeNameByIndex(8).isEmpty());
     EXPECT_TRUE(e.deleteAttribute(u"b"));
     EXPECT_FALSE(e.deleteAttribute(u"b") || e.hasAttribute(u"b"));
     e.clearAllAttributes();
     EXPECT_FALSE(e.hasAttributes());
-}
-
-TEST(CXMLElementAttributes, BoolComparesThroughItsConversion)
-{
-    CXMLElement e;
-    e.setAttribute(u"b", u"True");
-    // "True" reads as false, so setting false changes nothing.
-    e.setAttribute(u"b", false);
-    EXPECT_EQ(str(e.getAttributeString(u"b")), u"True");
-    e.setAttribute(u"b", true);
-    EXPECT_EQ(str(e.getAttributeString(u"b")), u"true");
-    // A missing attribute reads as false too, so false writes nothing there;
-    // the other overloads compare texts, so a missing one is always written.
-    e.setAttribute(u"new", false);
-    EXPECT_FALSE(e.hasAttribute(u"new"));
-    e.setAttribute(u"zero", 0);
-    EXPECT_EQ(str(e.getAttributeString(u"zero")), u"0");
-    e.setAttribute(u"new", true);
-    e.setAttribute(u"new", false);
-    EXPECT_EQ(str(e.getAttributeString(u"new")), u"false");
 }
 
 TEST(CXMLElementAttributes, CopyWholeMap)
@@ -127,6 +115,25 @@ TEST(CXMLElementCopy, CloneIsDeepAndIndependent)
     EXPECT_EQ(dump(root), u"r{a=1}[c{t=2}'text'[d],e,c{t=2}'text'[d]]");
 }
 
+// Far deeper than any stack would take with recursive destruction, saving or cloning.
+TEST(CXMLElementCopy, DeepProgrammaticTreesNeverRecurse)
+{
+    CXMLElement root(nullptr, nullptr);
+    root.setName(u"r");
+    CXMLElement* e = &root;
+    const unsigned int depth = 200000;
+    for (unsigned int i = 0; i < depth; ++i)
+        e = e->addChild(u"d");
+    EXPECT_EQ(e->getLevel(), depth);
+    CString out, again;
+    ASSERT_TRUE(root.saveTo(out, false, false));
+    EXPECT_EQ(out.length(), 7u * depth + 4u);
+    CXMLElement* copy = root.clone();
+    ASSERT_TRUE(copy && copy->saveTo(again, false, false));
+    EXPECT_TRUE(again == out);
+    delete copy;
+}
+
 TEST(CXMLElementParse, ParseFromReplacesContentAndReportsErrors)
 {
     CXMLParser parser;
@@ -142,24 +149,4 @@ TEST(CXMLElementParse, ParseFromReplacesContentAndReportsErrors)
     EXPECT_EQ(dump(root), u"n");
     EXPECT_TRUE(errorOf(parser).line == 2u && errorOf(parser).column == 5u);
     EXPECT_FALSE(root->parseFrom(nullptr));
-}
-
-// Far deeper than any stack would take with recursive destruction, saving or cloning.
-TEST(CXMLElementTree, DeepProgrammaticTreesNeverRecurse)
-{
-    CXMLElement* root = new CXMLElement(nullptr, nullptr);
-    root->setName(u"r");
-    CXMLElement* e = root;
-    const unsigned int depth = 200000;
-    for (unsigned int i = 0; i < depth; ++i)
-        e = e->addChild(u"d");
-    EXPECT_EQ(e->getLevel(), depth);
-    CString out, again;
-    ASSERT_TRUE(root->saveTo(out, false, false));
-    EXPECT_EQ(out.length(), 7u * depth + 4u);
-    CXMLElement* copy = root->clone();
-    ASSERT_TRUE(copy && copy->saveTo(again, false, false));
-    EXPECT_TRUE(again == out);
-    delete copy;
-    delete root;
 }

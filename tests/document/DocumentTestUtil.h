@@ -15,7 +15,10 @@ inline std::u16string str(const Trell::CString& s)
     return s.buffer() ? std::u16string(s.buffer(), s.length()) : std::u16string();
 }
 
-inline Trell::CString cs(const std::u16string& s) { return Trell::CString(s.c_str(), unsigned(s.size())); }
+inline Trell::CString cs(const std::u16string& s)
+{
+    return Trell::CString(s.c_str(), unsigned(s.size()));
+}
 
 // A UTF-16LE file's bytes: the mark, then the units.
 inline std::string utf16le(const std::u16string& text)
@@ -26,7 +29,11 @@ inline std::string utf16le(const std::u16string& text)
     return bytes;
 }
 
-struct tagErrorPos { unsigned int line, column; std::u16string text; };
+struct tagErrorPos
+{
+    unsigned int line, column;
+    std::u16string text;
+};
 
 inline tagErrorPos errorOf(const Trell::CXMLParser& parser)
 {

@@ -1,35 +1,39 @@
 #include <message/CBaseMessage.h>
 #include <message/CHardkeyTable.h>
 #include <message/CMessageCenter.h>
+#include <message/CMessageCenterProxy.h>
 #include <message/CMessages.h>
 #include <message/IMessageCenterListener.h>
 #include <message/IMsgSystemListener.h>
 #include <message/IMsgUserListener.h>
 #include <text/CString.h>
 
-#include "MessageTestSupport.h"
-
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 using namespace Trell;
-using MessageTest::CCountedMessage;
+using std::to_string;
 
 namespace {
+
+// A message of any type.
+class CAnyMessage : public CBaseMessage
+{
+public:
+    CAnyMessage(unsigned int uiType, unsigned int uiID, CObject* pData = nullptr)
+        : CBaseMessage(static_cast<EMessageType>(uiType), uiID, pData)
+    {}
+};
 
 std::string narrow(const CString& text)
 {
     return std::string(text.buffer(), text.buffer() + text.length());
 }
 
-std::string n(unsigned int value)
-{
-    return std::to_string(value);
-}
-
-// Records every callback as one line, and the last payload.
+// Records every callback as one line, "+data" marking a payload.
 class CRecordingListener : public IMessageCenterListener, public IMsgSystemListener, public IMsgUserListener
 {
     // Several bases bring allocation operators; this picks one set.
@@ -38,39 +42,27 @@ class CRecordingListener : public IMessageCenterListener, public IMsgSystemListe
 public:
     explicit CRecordingListener(const char* prefix) : m_prefix(prefix) {}
     std::vector<std::string> calls;
-    CObject* lastData = nullptr;
 
-    void note(const std::string& call, CObject* d = nullptr)
-    {
-        calls.push_back(m_prefix + call);
-        lastData = d;
-    }
+    void note(const std::string& call, CObject* d = nullptr) { calls.push_back(m_prefix + call + (d ? " +data" : "")); }
     void onHandleQuitMessage() override { note("quit"); }
-    void onHandleRenderMessage(unsigned int id) override { note("render " + n(id)); }
-    void onHandleLogicEventMessage(unsigned int e) override { note("logic " + n(e)); }
+    void onHandleRenderMessage(unsigned int id) override { note("render " + to_string(id)); }
+    void onHandleLogicEventMessage(unsigned int e) override { note("logic " + to_string(e)); }
     void onHandleVoiceContentMessage(const CString& t) override { note("voice " + narrow(t)); }
-    void onHandleSystemMessage(unsigned int c, CObject* d) override { note("system " + n(c), d); }
+    void onHandleSystemMessage(unsigned int c, CObject* d) override { note("system " + to_string(c), d); }
     void onHandleGestureMessage(unsigned int g, unsigned int id, CObject* d) override
     {
-        note("gesture " + n(g) + " " + n(id), d);
+        note("gesture " + to_string(g) + " " + to_string(id), d);
     }
-    void onHandleHardkeyMessage(unsigned int k, unsigned int s) override { note("hardkey " + n(k) + " " + n(s)); }
+    void onHandleHardkeyMessage(unsigned int k, unsigned int s) override
+    {
+        note("hardkey " + to_string(k) + " " + to_string(s));
+    }
     void onHandleIMEMessage(const CString& t) override { note("ime " + narrow(t)); }
-    void onHandleDataContextMessage(unsigned int id, CObject* d) override { note("data " + n(id), d); }
-    void onHandleUserMessage(unsigned int c, CObject* d) override { note("user " + n(c), d); }
+    void onHandleDataContextMessage(unsigned int id, CObject* d) override { note("data " + to_string(id), d); }
+    void onHandleUserMessage(unsigned int c, CObject* d) override { note("user " + to_string(c), d); }
 
 private:
     std::string m_prefix;
-};
-
-class CCountedPayload : public CObject
-{
-public:
-    explicit CCountedPayload(bool* pDestroyed) : m_pDestroyed(pDestroyed) { *m_pDestroyed = false; }
-    ~CCountedPayload() override { *m_pDestroyed = true; }
-
-private:
-    bool* m_pDestroyed;
 };
 
 } // namespace
@@ -78,12 +70,13 @@ private:
 TEST(CBaseMessage, TypeNamesAndLibraryConstants)
 {
     const std::vector<std::pair<unsigned int, std::string>> names = {
-        {0, "Unknown"}, {1, "Render"}, {10, "System"}, {11, "Quit"}, {20, "Touch"},
-        {21, "Gesture"}, {22, "Hardkey"}, {23, "IME"}, {24, "Logic Event"}, {25, "Voice Content"},
-        {31, "Data Context"}, {32, "Share Memory"}, {33, "Data Transfer"}, {34, "Http Connector"},
-        {35, "Web Browser"}, {40, "Timer"}, {50, "User"}, {7, "Unknown"}, {51, "Unknown"}};
+        {0, "Unknown"},        {1, "Render"},          {10, "System"},       {11, "Quit"},
+        {20, "Touch"},         {21, "Gesture"},        {22, "Hardkey"},      {23, "IME"},
+        {24, "Logic Event"},   {25, "Voice Content"},  {31, "Data Context"}, {32, "Share Memory"},
+        {33, "Data Transfer"}, {34, "Http Connector"}, {35, "Web Browser"},  {40, "Timer"},
+        {50, "User"},          {7, "Unknown"},         {51, "Unknown"}};
     for (const auto& entry : names)
-        EXPECT_EQ(narrow(CCountedMessage(entry.first, 0).getTypeName()), entry.second) << "type " << entry.first;
+        EXPECT_EQ(narrow(CAnyMessage(entry.first, 0).getTypeName()), entry.second) << "type " << entry.first;
     // Defined out of line in the library, so checked at run time.
     EXPECT_EQ((std::vector<unsigned int>{CMsgSystem::CHANGE_THEME, CMsgSystem::UPDATE_DATA_LIST_ITEMS_PROPERTIES,
                                          CMsgSystem::LEAVE_POPUP, CMsgSystem::USER_DEFINE, CHardkeyTable::KEY_CODE_HELP,
@@ -94,50 +87,53 @@ TEST(CBaseMessage, TypeNamesAndLibraryConstants)
 
 TEST(CBaseMessage, PayloadReferencesFollowSetDataAndDestruction)
 {
-    bool firstGone = false, secondGone = false;
-    CCountedPayload* first = new CCountedPayload(&firstGone);
-    CCountedPayload* second = new CCountedPayload(&secondGone);
-    CCountedMessage* message = new CCountedMessage(31, 1, first);
-    EXPECT_EQ(first->getRef(), 1);
-    EXPECT_EQ(message->getData()->getRef(), 2);
-    message->setData(first); // already held: nothing changes
-    EXPECT_EQ(first->getRef(), 1);
-    message->setData(second);
-    EXPECT_TRUE(firstGone);
-    EXPECT_EQ(second->getRef(), 1);
+    CObject first, second; // on the stack, each held once by the test
+    first.addRef();
+    second.addRef();
+    CAnyMessage* message = new CAnyMessage(31, 1, &first);
+    EXPECT_EQ(first.getRef(), 2);
+    message->setData(&first); // already held: nothing changes
+    EXPECT_EQ(first.getRef(), 2);
+    message->setData(&second);
+    EXPECT_EQ(first.getRef() * 10 + second.getRef(), 12);
     delete message;
-    EXPECT_TRUE(secondGone);
+    EXPECT_EQ(second.getRef(), 1);
 }
 
-// Each class calls its callback; system and user messages then call their
-// own listener too, also without the center's; without a center nothing is
-// delivered and none is created.
+// Every kind pushed through the proxy or the center calls its callback once
+// popped; system and user messages then call their own listener too, also
+// without the center's; without a center nothing is delivered and none is
+// created.
 TEST(CBaseMessage, HandlingCallsTheCenterListenerThenTheOwnOne)
 {
     CRecordingListener listener(""), own("own ");
-    CMessageCenter::getInstance()->setListener(&listener);
+    CMessageCenter* center = CMessageCenter::getInstance();
+    center->setListener(&listener);
     CObject payload;
     payload.addRef(); // lives on the stack: the messages must never free it
-    CMsgQuit().handleMessage();
-    CMsgRender(5).handleMessage();
-    CMsgLogicEvent(6).handleMessage();
-    CMsgVoiceContent(CString(u"hello")).handleMessage();
-    CMsgGesture(2, 8, &payload).handleMessage();
-    EXPECT_EQ(listener.lastData, &payload);
-    CMsgHardkey(CHardkeyTable::KEY_CODE_ENTER, CHardkeyTable::KEY_STATUS_LONG_PRESS).handleMessage();
-    CMsgIME(CString(u"abc")).handleMessage();
-    CMsgDataContext(11, nullptr).handleMessage();
-    EXPECT_EQ(listener.lastData, nullptr);
-    CMsgSystem(CMsgSystem::LEAVE_PAGE, &payload, &own).handleMessage();
-    CMsgUser(77, &payload, &own).handleMessage();
-    EXPECT_EQ(own.lastData, &payload);
-    EXPECT_EQ(listener.calls, (std::vector<std::string>{"quit", "render 5", "logic 6", "voice hello", "gesture 2 8",
-                                                        "hardkey 13 2", "ime abc", "data 11", "system 50", "user 77"}));
+    center->pushQuitMessage();
+    center->pushRenderMessage(5);
+    CMessageCenterProxy::pushLogicEventMessage(6);
+    CMessageCenterProxy::pushVoiceContentMessage(CString(u"hello"));
+    CMessageCenterProxy::pushGestureMessage(2, 8, &payload);
+    CMessageCenterProxy::pushHardkeyMessage(CHardkeyTable::KEY_CODE_ENTER, CHardkeyTable::KEY_STATUS_LONG_PRESS);
+    CMessageCenterProxy::pushIMEMessage(CString(u"abc"));
+    CMessageCenterProxy::pushDataContextMessage(11, nullptr);
+    CMessageCenterProxy::pushSystemMessage(CMsgSystem::LEAVE_PAGE, &payload, &own);
+    CMessageCenterProxy::pushUserMessage(77, &payload, &own);
+    while (CObjectPtr<CBaseMessage> message = center->popMessage())
+        message->handleMessage();
+    // The order between queues follows the clock; the scheduling tests pin it.
+    std::sort(listener.calls.begin(), listener.calls.end());
+    EXPECT_EQ(listener.calls,
+              (std::vector<std::string>{"data 11", "gesture 2 8 +data", "hardkey 13 2", "ime abc", "logic 6", "quit",
+                                        "render 5", "system 50 +data", "user 77 +data", "voice hello"}));
+    EXPECT_EQ(payload.getRef(), 1);
 
-    CMessageCenter::getInstance()->setListener(nullptr);
+    center->setListener(nullptr);
     CMsgSystem(1, nullptr, &own).handleMessage();
     CMsgUser(2, nullptr, nullptr).handleMessage();
-    EXPECT_EQ(own.calls, (std::vector<std::string>{"own system 50", "own user 77", "own system 1"}));
+    EXPECT_EQ(own.calls, (std::vector<std::string>{"own system 50 +data", "own user 77 +data", "own system 1"}));
     EXPECT_EQ(listener.calls.size(), 10u);
     EXPECT_EQ(CMsgGesture().getGesture() + CMsgGesture().getID() + CMsgHardkey().getKeyStatus(), 0u);
 

@@ -1,6 +1,5 @@
 #include <message/CMessageCenter.h>
-
-#include "MessageTestSupport.h"
+#include <message/CMessages.h>
 
 #include <gtest/gtest.h>
 
@@ -11,12 +10,10 @@
 #include <climits>
 
 using namespace Trell;
-using MessageTest::CCenterFixture;
-using MessageTest::CCountedMessage;
 
 // Nodes of popped messages serve later pushes, a burst leaves only some of
 // them behind, and the center frees what it kept when it goes.
-TEST_F(CCenterFixture, PoppedNodesServeLaterPushesAndGoWithTheCenter)
+TEST(MessageCenterNodes, PoppedNodesServeLaterPushesAndGoWithTheCenter)
 {
     struct COwnCenter : CMessageCenter
     {
@@ -26,7 +23,7 @@ TEST_F(CCenterFixture, PoppedNodesServeLaterPushesAndGoWithTheCenter)
         COwnCenter own;
         const long long empty = MemTesting::getAllocationBalance();
         for (unsigned int i = 0; i < 10000; ++i)
-            own.pushMessage(new CCountedMessage(24, i));
+            own.pushMessage(new CMsgLogicEvent(i));
         while (own.popMessage()) {
         }
         const long long kept = MemTesting::getAllocationBalance() - empty;
@@ -34,7 +31,7 @@ TEST_F(CCenterFixture, PoppedNodesServeLaterPushesAndGoWithTheCenter)
         EXPECT_LT(kept, 10000);
         // Half of them: the rest must go with the center.
         for (long long i = 0; i < kept / 2; ++i)
-            own.pushMessage(new CCountedMessage(31, 1));
+            own.pushMessage(new CMsgLogicEvent(1));
         EXPECT_EQ(MemTesting::getAllocationBalance() - empty, kept + kept / 2) << "spare nodes left unused";
         own.clearMessageList();
     }

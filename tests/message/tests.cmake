@@ -1,7 +1,6 @@
 list(APPEND ECS_TESTS
     message/CBaseMessageTest.cpp
     message/CMessageCenterTest.cpp
-    message/CMessageCenterSchedulingTest.cpp
     message/CMessageCenterFastPathTest.cpp
     message/CEventDispatcherTest.cpp
 )
