@@ -5,8 +5,8 @@
 // Each N is swept twice: refusing every allocation from the N-th on, and
 // refusing the N-th only (so error paths that allocate run too).
 
-#include <document/CCSVParser.h>
 #include <configuration/CConfigParser.h>
+#include <document/CCSVParser.h>
 #include <document/CXMLElement.h>
 #include <document/CXMLParser.h>
 #include <foundation/CMemChecker.h>
@@ -34,9 +34,9 @@ namespace {
 
 enum EOutcome
 {
-    OUTCOME_FAILED,  // refused cleanly
-    OUTCOME_DONE,    // the right result
-    OUTCOME_WRONG,   // claims success, or changed state, with a wrong result
+    OUTCOME_FAILED, // refused cleanly
+    OUTCOME_DONE,   // the right result
+    OUTCOME_WRONG,  // claims success, or changed state, with a wrong result
 };
 
 // Judges a run: called once the operation is over, it first lets further
@@ -85,20 +85,19 @@ bool xmlTreeIsRight(const CXMLParser& parser)
     const CXMLElement* second = root->getChildByIndex(1);
     const CXMLElement* deep = second ? second->getSingleChild(u"deep") : nullptr;
     const CXMLElement* note = root->getChildByIndex(2);
-    return root->getAttributeInt(u"version") == 2 && root->getChildByIndex(0)->getText().compare(u"one") == 0 &&
-           deep && deep->getAttributeString(u"a").compare(u"<") == 0 && note &&
+    return root->getAttributeInt(u"version") == 2 && root->getChildByIndex(0)->getText().compare(u"one") == 0 && deep &&
+           deep->getAttributeString(u"a").compare(u"<") == 0 && note &&
            note->getText().compare(u"caf\u00e9 & more") == 0;
 }
 
-const char CONFIG_TEXT[] =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<engine_config use_for_studio=\"true\">\n"
-    "  <log_output terminal=\"false\" file_size=\"0x8000\" file_path_win=\"/abs/engine.log\"/>\n"
-    "  <thread_set><thread id=\"tm\" name=\"Timer\" priority=\"7\"/></thread_set>\n"
-    "  <surface_set><surface use=\"true\" name=\"main\" width=\"800\" height=\"480\"/>"
-    "<surface name=\"spare\"/></surface_set>\n"
-    "  <touch_param waver_distance=\"41\"/>\n"
-    "</engine_config>\n";
+const char CONFIG_TEXT[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                           "<engine_config use_for_studio=\"true\">\n"
+                           "  <log_output terminal=\"false\" file_size=\"0x8000\" file_path_win=\"/abs/engine.log\"/>\n"
+                           "  <thread_set><thread id=\"tm\" name=\"Timer\" priority=\"7\"/></thread_set>\n"
+                           "  <surface_set><surface use=\"true\" name=\"main\" width=\"800\" height=\"480\"/>"
+                           "<surface name=\"spare\"/></surface_set>\n"
+                           "  <touch_param waver_distance=\"41\"/>\n"
+                           "</engine_config>\n";
 
 const char16_t CSV_TEXT[] = u"\uFEFFname\tvalue\tnote\nalpha\t1\tfirst row\nbeta\t2\t\n\"gamma\"\t3\tlast\n";
 
@@ -159,9 +158,8 @@ std::vector<tagOperation> operations()
                              g_pSavedDocument->saveToFile(widen(tempPath("out.xml")), true);
              if (s_expected.empty() && ok)
                  s_expected = text.buffer();
-             return verdict(ok, [&] {
-                 return text.compare(s_expected.c_str()) == 0 && readFile(tempPath("out.xml")).size() > 0;
-             });
+             return verdict(
+                 ok, [&] { return text.compare(s_expected.c_str()) == 0 && readFile(tempPath("out.xml")).size() > 0; });
          }},
         {"configuration load",
          [] {

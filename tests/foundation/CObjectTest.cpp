@@ -61,7 +61,9 @@ TEST(CObject, LastReleaseDeletesOrReturnsToPool)
     pooled->setObjectPool(&pool);
     pooled->addRef();
     pooled->release();
-    { CObjectPtr<CCounted> holder(pooled); }
+    {
+        CObjectPtr<CCounted> holder(pooled);
+    }
     EXPECT_EQ(pool.kept, (std::vector<CObject*>{pooled, pooled})) << "the smart pointer's last release too";
     EXPECT_EQ(live, 1) << "a pooled object is handed back, not deleted";
     pooled->setObjectPool(nullptr);

@@ -101,4 +101,12 @@ inline std::string invalidPointerWarning(const void* p)
     return line;
 }
 
+// The checker's warning for a block it refuses or finds damaged.
+inline std::string freeWarning(const void* p, const char* className, const char* what)
+{
+    char address[32];
+    std::snprintf(address, sizeof(address), "%zX", static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(p)));
+    return std::string("[Warning][TrellEngine] Free(0x") + address + ")" + className + ": " + what + "\n";
+}
+
 } // namespace MemTest
