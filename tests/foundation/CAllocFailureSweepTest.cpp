@@ -9,8 +9,6 @@
 #include <document/CCSVParser.h>
 #include <document/CXMLElement.h>
 #include <document/CXMLParser.h>
-#include <foundation/CMemChecker.h>
-#include <foundation/CMemManager.h>
 #include <message/CMessageCenter.h>
 #include <message/CMessages.h>
 #include <text/CString.h>
@@ -25,7 +23,6 @@
 #include <cstdio>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 
 using namespace Trell;
@@ -64,12 +61,6 @@ std::string tempPath(const char* name)
 CString widen(const std::string& text)
 {
     return CString(std::u16string(text.begin(), text.end()).c_str());
-}
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 const char16_t XML_TEXT[] =
@@ -158,8 +149,9 @@ std::vector<tagOperation> operations()
                              g_pSavedDocument->saveToFile(widen(tempPath("out.xml")), true);
              if (s_expected.empty() && ok)
                  s_expected = text.buffer();
-             return verdict(
-                 ok, [&] { return text.compare(s_expected.c_str()) == 0 && readFile(tempPath("out.xml")).size() > 0; });
+             return verdict(ok, [&] {
+                 return text.compare(s_expected.c_str()) == 0 && std::ifstream(tempPath("out.xml")).peek() != EOF;
+             });
          }},
         {"configuration load",
          [] {
@@ -241,7 +233,6 @@ std::vector<tagOperation> operations()
 TEST_F(CAllocFailureSweep, EveryRefusedAllocationEndsCleanly)
 {
     MemTest::tagAllocationHookGuard guard;
-    CMemChecker* checker = CMemManager::getInstance()->getChecker();
     for (const tagOperation& operation : operations()) {
         // A run without refusals first: it must succeed, and it makes the
         // singletons and caches the operation keeps between runs.
@@ -252,7 +243,6 @@ TEST_F(CAllocFailureSweep, EveryRefusedAllocationEndsCleanly)
         for (const int failures : {-1, 1}) {
             int n = 0;
             for (;; ++n) {
-                const unsigned int liveBefore = checker ? checker->getLiveBlockCount() : 0;
                 MemTesting::failAllocationsAfter(n, failures);
                 const EOutcome outcome = operation.run();
                 const unsigned int refused = MemTesting::getRefusedAllocations();
@@ -260,9 +250,6 @@ TEST_F(CAllocFailureSweep, EveryRefusedAllocationEndsCleanly)
                 MemTesting::failAllocationsAfter(-1);
                 EXPECT_NE(outcome, OUTCOME_WRONG) << operation.name << ", allocation " << n + 1 << " refused";
                 EXPECT_EQ(balance, 0) << operation.name << " leaked, allocation " << n + 1 << " refused";
-                if (checker) {
-                    EXPECT_EQ(checker->getLiveBlockCount(), liveBefore) << operation.name << ", allocation " << n + 1;
-                }
                 if (refused == 0) {
                     EXPECT_EQ(outcome, OUTCOME_DONE) << operation.name;
                     break;

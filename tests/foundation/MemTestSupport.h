@@ -28,14 +28,6 @@ std::string captureStdout(F&& f)
     return testing::internal::GetCapturedStdout();
 }
 
-inline std::size_t countOf(const std::string& text, const std::string& what)
-{
-    std::size_t count = 0;
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
-        ++count;
-    return count;
-}
-
 // Disarms the system-heap hook however a test ends.
 struct tagHookGuard
 {
