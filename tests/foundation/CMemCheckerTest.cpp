@@ -212,16 +212,15 @@ TEST_F(CMemCheckerTest, ReportGoesToTheConsoleWithoutAFile)
     // Two names a unit apart: in one of them a pair straddles the split.
     void* first = m_checker.malloc(21, m_checker.registClassName((u"A" + wide).c_str()));
     std::string out = captureStdout([&] { m_checker.generateMemReportFile(); });
-    EXPECT_TRUE(std::regex_search(out, REPORT_HEADER)) << out;
-    EXPECT_NE(out.find("\"A" + utf8 + "\",\"1\",\"21\"\n"), std::string::npos) << out;
     m_checker.free(first);
-
     void* second = m_checker.malloc(22, m_checker.registClassName((u"AB" + wide).c_str()));
     m_checker.setMemReportFile(u"/nonexistent-folder-for-ecs-tests/report.txt");
-    out = captureStdout([&] { m_checker.generateMemReportFile(); });
-    EXPECT_NE(out.find("--- Report_0002 at "), std::string::npos) << out;
-    EXPECT_NE(out.find("\"AB" + utf8 + "\",\"1\",\"22\"\n"), std::string::npos) << out;
+    out += captureStdout([&] { m_checker.generateMemReportFile(); });
     m_checker.free(second);
+    const std::string columns = "\"ClassName\",\"InstanceCount\",\"TotalSize\"\n";
+    EXPECT_EQ(numbersOf(out), (std::vector<std::string>{"0001", "0002"}));
+    EXPECT_EQ(bodiesOf(out), (std::vector<std::string>{"", columns + "\"A" + utf8 + "\",\"1\",\"21\"\n",
+                                                       columns + "\"AB" + utf8 + "\",\"1\",\"22\"\n"}));
 }
 
 TEST_F(CMemCheckerTest, HeapCheckVerdicts)
