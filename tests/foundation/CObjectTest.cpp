@@ -16,11 +16,7 @@ class CCounted : public CObject
 public:
     explicit CCounted(int* live) : m_live(live) { ++*m_live; }
     CCounted(const CCounted& other) : CObject(other), m_live(other.m_live) { ++*m_live; }
-    CCounted& operator=(const CCounted& other)
-    {
-        CObject::operator=(other);
-        return *this;
-    }
+    CCounted& operator=(const CCounted& other) = default;
     ~CCounted() override { --*m_live; }
 
 private:
