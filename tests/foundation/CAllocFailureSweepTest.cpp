@@ -232,7 +232,7 @@ std::vector<tagOperation> operations()
 
 TEST_F(CAllocFailureSweep, EveryRefusedAllocationEndsCleanly)
 {
-    MemTest::tagAllocationHookGuard guard;
+    MemTest::tagHookGuard guard;
     for (const tagOperation& operation : operations()) {
         // A run without refusals first: it must succeed, and it makes the
         // singletons and caches the operation keeps between runs.

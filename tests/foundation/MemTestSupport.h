@@ -28,16 +28,14 @@ std::string captureStdout(F&& f)
     return testing::internal::GetCapturedStdout();
 }
 
-// Disarms the system-heap hook however a test ends.
+// Disarms both failure hooks however a test ends.
 struct tagHookGuard
 {
-    ~tagHookGuard() { Trell::MemTesting::failSystemHeapAfter(-1); }
-};
-
-// Disarms the allocation hook however a test ends.
-struct tagAllocationHookGuard
-{
-    ~tagAllocationHookGuard() { Trell::MemTesting::failAllocationsAfter(-1); }
+    ~tagHookGuard()
+    {
+        Trell::MemTesting::failSystemHeapAfter(-1);
+        Trell::MemTesting::failAllocationsAfter(-1);
+    }
 };
 
 // Two threads of random allocations and frees, each holding up to maxLive
