@@ -14,82 +14,77 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #if defined(__SANITIZE_ADDRESS__)
-#  define MEM_TEST_ASAN 1
+#define MEM_TEST_ASAN 1
 #elif defined(__has_feature)
-#  if __has_feature(address_sanitizer)
-#    define MEM_TEST_ASAN 1
-#  endif
+#if __has_feature(address_sanitizer)
+#define MEM_TEST_ASAN 1
+#endif
 #endif
 
 using namespace Trell;
 using namespace MemTest;
-
-TEST(CMemAllocator, SizeClassTableFollowsTheBands)
-{
-    CMemAllocator allocator;
-    ASSERT_EQ(allocator.getClassCount(), 64u);
-    struct
-    {
-        unsigned int requested, initial, growth;
-    } const rows[] = {
-        {8, 10000, 100}, {48, 10000, 100}, {56, 5000, 100}, {96, 5000, 100}, {104, 2000, 50}, {144, 2000, 50},
-        {152, 1000, 50}, {192, 1000, 50},  {200, 500, 20},  {248, 500, 20},  {256, 200, 20},  {296, 200, 20},
-        {304, 100, 10},  {392, 100, 10},   {400, 50, 5},    {448, 50, 5},    {456, 20, 5},    {512, 20, 5},
-    };
-    for (const auto& row : rows) {
-        const unsigned int index = row.requested / 8 - 1;
-        EXPECT_EQ(allocator.getInitialCount(index), row.initial) << "requested " << row.requested;
-        EXPECT_EQ(allocator.getGrowthCount(index), row.growth) << "requested " << row.requested;
-        EXPECT_EQ(allocator.getTotalSlots(index), 0u) << "chunks are taken on first use only";
-    }
-    // Out-of-range indices read as empty rather than past the table.
-    EXPECT_EQ(allocator.getStride(64) + allocator.getGrowthCount(64) + allocator.getInitialCount(64) +
-                  allocator.getUsableSize(64),
-              0u);
-    // Checking mode widens every stride by the checker's overhead, so that
-    // checked requests up to 512 bytes still fit a pool.
-    const CMemAllocator checking(true);
-    EXPECT_EQ(checking.getStride(0), (8 + CMemAllocator::HEADER_SIZE + CMemAllocator::ALIGN_MASK +
-                                      CMemAllocator::CHECKER_OVERHEAD) & ~CMemAllocator::ALIGN_MASK);
-    EXPECT_GE(checking.getMaxPooledSize(), 512u + CMemAllocator::CHECKER_OVERHEAD);
-    EXPECT_EQ(allocator.getMaxPooledSize(), 512u);
-}
 
 // A 32-bit build has exactly the documented layout: two 32-bit header words
 // (8 bytes), 4-byte alignment, a 16-byte chunk header, an 8-byte large-block
 // prefix and a 24-byte checker header plus its guard byte. A 64-bit build
 // widens each word to a pointer and aligns to 16.
 static_assert(sizeof(void*) != 4 || (CMemAllocator::HEADER_SIZE == 8 && CMemAllocator::ALIGN_MASK == 3 &&
-                                     CMemAllocator::CHUNK_DATA_OFFSET == 16 &&
-                                     CMemAllocator::LARGE_BLOCK_PREFIX == 8 && CMemAllocator::CHECKER_OVERHEAD == 25),
+                                     CMemAllocator::CHUNK_DATA_OFFSET == 16 && CMemAllocator::LARGE_BLOCK_PREFIX == 8 &&
+                                     CMemAllocator::CHECKER_OVERHEAD == 25),
               "32-bit block layout");
 static_assert(sizeof(void*) != 8 || (CMemAllocator::HEADER_SIZE == 16 && CMemAllocator::ALIGN_MASK == 15 &&
                                      CMemAllocator::CHUNK_DATA_OFFSET == 32 &&
                                      CMemAllocator::LARGE_BLOCK_PREFIX == 16 && CMemAllocator::CHECKER_OVERHEAD == 49),
               "64-bit block layout");
 
-// Strides, usable sizes and the header words in front of a block, in exact
-// numbers per word size: word 0 names the size class (0 for a large block),
-// word 1 is the header's own address XOR 0x837A46C2; a class's second block
-// lies one stride after its first.
-TEST(CMemAllocator, BlockHeaderHasTheWordSizesLayout)
+// The class table in bands of initial and growth counts; strides, usable
+// sizes and the header words in front of a block, in exact numbers per word
+// size: word 0 names the size class (0 for a large block), word 1 is the
+// header's own address XOR 0x837A46C2; a class's second block lies one
+// stride after its first.
+TEST(CMemAllocator, SizeClassTableAndBlockHeaderLayout)
 {
+    const CMemAllocator allocator;
+    ASSERT_EQ(allocator.getClassCount(), 64u);
+    struct
+    {
+        unsigned int requested, initial, growth;
+    } const bands[] = {
+        {8, 10000, 100}, {48, 10000, 100}, {56, 5000, 100}, {96, 5000, 100}, {104, 2000, 50}, {144, 2000, 50},
+        {152, 1000, 50}, {192, 1000, 50},  {200, 500, 20},  {248, 500, 20},  {256, 200, 20},  {296, 200, 20},
+        {304, 100, 10},  {392, 100, 10},   {400, 50, 5},    {448, 50, 5},    {456, 20, 5},    {512, 20, 5},
+    };
+    for (const auto& band : bands) {
+        const unsigned int index = band.requested / 8 - 1;
+        EXPECT_EQ(std::make_tuple(allocator.getInitialCount(index), allocator.getGrowthCount(index),
+                                  allocator.getTotalSlots(index)),
+                  std::make_tuple(band.initial, band.growth, 0u))
+            << "requested " << band.requested << "; chunks are taken on first use only";
+    }
+    // Out-of-range indices read as empty rather than past the table.
+    EXPECT_EQ(allocator.getStride(64) + allocator.getGrowthCount(64) + allocator.getInitialCount(64) +
+                  allocator.getUsableSize(64),
+              0u);
     const bool narrow = sizeof(void*) == 4;
     struct
     {
         unsigned int index, stride32, stride64;
     } const rows[] = {{0, 16, 32}, {2, 32, 48}, {5, 56, 64}, {62, 512, 528}, {63, 520, 528}};
-    const CMemAllocator allocator;
     for (const auto& row : rows) {
         const unsigned int stride = narrow ? row.stride32 : row.stride64;
         EXPECT_EQ(allocator.getStride(row.index), stride) << "class " << row.index;
         EXPECT_EQ(allocator.getUsableSize(row.index), stride - (narrow ? 8u : 16u)) << "class " << row.index;
     }
+    // Checking mode widens every stride by the checker's overhead, so that
+    // checked requests up to 512 bytes still fit a pool.
     const CMemAllocator checking(true);
     EXPECT_EQ(checking.getStride(0), narrow ? 44u : 80u) << "8 bytes + header + the checker's overhead, aligned";
+    EXPECT_GE(checking.getMaxPooledSize(), 512u + CMemAllocator::CHECKER_OVERHEAD);
+    EXPECT_EQ(allocator.getMaxPooledSize(), 512u);
 
     CMemAllocator pools;
     char* first = static_cast<char*>(pools.malloc(24));
@@ -148,7 +143,8 @@ TEST(CMemAllocator, EveryBlockIsAlignedAndFitsItsRequest)
 }
 
 // A full class grows by its growth count; a growth chunk the system heap
-// refuses is warned about and the request gets nothing.
+// refuses is warned about and the request falls back to a large block, which
+// the heap refuses too.
 TEST(CMemAllocator, ChunksGrowByTheInitialThenTheGrowthCount)
 {
     tagHookGuard guard;
@@ -164,6 +160,7 @@ TEST(CMemAllocator, ChunksGrowByTheInitialThenTheGrowthCount)
     MemTesting::failSystemHeapAfter(0);
     void* refused = reinterpret_cast<void*>(1);
     const std::string out = captureStdout([&] { refused = allocator.malloc(500); });
+    EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), 2u) << "the chunk, then its large-block fallback";
     MemTesting::failSystemHeapAfter(-1);
     EXPECT_EQ(refused, nullptr);
     EXPECT_EQ(out, "[Warning][TrellEngine] Allocate memory pool block failed (size = " +
@@ -180,24 +177,6 @@ TEST(CMemAllocator, ChunksGrowByTheInitialThenTheGrowthCount)
     for (void* p : blocks)
         allocator.free(p);
     EXPECT_EQ(allocator.getFreeSlotCount(cls), initial + 1);
-}
-
-// Without a first chunk a pooled request falls back to a large block, which
-// fails too; a large request asks the system heap once.
-TEST(CMemAllocator, SystemHeapFailuresYieldNull)
-{
-    tagHookGuard guard;
-    CMemAllocator allocator;
-    MemTesting::failSystemHeapAfter(0);
-    void* pooled = nullptr;
-    void* large = nullptr;
-    const std::string out = captureStdout([&] {
-        pooled = allocator.malloc(8);
-        large = allocator.malloc(4096);
-    });
-    EXPECT_TRUE(pooled == nullptr && large == nullptr);
-    EXPECT_EQ(countOf(out, "Allocate memory pool block failed"), 1u) << out;
-    EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), 3u) << "chunk, its large fallback, the large block";
 }
 
 // A second free of a block, in the class's free list or in a thread's bin,

@@ -16,11 +16,7 @@ class CCounted : public CObject
 public:
     explicit CCounted(int* live) : m_live(live) { ++*m_live; }
     CCounted(const CCounted& other) : CObject(other), m_live(other.m_live) { ++*m_live; }
-    CCounted& operator=(const CCounted& other)
-    {
-        CObject::operator=(other);
-        return *this;
-    }
+    CCounted& operator=(const CCounted& other) = default;
     ~CCounted() override { --*m_live; }
 
 private:
@@ -61,7 +57,9 @@ TEST(CObject, LastReleaseDeletesOrReturnsToPool)
     pooled->setObjectPool(&pool);
     pooled->addRef();
     pooled->release();
-    { CObjectPtr<CCounted> holder(pooled); }
+    {
+        CObjectPtr<CCounted> holder(pooled);
+    }
     EXPECT_EQ(pool.kept, (std::vector<CObject*>{pooled, pooled})) << "the smart pointer's last release too";
     EXPECT_EQ(live, 1) << "a pooled object is handed back, not deleted";
     pooled->setObjectPool(nullptr);

@@ -28,24 +28,14 @@ std::string captureStdout(F&& f)
     return testing::internal::GetCapturedStdout();
 }
 
-inline std::size_t countOf(const std::string& text, const std::string& what)
-{
-    std::size_t count = 0;
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
-        ++count;
-    return count;
-}
-
-// Disarms the system-heap hook however a test ends.
+// Disarms both failure hooks however a test ends.
 struct tagHookGuard
 {
-    ~tagHookGuard() { Trell::MemTesting::failSystemHeapAfter(-1); }
-};
-
-// Disarms the allocation hook however a test ends.
-struct tagAllocationHookGuard
-{
-    ~tagAllocationHookGuard() { Trell::MemTesting::failAllocationsAfter(-1); }
+    ~tagHookGuard()
+    {
+        Trell::MemTesting::failSystemHeapAfter(-1);
+        Trell::MemTesting::failAllocationsAfter(-1);
+    }
 };
 
 // Two threads of random allocations and frees, each holding up to maxLive
@@ -99,6 +89,14 @@ inline std::string invalidPointerWarning(const void* p)
                   "[Warning][TrellEngine] Free(0x%" PRIxPTR "): Invalid Pointer, Maybe it had been freed or crashed.\n",
                   reinterpret_cast<std::uintptr_t>(p));
     return line;
+}
+
+// The checker's warning for a block it refuses or finds damaged.
+inline std::string freeWarning(const void* p, const char* className, const char* what)
+{
+    char address[32];
+    std::snprintf(address, sizeof(address), "%zX", static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(p)));
+    return std::string("[Warning][TrellEngine] Free(0x") + address + ")" + className + ": " + what + "\n";
 }
 
 } // namespace MemTest

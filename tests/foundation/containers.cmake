@@ -1,6 +1,2 @@
 # Container tests.
-list(APPEND ECS_TESTS
-    foundation/CDataArrayTest.cpp
-    foundation/CDataListTest.cpp
-    foundation/CDataMapTest.cpp
-)
+list(APPEND ECS_TESTS foundation/ContainersTest.cpp)
