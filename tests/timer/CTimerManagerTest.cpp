@@ -13,7 +13,7 @@ namespace {
 
 using CTimerManagerTest = CTimerFixture;
 
-TEST_F(CTimerManagerTest, WorkerTakesNameAndPriorityFromTheTmEntry)
+TEST_F(CTimerManagerTest, WorkerTakesTheTmEntryAndSleepsWithoutTimers)
 {
     CTimerManager* pManager = CTimerManager::getInstance();
     // No configuration loaded: the entry's defaults. The worker has reported
