@@ -94,44 +94,38 @@ public:
         nice = getpriority(PRIO_PROCESS, static_cast<id_t>(currentThreadId()));
 #endif
     }
-    void releaseRun() { m_waitSignal.notify(); }
+    void releaseRun()
+    {
+        m_waitSignal.notify();
+    }
     std::atomic<int> nice{1000};
 };
 
 } // namespace
 
-TEST(CThread, RunsStartedRunStoppedInOrderOnItsOwnThread)
-{
-    CReaper reaper("thread order");
-    CWorker worker;
-    EXPECT_TRUE(worker.getThreadPriority() == 51 && worker.getThreadName() == u"Unknown" && worker.getThreadID() == 0);
-    worker.startThread();
-    worker.started.wait(0);
-    EXPECT_NE(worker.idSeenInRun.load(), static_cast<unsigned int>(currentThreadId()));
-    EXPECT_EQ(worker.getThreadID(), worker.idSeenInRun.load());
-    worker.stopThread();
-    EXPECT_EQ(worker.events, "started,run,stopped");
-    EXPECT_EQ(worker.getThreadID(), 0u);
-    EXPECT_TRUE(worker.isPrepareStopThread()) << "the stop request stays raised until the next start";
-}
-
-TEST(CThread, EveryStartRunsOnceAndStopsRightAfter)
+// Each start runs once, in order, on a thread of its own; starts while it
+// runs are ignored.
+TEST(CThread, EveryStartRunsStartedRunStoppedOnceOnItsOwnThread)
 {
     CReaper reaper("start and stop cycles");
     CWorker worker;
+    EXPECT_TRUE(worker.getThreadPriority() == 51 && worker.getThreadName() == u"Unknown" && worker.getThreadID() == 0);
     worker.stopThread(); // on an idle thread: returns at once
     worker.waitForThreadStop();
-    EXPECT_EQ(worker.runs.load(), 0);
     for (int round = 1; round <= 3; ++round) {
         worker.startThread();
-        worker.startThread(); // ignored while the thread runs
+        worker.startThread();
         worker.started.wait(0);
         worker.startThread();
+        EXPECT_NE(worker.idSeenInRun.load(), static_cast<unsigned int>(currentThreadId()));
+        EXPECT_EQ(worker.getThreadID(), worker.idSeenInRun.load());
         EXPECT_FALSE(worker.isPrepareStopThread());
         worker.stopThread();
         EXPECT_EQ(worker.getThreadID(), 0u);
         EXPECT_EQ(worker.runs.load(), round) << "one run per start";
     }
+    EXPECT_EQ(worker.events, "started,run,stopped,started,run,stopped,started,run,stopped");
+    EXPECT_TRUE(worker.isPrepareStopThread()) << "the stop request stays raised until the next start";
 }
 
 TEST(CThread, StopRequestBeforeOrDuringARunWakesItOnce)
@@ -156,7 +150,7 @@ TEST(CThread, StopRequestBeforeOrDuringARunWakesItOnce)
 
 TEST(CThread, PriorityMapping)
 {
-    const std::pair<int, int> cases[] = {{50, 0}, {49, -2}, {3, -2},  {2, 2},   {1, 1},    {0, 0},
+    const std::pair<int, int> cases[] = {{50, 0},  {49, -2}, {3, -2}, {2, 2},  {1, 1},    {0, 0},
                                          {-1, -1}, {-2, -2}, {-3, 0}, {51, 2}, {1000, 2}, {-1000, 0}};
     for (const auto& [priority, system] : cases)
         EXPECT_EQ(CThread::toSystemPriority(priority), system) << "priority " << priority;
@@ -170,8 +164,11 @@ TEST(CThread, PriorityIsTheSystemsOwnLevel)
     {
         int iPriority;
         int iLevel;
-    } cases[] = {{49, THREAD_PRIORITY_LOWEST}, {50, THREAD_PRIORITY_NORMAL}, {51, THREAD_PRIORITY_HIGHEST},
-                 {-1, THREAD_PRIORITY_BELOW_NORMAL}, {-3, THREAD_PRIORITY_NORMAL}};
+    } cases[] = {{49, THREAD_PRIORITY_LOWEST},
+                 {50, THREAD_PRIORITY_NORMAL},
+                 {51, THREAD_PRIORITY_HIGHEST},
+                 {-1, THREAD_PRIORITY_BELOW_NORMAL},
+                 {-3, THREAD_PRIORITY_NORMAL}};
     for (const auto& c : cases) {
         CNiceProbe probe;
         probe.setThreadPriority(c.iPriority);

@@ -86,11 +86,6 @@ int exitCodeOf(pid_t pid)
     return waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-int runHelper(const char* pszProgram, std::vector<std::string> args)
-{
-    return exitCodeOf(spawnHelper(pszProgram, std::move(args)));
-}
-
 // Whether a wait of uiMilliseconds ended by a signal, i.e. well before its end.
 bool signalled(CWaitObject& event, unsigned int uiMilliseconds = 60000)
 {
@@ -174,7 +169,10 @@ TEST(NamedObject, AnotherUsersEntryIsRefused)
         GTEST_SKIP() << "needs root to create an entry as another user";
     for (const mode_t mode : {0666, 0600}) {
         const std::string name = uniqueName("foreign"), path = entryPath(name);
-        ASSERT_EQ(runAs(65534, [](const std::string& p) { return open(p.c_str(), O_RDWR | O_CREAT, 0600) >= 0 ? 0 : 1; }, path), 0);
+        ASSERT_EQ(
+            runAs(
+                65534, [](const std::string& p) { return open(p.c_str(), O_RDWR | O_CREAT, 0600) >= 0 ? 0 : 1; }, path),
+            0);
         ASSERT_EQ(chmod(path.c_str(), mode), 0);
         s_log.clear();
         if (mode == 0600) {
@@ -215,7 +213,7 @@ TEST(NamedObject, DeadUsersLeaveNothingBehind)
             CWaitObject event(toCString(name));
             EXPECT_FALSE(signalled(event, 40));
             if (mode == "openexit") {
-                EXPECT_EQ(runHelper(HELPER, {"openexit", name}), 0);
+                EXPECT_EQ(exitCodeOf(spawnHelper(HELPER, {"openexit", name})), 0);
             }
             if (mode == "hold") {
                 CWaitObject readyEvent(toCString(ready));
@@ -224,7 +222,7 @@ TEST(NamedObject, DeadUsersLeaveNothingBehind)
                 kill(pid, SIGKILL);
                 waitpid(pid, nullptr, 0);
             }
-            EXPECT_EQ(runHelper(HELPER, {"signal", name}), 0);
+            EXPECT_EQ(exitCodeOf(spawnHelper(HELPER, {"signal", name})), 0);
             EXPECT_TRUE(signalled(event)) << "lost a signal from a process that has closed it";
             EXPECT_FALSE(signalled(event, 40));
         }

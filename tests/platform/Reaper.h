@@ -9,10 +9,9 @@
 #include "support/WaitUntil.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
+#include <future>
 #include <string>
 #include <thread>
 
@@ -20,35 +19,23 @@ class CReaper
 {
 public:
     explicit CReaper(const char* pszWhat, std::chrono::seconds deadline = std::chrono::seconds(60))
-        : m_strWhat(pszWhat), m_thread([this, deadline] { watch(deadline); })
-    {
-    }
+        : m_thread([strWhat = std::string(pszWhat), deadline, done = m_done.get_future()] {
+              if (done.wait_for(deadline) != std::future_status::ready) {
+                  std::fprintf(stderr, "Reaper: '%s' did not finish within %lld s\n", strWhat.c_str(),
+                               static_cast<long long>(deadline.count()));
+                  std::fflush(stderr);
+                  std::abort();
+              }
+          })
+    {}
     ~CReaper()
     {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_bDone = true;
-        }
-        m_cv.notify_all();
+        m_done.set_value();
         m_thread.join();
     }
 
 private:
-    void watch(std::chrono::seconds deadline)
-    {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        if (!m_cv.wait_for(lock, deadline, [this] { return m_bDone; })) {
-            std::fprintf(stderr, "Reaper: '%s' did not finish within %lld s\n", m_strWhat.c_str(),
-                         static_cast<long long>(deadline.count()));
-            std::fflush(stderr);
-            std::abort();
-        }
-    }
-
-    std::string m_strWhat;
-    std::mutex m_mutex;
-    std::condition_variable m_cv;
-    bool m_bDone = false;
+    std::promise<void> m_done; // before the thread, which takes its future
     std::thread m_thread;
 };
 

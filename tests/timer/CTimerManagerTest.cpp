@@ -13,7 +13,7 @@ namespace {
 
 using CTimerManagerTest = CTimerFixture;
 
-TEST_F(CTimerManagerTest, WorkerTakesNameAndPriorityFromTheTmEntry)
+TEST_F(CTimerManagerTest, WorkerTakesTheTmEntryAndSleepsWithoutTimers)
 {
     CTimerManager* pManager = CTimerManager::getInstance();
     // No configuration loaded: the entry's defaults. The worker has reported
@@ -23,6 +23,9 @@ TEST_F(CTimerManagerTest, WorkerTakesNameAndPriorityFromTheTmEntry)
     EXPECT_TRUE(pManager->getThreadName().isEmpty());
     EXPECT_EQ(pManager->getThreadPriority(), 51);
     EXPECT_EQ(pManager->getCheckInterval(), 10u);
+    // Without a timer the worker blocks instead of checking every 10 ms.
+    std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    EXPECT_EQ(g_uiClockReads.load(), 0u);
     pManager->stop();
 
     const std::string path = (std::filesystem::temp_directory_path() / "timer-thread-entry.xml").string();
@@ -69,37 +72,6 @@ TEST_F(CTimerManagerTest, StopAndStartInQuickRoundsNeitherHangNorLoseTheTimers)
     timer.stop();
 }
 
-// At shutdown the center may go first; stopping a timer then must not
-// build a new center that nobody deletes.
-TEST_F(CTimerManagerTest, RemoveTimerAfterTheCenterIsGoneLeavesItGone)
-{
-    CTimer timer(10, 0);
-    timer.start();
-    CMessageCenter::deleteInstance();
-    timer.stop();
-    EXPECT_FALSE(CMessageCenter::hasInstance());
-}
-
-TEST_F(CTimerManagerTest, IdleWorkerDoesNotCheck)
-{
-    // No timer: the worker blocks instead of checking every 10 ms.
-    std::this_thread::sleep_for(std::chrono::milliseconds(60));
-    EXPECT_EQ(g_uiClockReads.load(), 0u);
-
-    CTimer timer(10, 0);
-    listenAndStart(timer, m_listener);
-    g_uiFakeNow.store(10);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; })) << "addTimer did not wake the worker";
-    timer.stop();
-
-    // Once the last timer is gone the worker goes back to sleep: at most the
-    // check in progress and one more read the clock, where a worker that
-    // kept checking would read it every 10 ms.
-    const unsigned int uiReads = g_uiClockReads.load();
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
-    EXPECT_LE(g_uiClockReads.load() - uiReads, 2u);
-}
-
 // Timers started while the manager is stopped, or kept over a stop that
 // wakes a sleeping check, are checked once it runs again; adding twice
 // checks once.
@@ -124,7 +96,10 @@ TEST_F(CTimerManagerTest, TimersOutliveAStoppedManagerAndAreCheckedOnce)
     EXPECT_EQ(m_listener.counts(&timer), (std::vector<unsigned int>{1, 2}));
 }
 
-TEST_F(CTimerManagerTest, DeleteInstanceOfARunningManagerStopsItsWorker)
+// At shutdown the manager or the center may go first: deleting a running
+// manager stops its worker, and stopping a timer after the center is gone
+// must not build a new center that nobody deletes.
+TEST_F(CTimerManagerTest, ShutdownInEitherOrder)
 {
     CTimer timer(10, 0);
     listenAndStart(timer, m_listener);
@@ -134,6 +109,10 @@ TEST_F(CTimerManagerTest, DeleteInstanceOfARunningManagerStopsItsWorker)
     CTimerManager::deleteInstance();
     CTimerManager::getInstance()->start();
     EXPECT_NE(CTimerManager::getInstance()->getThreadID(), 0u);
+    timer.start();
+    CMessageCenter::deleteInstance();
+    timer.stop();
+    EXPECT_FALSE(CMessageCenter::hasInstance());
 }
 
 } // namespace

@@ -50,24 +50,18 @@ class CRecordingListener : public ITimerListener
 public:
     void onTimer(const CTimer* pTimer, unsigned int uiCount) override { m_events.push_back({pTimer, false, uiCount}); }
     void onTimerComplete(const CTimer* pTimer) override { m_events.push_back({pTimer, true, 0}); }
-    unsigned int pulseCount(const CTimer* pTimer = nullptr) const { return countOf(false, pTimer); }
-    unsigned int completeCount() const { return countOf(true, nullptr); }
-    unsigned int countOf(bool bComplete, const CTimer* pTimer) const
-    {
-        return static_cast<unsigned int>(std::count_if(m_events.begin(), m_events.end(), [&](const tagEvent& e) {
-            return e.bComplete == bComplete && (!pTimer || e.pTimer == pTimer);
-        }));
-    }
-    // The counts of one timer's pulses, in delivery order.
-    std::vector<unsigned int> counts(const CTimer* pTimer) const
+    // The counts of the pulses (of one timer, or of all), in delivery order.
+    std::vector<unsigned int> counts(const CTimer* pTimer = nullptr) const
     {
         std::vector<unsigned int> result;
         for (const tagEvent& e : m_events) {
-            if (!e.bComplete && e.pTimer == pTimer)
+            if (!e.bComplete && (!pTimer || e.pTimer == pTimer))
                 result.push_back(e.uiCount);
         }
         return result;
     }
+    std::size_t pulseCount(const CTimer* pTimer = nullptr) const { return counts(pTimer).size(); }
+    std::size_t completeCount() const { return m_events.size() - pulseCount(); }
 
     std::vector<tagEvent> m_events;
 };
@@ -121,15 +115,6 @@ inline void listenAndStart(CTimer& timer, ITimerListener& listener)
 {
     timer.setListener(&listener);
     timer.start();
-}
-
-// Waits until one timer message is queued and takes it off the queue, as
-// the main loop would; null when none came.
-inline CObjectPtr<CBaseMessage> popQueuedTimerMessage()
-{
-    if (!waitUntil([] { return queuedTimerMessages() == 1; }))
-        return CObjectPtr<CBaseMessage>();
-    return CMessageCenter::getInstance()->popMessage();
 }
 
 // Every test starts with an empty center, a fresh, running manager and the
