@@ -27,6 +27,8 @@ list(APPEND ECS_SOURCES
     src/platform/PlatformLog.cpp
     src/platform/PathText.h
     src/platform/PathText.cpp
+    src/platform/ShareMemoryRoster.h
+    src/platform/ShareMemoryRoster.cpp
     src/platform/SocketOwner.h
     src/platform/CPlatformFactory.cpp
     src/platform/CSyncObject.cpp
