@@ -27,6 +27,7 @@ list(APPEND ECS_SOURCES
     src/platform/PlatformLog.cpp
     src/platform/PathText.h
     src/platform/PathText.cpp
+    src/platform/ImpFactories.inl
     src/platform/ShareMemoryRoster.h
     src/platform/ShareMemoryRoster.cpp
     src/platform/SocketOwner.h

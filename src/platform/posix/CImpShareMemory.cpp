@@ -11,18 +11,6 @@
 
 namespace Trell {
 
-namespace PlatformImp {
-
-IShareMemory* createShareMemory(IShareMemoryOwner* pOwner)
-{
-    IShareMemory* pImpl = new CImpShareMemory(pOwner);
-    if (!pImpl)
-        delete pOwner;
-    return pImpl;
-}
-
-} // namespace PlatformImp
-
 CImpShareMemory::CImpShareMemory(IShareMemoryOwner* pOwner)
     : CShareMemoryRoster(pOwner), m_region(), m_mutexRead(), m_mutexWrite(), m_roster(), m_pRoster(nullptr)
 {

@@ -15,18 +15,6 @@
 
 namespace Trell {
 
-namespace PlatformImp {
-
-ISocketClient* createSocketClient(ISocketClientOwner* pOwner)
-{
-    ISocketClient* pClient = new CImpSocketClient(pOwner);
-    if (!pClient)
-        delete pOwner;
-    return pClient;
-}
-
-} // namespace PlatformImp
-
 CImpSocketClient::CImpSocketClient(ISocketClientOwner* pOwner) : m_pOwner(pOwner) {}
 
 CImpSocketClient::~CImpSocketClient()

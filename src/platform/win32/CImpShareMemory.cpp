@@ -24,18 +24,6 @@ std::set<std::pair<unsigned int, std::uint32_t>> g_openSlots;
 
 } // namespace
 
-namespace PlatformImp {
-
-IShareMemory* createShareMemory(IShareMemoryOwner* pOwner)
-{
-    IShareMemory* pImpl = new CImpShareMemory(pOwner);
-    if (!pImpl)
-        delete pOwner;
-    return pImpl;
-}
-
-} // namespace PlatformImp
-
 CImpShareMemory::CImpShareMemory(IShareMemoryOwner* pOwner)
     : CShareMemoryRoster(pOwner),
       m_hRegion(nullptr),

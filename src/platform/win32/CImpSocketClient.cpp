@@ -11,18 +11,6 @@
 
 namespace Trell {
 
-namespace PlatformImp {
-
-ISocketClient* createSocketClient(ISocketClientOwner* pOwner)
-{
-    ISocketClient* pClient = new CImpSocketClient(pOwner);
-    if (!pClient)
-        delete pOwner;
-    return pClient;
-}
-
-} // namespace PlatformImp
-
 CImpSocketClient::CImpSocketClient(ISocketClientOwner* pOwner) : m_pOwner(pOwner), m_bStarted(Winsock::start())
 {
     if (!m_bStarted)

@@ -11,18 +11,6 @@
 
 namespace Trell {
 
-namespace PlatformImp {
-
-ISocketServer* createSocketServer(ISocketServerOwner* pOwner)
-{
-    ISocketServer* pServer = new CImpSocketServer(pOwner);
-    if (!pServer)
-        delete pOwner;
-    return pServer;
-}
-
-} // namespace PlatformImp
-
 namespace {
 
 const unsigned int NO_CLIENT = 0xFFFFFFFF;
