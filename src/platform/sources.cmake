@@ -31,6 +31,7 @@ list(APPEND ECS_SOURCES
     src/platform/ShareMemoryRoster.h
     src/platform/ShareMemoryRoster.cpp
     src/platform/SocketOwner.h
+    src/platform/SocketKeeper.h
     src/platform/CPlatformFactory.cpp
     src/platform/CSyncObject.cpp
     src/platform/CAutoSync.cpp
