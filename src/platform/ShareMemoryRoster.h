@@ -99,6 +99,17 @@ protected:
         LOCK_TIMEOUT,
         LOCK_FAILED
     };
+    // A layer's CNamedMutex::ELock as the ELock above.
+    template <class TLock>
+    static ELock toLock(TLock eLock)
+    {
+        static_assert(LOCK_TAKEN == static_cast<int>(TLock::LOCK_TAKEN) &&
+                          LOCK_ABANDONED == static_cast<int>(TLock::LOCK_ABANDONED) &&
+                          LOCK_TIMEOUT == static_cast<int>(TLock::LOCK_TIMEOUT) &&
+                          LOCK_FAILED == static_cast<int>(TLock::LOCK_FAILED),
+                      "the result is passed on as it is");
+        return static_cast<ELock>(eLock);
+    }
     enum EMutex
     {
         MUTEX_READ,

@@ -164,12 +164,7 @@ void CImpShareMemory::closeObjects()
 
 CShareMemoryRoster::ELock CImpShareMemory::lockMutex(EMutex eMutex, unsigned int uiMilliseconds)
 {
-    static_assert(LOCK_TAKEN == static_cast<int>(CNamedMutex::LOCK_TAKEN) &&
-                      LOCK_ABANDONED == static_cast<int>(CNamedMutex::LOCK_ABANDONED) &&
-                      LOCK_TIMEOUT == static_cast<int>(CNamedMutex::LOCK_TIMEOUT) &&
-                      LOCK_FAILED == static_cast<int>(CNamedMutex::LOCK_FAILED),
-                  "the result is passed on as it is");
-    return static_cast<ELock>((eMutex == MUTEX_READ ? m_mutexRead : m_mutexWrite).lock(uiMilliseconds));
+    return toLock((eMutex == MUTEX_READ ? m_mutexRead : m_mutexWrite).lock(uiMilliseconds));
 }
 
 void CImpShareMemory::unlockMutex(EMutex eMutex)
