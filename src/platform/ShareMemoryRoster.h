@@ -16,7 +16,7 @@
 //    as the first, took "_Write"), and the writer locks "_Write" again only
 //    once every registered reader has joined. A reader joins a round whose
 //    "_Event" it missed as well, and a wake without a new round (a closing
-//    reader wakes all) delivers nothing.
+//    reader sets "_Event" for all) delivers nothing.
 //  - Dead readers are dropped, and the count at offset 0 set to the readers
 //    still counted (logged), by a reader that registers; by the writer while
 //    it waits for a round's readers (it looks again every POLL_MS); by whoever
