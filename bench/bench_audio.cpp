@@ -26,6 +26,8 @@
 #include <text/CString.h>
 #include <timer/CTimerManager.h>
 
+#include "BenchCommon.h"
+
 #include <benchmark/benchmark.h>
 #include <gst/gst.h>
 
@@ -35,7 +37,6 @@
 #include <cmath>
 #include <condition_variable>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <mutex>
 #include <string>
@@ -307,25 +308,6 @@ void BM_PlaybackCpuPlayer(benchmark::State& state)
         state.counters["cpu_vs_playbin"] = dPercent / g_dPeerCpu.load();
 }
 BENCHMARK(BM_PlaybackCpuPlayer)->Name("PlaybackCpu/Player")->Iterations(1)->UseRealTime();
-
-// Takes --name=N off the command line (the benchmark library rejects flags
-// it does not know).
-bool takeFlag(int& argc, char** argv, const char* pszName, unsigned int& uiValue)
-{
-    const size_t length = std::strlen(pszName);
-    for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], pszName, length) == 0 && argv[i][length] == '=') {
-            const long value = std::strtol(argv[i] + length + 1, nullptr, 10);
-            if (value > 0)
-                uiValue = static_cast<unsigned int>(value);
-            for (int j = i; j + 1 < argc; ++j)
-                argv[j] = argv[j + 1];
-            --argc;
-            return true;
-        }
-    }
-    return false;
-}
 
 } // namespace
 

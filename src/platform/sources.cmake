@@ -27,7 +27,11 @@ list(APPEND ECS_SOURCES
     src/platform/PlatformLog.cpp
     src/platform/PathText.h
     src/platform/PathText.cpp
+    src/platform/ImpFactories.inl
+    src/platform/ShareMemoryRoster.h
+    src/platform/ShareMemoryRoster.cpp
     src/platform/SocketOwner.h
+    src/platform/SocketKeeper.h
     src/platform/CPlatformFactory.cpp
     src/platform/CSyncObject.cpp
     src/platform/CAutoSync.cpp

@@ -15,18 +15,6 @@
 
 namespace Trell {
 
-namespace PlatformImp {
-
-ISocketClient* createSocketClient(ISocketClientOwner* pOwner)
-{
-    ISocketClient* pClient = new CImpSocketClient(pOwner);
-    if (!pClient)
-        delete pOwner;
-    return pClient;
-}
-
-} // namespace PlatformImp
-
 CImpSocketClient::CImpSocketClient(ISocketClientOwner* pOwner) : m_pOwner(pOwner) {}
 
 CImpSocketClient::~CImpSocketClient()
@@ -57,7 +45,7 @@ void CImpSocketClient::closeSocket()
 bool CImpSocketClient::connect(int& iError)
 {
     CSocketDescriptor::CUse use(m_socket);
-    const int iFd = use.fd();
+    const int iFd = use.socket();
     if (iFd < 0) {
         iError = -1;
         return false;
@@ -92,7 +80,7 @@ bool CImpSocketClient::receive(int& iCount)
 {
     iCount = -1;
     CSocketDescriptor::CUse use(m_socket);
-    const int iFd = use.fd();
+    const int iFd = use.socket();
     if (iFd < 0)
         return false;
     pollfd wait{iFd, POLLIN, 0};
@@ -105,9 +93,9 @@ bool CImpSocketClient::receive(int& iCount)
 int CImpSocketClient::sendData(const unsigned char* pData, unsigned int uiLength)
 {
     CSocketDescriptor::CUse use(m_socket);
-    if (use.fd() < 0)
+    if (use.socket() < 0)
         return -1;
-    return SocketOptions::send(use.fd(), pData, uiLength);
+    return SocketOptions::send(use.socket(), pData, uiLength);
 }
 
 } // namespace Trell

@@ -14,18 +14,6 @@
 
 namespace Trell {
 
-namespace PlatformImp {
-
-ISocketServer* createSocketServer(ISocketServerOwner* pOwner)
-{
-    ISocketServer* pServer = new CImpSocketServer(pOwner);
-    if (!pServer)
-        delete pOwner;
-    return pServer;
-}
-
-} // namespace PlatformImp
-
 namespace {
 
 const unsigned int NO_CLIENT = 0xFFFFFFFF;
@@ -85,11 +73,11 @@ void CImpSocketServer::closeSocket()
 unsigned int CImpSocketServer::connect()
 {
     CSocketDescriptor::CUse use(m_listen);
-    if (use.fd() < 0)
+    if (use.socket() < 0)
         return NO_CLIENT;
     int iClient;
     do {
-        iClient = ::accept4(use.fd(), nullptr, nullptr, SOCK_CLOEXEC);
+        iClient = ::accept4(use.socket(), nullptr, nullptr, SOCK_CLOEXEC);
     } while (iClient < 0 && (errno == EINTR || errno == ECONNABORTED));
     if (iClient < 0)
         return NO_CLIENT;
@@ -107,11 +95,11 @@ int CImpSocketServer::receive(unsigned int uiClient)
     if (uiClient != m_uiClient.load())
         return -1;
     CSocketDescriptor::CUse use(m_client);
-    if (use.fd() < 0 || static_cast<unsigned int>(use.fd()) != uiClient)
+    if (use.socket() < 0 || static_cast<unsigned int>(use.socket()) != uiClient)
         return -1;
     const int iCount =
-        SocketOptions::receive(use.fd(), m_pOwner->getReceiveBuffer(), m_pOwner->getReceiveBufferSize());
-    if (iCount < 1 && m_client.peek() == use.fd()) {
+        SocketOptions::receive(use.socket(), m_pOwner->getReceiveBuffer(), m_pOwner->getReceiveBufferSize());
+    if (iCount < 1 && m_client.peek() == use.socket()) {
         // The server goes back to accepting: the client is done with.
         m_uiClient.store(NO_CLIENT);
         m_client.close(-1);
@@ -124,9 +112,9 @@ int CImpSocketServer::sendData(const unsigned char* pData, unsigned int uiLength
     if (uiClient != m_uiClient.load())
         return -1;
     CSocketDescriptor::CUse use(m_client);
-    if (use.fd() < 0 || static_cast<unsigned int>(use.fd()) != uiClient)
+    if (use.socket() < 0 || static_cast<unsigned int>(use.socket()) != uiClient)
         return -1;
-    return SocketOptions::send(use.fd(), pData, uiLength);
+    return SocketOptions::send(use.socket(), pData, uiLength);
 }
 
 } // namespace Trell

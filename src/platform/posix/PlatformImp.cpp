@@ -1,15 +1,23 @@
 #include <platform/PlatformImp.h>
 
+#include <platform/IShareMemoryOwner.h>
+#include <platform/SocketOwner.h>
 #include <platform/posix/CImpFile.h>
 #include <platform/posix/CImpFolder.h>
 #include <platform/posix/CImpLibraryLoader.h>
 #include <platform/posix/CImpPath.h>
+#include <platform/posix/CImpShareMemory.h>
+#include <platform/posix/CImpSocketClient.h>
+#include <platform/posix/CImpSocketServer.h>
 #include <platform/posix/CImpSyncObject.h>
 #include <platform/posix/CImpSystem.h>
 #include <platform/posix/CImpThread.h>
 #include <platform/posix/CImpWaitObject.h>
 #include <platform/posix/NativePath.h>
 #include <text/CString.h>
+
+// The factories that are the same on every platform, for the classes above.
+#include <platform/ImpFactories.inl>
 
 #include <atomic>
 #include <ctime>
@@ -26,46 +34,6 @@
 
 namespace Trell {
 namespace PlatformImp {
-
-ISyncObject* createSyncObject()
-{
-    return new CImpSyncObject();
-}
-
-IWaitObject* createWaitObject(const CString& strName)
-{
-    return new CImpWaitObject(strName);
-}
-
-IThread* createThread(CThread* pOwner)
-{
-    return new CImpThread(pOwner);
-}
-
-IPath* createPath()
-{
-    return new CImpPath();
-}
-
-IFile* createFile()
-{
-    return new CImpFile();
-}
-
-IFolder* createFolder()
-{
-    return new CImpFolder();
-}
-
-ILibraryLoader* createLibraryLoader()
-{
-    return new CImpLibraryLoader();
-}
-
-ISystem* createSystem()
-{
-    return new CImpSystem();
-}
 
 namespace {
 

@@ -2,7 +2,6 @@
 
 #include <platform/CWaitObject.h>
 #include <platform/IShareMemoryOwner.h>
-#include <platform/PlatformLog.h>
 #include <platform/win32/WideText.h>
 #include <text/CString.h>
 #include <text/CStringConverter.h>
@@ -17,16 +16,6 @@ namespace Trell {
 
 namespace {
 
-CString objectName(unsigned int uiKey, const char16_t* pszSuffix)
-{
-    return CStringConverter::format(u"%u%ls", uiKey, pszSuffix);
-}
-
-void logWarning(const CString& strText)
-{
-    PlatformLog::logWarning(strText.buffer());
-}
-
 // The roster handles this process has open, by key and number: an entry of
 // this process whose handle is not here was left by a handle closed without
 // unregistering.
@@ -35,52 +24,21 @@ std::set<std::pair<unsigned int, std::uint32_t>> g_openSlots;
 
 } // namespace
 
-namespace PlatformImp {
-
-IShareMemory* createShareMemory(IShareMemoryOwner* pOwner)
-{
-    IShareMemory* pImpl = new CImpShareMemory(pOwner);
-    if (!pImpl)
-        delete pOwner;
-    return pImpl;
-}
-
-} // namespace PlatformImp
-
 CImpShareMemory::CImpShareMemory(IShareMemoryOwner* pOwner)
-    : m_pOwner(pOwner),
+    : CShareMemoryRoster(pOwner),
       m_hRegion(nullptr),
       m_mutexRead(),
       m_mutexWrite(),
-      m_pEvent(nullptr),
-      m_pReader(nullptr),
       m_pJoined(nullptr),
       m_hRoster(nullptr),
       m_pRoster(nullptr),
-      m_pEntry(nullptr),
-      m_uiSlot(0),
-      m_pView(nullptr),
-      m_uiKey(0)
+      m_uiSlot(0)
 {
 }
 
 CImpShareMemory::~CImpShareMemory()
 {
     close();
-    delete m_pOwner;
-    m_pOwner = nullptr;
-}
-
-bool CImpShareMemory::open(unsigned int uiKey)
-{
-    close();
-    m_uiKey = uiKey;
-    if (!openObjects(uiKey) || (!m_pOwner->isWriter() && !registerReader())) {
-        close();
-        return false;
-    }
-    m_pOwner->setView(m_pView);
-    return true;
 }
 
 void* CImpShareMemory::mapRegion(const CString& strName, unsigned int uiBytes, void*& hMapping, bool& bCreated)
@@ -110,6 +68,8 @@ bool CImpShareMemory::openObjects(unsigned int uiKey)
         logWarning(CStringConverter::format(u"Shared memory %u: its events or its roster could not be opened.", uiKey));
         return false;
     }
+    m_pRound = &m_pRoster->uiRound;
+    m_pReaders = &m_pRoster->readers;
     std::uint32_t uiFound = 0;
     if (!m_pRoster->uiRegionBytes.compare_exchange_strong(uiFound, uiRegionSize) && uiFound != uiRegionSize) {
         logWarning(CStringConverter::format(
@@ -153,12 +113,12 @@ bool CImpShareMemory::openObjects(unsigned int uiKey)
     return true;
 }
 
-bool CImpShareMemory::isEntryAlive(const tagRosterEntry& entry) const
+bool CImpShareMemory::isEntryAlive(const tagRosterEntry& entry, std::uint32_t uiSlot) const
 {
     const std::uint32_t uiProcess = entry.uiProcess.load();
     if (uiProcess == GetCurrentProcessId()) {
         std::lock_guard<std::mutex> guard(g_openSlotsMutex);
-        return g_openSlots.count(std::make_pair(m_uiKey, entry.uiSlot.load())) != 0;
+        return g_openSlots.count(std::make_pair(m_uiKey, uiSlot)) != 0;
     }
     HANDLE hProcess = OpenProcess(SYNCHRONIZE, FALSE, uiProcess);
     if (!hProcess)
@@ -170,59 +130,19 @@ bool CImpShareMemory::isEntryAlive(const tagRosterEntry& entry) const
     return bAlive;
 }
 
-bool CImpShareMemory::registerReader()
+void CImpShareMemory::claimEntry(tagRosterEntry& entry)
 {
-    if (!lockRead(false)) {
-        logWarning(CStringConverter::format(u"Shared memory %u: \"_Read\" stayed locked; reader refused.", m_uiKey));
-        return false;
-    }
-    repairRoster(true);
-    for (tagRosterEntry& entry : m_pRoster->aEntries) {
-        if (entry.uiSlot.load() != 0)
-            continue;
-        // A reader that comes in while a block is out does not take part in its round.
-        entry.uiJoined.store(m_pRoster->uiRound.load());
-        entry.uiState.store(ROSTER_IDLE);
-        entry.uiProcess.store(GetCurrentProcessId());
-        entry.uiSlot.store(m_uiSlot);
-        m_pEntry = &entry;
-        break;
-    }
-    unlockRead();
-    if (!m_pEntry) {
-        logWarning(CStringConverter::format(u"Shared memory %u: more than %u readers; refused.", m_uiKey,
-                                            ROSTER_READERS));
-        return false;
-    }
-    return true;
+    entry.uiProcess.store(GetCurrentProcessId());
+    entry.uiSlot.store(m_uiSlot);
 }
 
-void CImpShareMemory::unregisterReader()
+void CImpShareMemory::closeObjects()
 {
-    if (!m_pEntry)
-        return;
-    // Without "_Read" the entry stays: it counts as dead once this handle closes.
-    if (lockRead(false)) {
-        if (m_pEntry->uiState.load() != ROSTER_IDLE)
-            writeCount(readCount() - 1);
-        m_pEntry->uiState.store(ROSTER_IDLE);
-        m_pEntry->uiSlot.store(0);
-        unlockRead();
-    }
-    m_pEntry = nullptr;
-    m_pJoined->notify();
-}
-
-void CImpShareMemory::close()
-{
-    unregisterReader();
     if (m_uiSlot != 0) {
         std::lock_guard<std::mutex> guard(g_openSlotsMutex);
         g_openSlots.erase(std::make_pair(m_uiKey, m_uiSlot));
         m_uiSlot = 0;
     }
-    if (m_pOwner)
-        m_pOwner->setView(nullptr);
     if (m_pView)
         UnmapViewOfFile(m_pView);
     m_pView = nullptr;
@@ -231,10 +151,7 @@ void CImpShareMemory::close()
     m_hRegion = nullptr;
     delete m_pJoined;
     m_pJoined = nullptr;
-    delete m_pReader;
-    m_pReader = nullptr;
-    delete m_pEvent;
-    m_pEvent = nullptr;
+    deleteEvents();
     m_mutexWrite.close();
     m_mutexRead.close();
     if (m_pRoster)
@@ -245,242 +162,25 @@ void CImpShareMemory::close()
     m_hRoster = nullptr;
 }
 
-void CImpShareMemory::prepareStopForRead()
+CShareMemoryRoster::ELock CImpShareMemory::lockMutex(EMutex eMutex, unsigned int uiMilliseconds)
 {
-    if (m_pEvent)
-        m_pEvent->notify();
+    return toLock((eMutex == MUTEX_READ ? m_mutexRead : m_mutexWrite).lock(uiMilliseconds));
 }
 
-void CImpShareMemory::prepareStopForWrite()
+void CImpShareMemory::unlockMutex(EMutex eMutex)
 {
-    // A mutex refuses a release by a thread that does not own it; the writer
-    // thread, once woken, lets "_Write" go itself.
-    m_mutexWrite.unlock();
+    (eMutex == MUTEX_READ ? m_mutexRead : m_mutexWrite).unlock();
+}
+
+void CImpShareMemory::notifyJoined()
+{
     if (m_pJoined)
         m_pJoined->notify();
 }
 
-void CImpShareMemory::run()
+void CImpShareMemory::waitJoined(unsigned int uiMilliseconds)
 {
-    if (!m_pRoster || !m_pJoined)
-        return;
-    if (m_pOwner->isWriter())
-        runWriter();
-    else
-        runReader();
-}
-
-void CImpShareMemory::runWriter()
-{
-    while (!m_pOwner->isStopRequested()) {
-        m_pOwner->setCanWrite(false);
-        waitForJoins();
-        if (!lockWriteForWriter())
-            break;
-        m_pOwner->setCanWrite(true);
-        const bool bWritten = m_pOwner->waitDataWritten();
-        m_mutexWrite.unlock();
-        if (bWritten)
-            m_pRoster->uiRound.fetch_add(1);
-        m_pEvent->notify();
-    }
-    m_pOwner->setCanWrite(false);
-}
-
-void CImpShareMemory::waitForJoins()
-{
-    while (!m_pOwner->isStopRequested()) {
-        const std::uint32_t uiRound = m_pRoster->uiRound.load();
-        bool bPending = false;
-        bool bDead = false;
-        for (const tagRosterEntry& entry : m_pRoster->aEntries) {
-            if (entry.uiSlot.load() == 0 || entry.uiJoined.load() == uiRound)
-                continue;
-            bPending = true;
-            bDead = bDead || !isEntryAlive(entry);
-        }
-        if (!bPending)
-            return;
-        if (bDead) {
-            if (lockRead(true)) {
-                repairRoster(true);
-                unlockRead();
-            }
-            continue;
-        }
-        m_pJoined->forceWait(POLL_MS);
-    }
-}
-
-bool CImpShareMemory::lockWriteForWriter()
-{
-    for (;;) {
-        const CNamedMutex::ELock eLock = m_mutexWrite.lock(POLL_MS);
-        if (eLock == CNamedMutex::LOCK_TAKEN)
-            return true;
-        if (eLock == CNamedMutex::LOCK_ABANDONED) {
-            // Its holder died: a first reader (others may still read) or an
-            // earlier writer. The dead reader's part passes to this thread.
-            if (lockRead(true)) {
-                repairRoster(true);
-                unlockRead();
-            }
-            // On a stop "_Write" stays held: closing this handle abandons it
-            // again, and the next writer takes the same care.
-            return waitForHolders();
-        }
-        if (eLock == CNamedMutex::LOCK_FAILED || m_pOwner->isStopRequested())
-            return false;
-    }
-}
-
-void CImpShareMemory::runReader()
-{
-    while (!m_pOwner->isStopRequested()) {
-        // 1. A round this reader has not joined, announced by "_Event". The
-        // poll also catches a notify whose flag another reader cleared first.
-        const std::uint32_t uiRound = m_pRoster->uiRound.load();
-        if (uiRound == m_pEntry->uiJoined.load()) {
-            m_pEvent->forceWait(POLL_MS);
-            continue;
-        }
-        // 2.
-        if (!lockRead(true))
-            break;
-        const bool bFirst = m_pOwner->readerCountChange(true) == 1;
-        m_pEntry->uiState.store(bFirst ? ROSTER_WAITING : ROSTER_HOLDING);
-        if (bFirst) {
-            CNamedMutex::ELock eLock = CNamedMutex::LOCK_TIMEOUT;
-            while (eLock == CNamedMutex::LOCK_TIMEOUT && !m_pOwner->isStopRequested())
-                eLock = m_mutexWrite.lock(POLL_MS);
-            if (eLock != CNamedMutex::LOCK_TAKEN && eLock != CNamedMutex::LOCK_ABANDONED) {
-                m_pOwner->readerCountChange(false);
-                m_pEntry->uiState.store(ROSTER_IDLE);
-                unlockRead();
-                break;
-            }
-        }
-        m_pEntry->uiState.store(ROSTER_HOLDING);
-        m_pEntry->uiJoined.store(uiRound);
-        unlockRead();
-        // 3.
-        if (m_pOwner->queueNotification())
-            m_pOwner->waitNotificationHandled();
-        // 4.
-        if (!lockRead(false)) {
-            // Left counted: the others drop this entry once its handle closes.
-            if (bFirst)
-                m_mutexWrite.unlock();
-            break;
-        }
-        const int iCount = m_pOwner->readerCountChange(false);
-        m_pEntry->uiState.store(ROSTER_IDLE);
-        unlockRead();
-        // 5. A mutex is released only by the thread that owns it, hence the
-        // hand-over through "_Reader".
-        if (iCount == 0) {
-            if (bFirst)
-                m_mutexWrite.unlock();
-            else
-                m_pReader->notify();
-        } else if (bFirst && waitForHolders()) {
-            m_mutexWrite.unlock();
-        }
-        // On a stop while others still read, "_Write" stays held: closing
-        // this handle abandons it, and the writer then waits for them.
-        m_pJoined->notify();
-    }
-    unregisterReader();
-}
-
-bool CImpShareMemory::waitForHolders()
-{
-    for (;;) {
-        if (m_pOwner->isStopRequested() || !lockRead(true))
-            return false;
-        const bool bLeft = isHolderLeft();
-        unlockRead();
-        if (!bLeft)
-            return true;
-        m_pReader->forceWait(POLL_MS);
-    }
-}
-
-bool CImpShareMemory::isHolderLeft()
-{
-    for (const tagRosterEntry& entry : m_pRoster->aEntries) {
-        if (&entry != m_pEntry && entry.uiSlot.load() != 0 && entry.uiState.load() == ROSTER_HOLDING)
-            return true;
-    }
-    return false;
-}
-
-bool CImpShareMemory::lockRead(bool bStoppable)
-{
-    for (unsigned int uiWaited = 0;;) {
-        const CNamedMutex::ELock eLock = m_mutexRead.lock(POLL_MS);
-        if (eLock == CNamedMutex::LOCK_TAKEN || eLock == CNamedMutex::LOCK_ABANDONED) {
-            // An abandoned "_Read" may hide a half-made change of the count.
-            if (eLock == CNamedMutex::LOCK_ABANDONED || readCount() != 0)
-                repairRoster(eLock == CNamedMutex::LOCK_ABANDONED);
-            return true;
-        }
-        if (eLock == CNamedMutex::LOCK_FAILED)
-            return false;
-        uiWaited += POLL_MS;
-        if (bStoppable ? m_pOwner->isStopRequested() : uiWaited >= GIVE_UP_MS)
-            return false;
-    }
-}
-
-void CImpShareMemory::repairRoster(bool bAllEntries)
-{
-    bool bDropped = false;
-    bool bCountedDropped = false;
-    for (tagRosterEntry& entry : m_pRoster->aEntries) {
-        if (entry.uiSlot.load() == 0 || &entry == m_pEntry)
-            continue;
-        const bool bCounted = entry.uiState.load() != ROSTER_IDLE;
-        if ((!bAllEntries && !bCounted) || isEntryAlive(entry))
-            continue;
-        entry.uiState.store(ROSTER_IDLE);
-        entry.uiSlot.store(0);
-        bDropped = true;
-        bCountedDropped = bCountedDropped || bCounted;
-    }
-    if (bCountedDropped || bAllEntries) {
-        std::int32_t iLive = 0;
-        for (const tagRosterEntry& entry : m_pRoster->aEntries)
-            iLive += entry.uiSlot.load() != 0 && entry.uiState.load() != ROSTER_IDLE ? 1 : 0;
-        const std::int32_t iCount = readCount();
-        if (iCount != iLive) {
-            logWarning(CStringConverter::format(
-                u"Shared memory %u: a reader died; the reader count goes from %d to %d.", m_uiKey,
-                static_cast<int>(iCount), static_cast<int>(iLive)));
-            writeCount(iLive);
-        }
-    }
-    if (bDropped)
-        m_pJoined->notify();
-}
-
-std::int32_t CImpShareMemory::readCount() const
-{
-    if (!m_pView)
-        return 0;
-    const std::uint32_t uiValue = static_cast<std::uint32_t>(m_pView[0]) | static_cast<std::uint32_t>(m_pView[1]) << 8 |
-                                  static_cast<std::uint32_t>(m_pView[2]) << 16 |
-                                  static_cast<std::uint32_t>(m_pView[3]) << 24;
-    return static_cast<std::int32_t>(uiValue);
-}
-
-void CImpShareMemory::writeCount(std::int32_t iCount)
-{
-    if (!m_pView)
-        return;
-    const std::uint32_t uiValue = static_cast<std::uint32_t>(iCount);
-    for (int i = 0; i < 4; ++i)
-        m_pView[i] = static_cast<unsigned char>(uiValue >> (8 * i));
+    m_pJoined->forceWait(uiMilliseconds);
 }
 
 } // namespace Trell

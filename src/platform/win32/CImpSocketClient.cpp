@@ -11,18 +11,6 @@
 
 namespace Trell {
 
-namespace PlatformImp {
-
-ISocketClient* createSocketClient(ISocketClientOwner* pOwner)
-{
-    ISocketClient* pClient = new CImpSocketClient(pOwner);
-    if (!pClient)
-        delete pOwner;
-    return pClient;
-}
-
-} // namespace PlatformImp
-
 CImpSocketClient::CImpSocketClient(ISocketClientOwner* pOwner) : m_pOwner(pOwner), m_bStarted(Winsock::start())
 {
     if (!m_bStarted)
@@ -81,7 +69,7 @@ bool CImpSocketClient::connect(int& iError)
         iError = iLast;
         return false;
     }
-    if (use.wait(true, static_cast<int>(CONNECT_TIMEOUT_MS)) <= 0) {
+    if (Winsock::wait(use, true, static_cast<int>(CONNECT_TIMEOUT_MS)) <= 0) {
         // A refused non-blocking connect shows in the failure set: its
         // SO_ERROR is the answer, as for a wait that succeeded.
         int iSocketError = 0;
@@ -108,7 +96,7 @@ bool CImpSocketClient::receive(int& iCount)
     CSocketHandle::CUse use(m_socket);
     if (use.socket() == CSocketHandle::NONE)
         return false;
-    if (use.wait(false, -1) <= 0)
+    if (Winsock::wait(use, false, -1) <= 0)
         return false;
     iCount = Winsock::receive(use.socket(), m_pOwner->getReceiveBuffer(), m_pOwner->getReceiveBufferSize());
     return iCount > 0;

@@ -11,18 +11,6 @@
 
 namespace Trell {
 
-namespace PlatformImp {
-
-ISocketServer* createSocketServer(ISocketServerOwner* pOwner)
-{
-    ISocketServer* pServer = new CImpSocketServer(pOwner);
-    if (!pServer)
-        delete pOwner;
-    return pServer;
-}
-
-} // namespace PlatformImp
-
 namespace {
 
 const unsigned int NO_CLIENT = 0xFFFFFFFF;
@@ -96,7 +84,7 @@ unsigned int CImpSocketServer::connect()
         return NO_CLIENT;
     SOCKET client = INVALID_SOCKET;
     while (client == INVALID_SOCKET) {
-        if (use.wait(false, -1) <= 0)
+        if (Winsock::wait(use, false, -1) <= 0)
             return NO_CLIENT;
         client = ::accept(static_cast<SOCKET>(use.socket()), nullptr, nullptr);
         // A client that gave up before it was taken is no reason to stop.
@@ -124,7 +112,7 @@ int CImpSocketServer::receive(unsigned int uiClient)
     // The wait stands in for the blocking recv's timeout, which a close could
     // not end.
     int iCount = -1;
-    if (use.wait(false, static_cast<int>(RECEIVE_TIMEOUT_MS)) > 0)
+    if (Winsock::wait(use, false, static_cast<int>(RECEIVE_TIMEOUT_MS)) > 0)
         iCount = Winsock::receive(use.socket(), m_pOwner->getReceiveBuffer(), m_pOwner->getReceiveBufferSize());
     if (iCount < 1 && m_client.peek() == use.socket()) {
         // The server goes back to accepting: the client is done with.

@@ -17,15 +17,6 @@
 
 namespace Trell {
 
-namespace PlatformImp {
-
-ISystem* createSystem()
-{
-    return new CImpSystem();
-}
-
-} // namespace PlatformImp
-
 namespace {
 
 typedef std::chrono::steady_clock Clock;

@@ -1,14 +1,23 @@
 #include <platform/PlatformImp.h>
 
+#include <platform/IShareMemoryOwner.h>
+#include <platform/SocketOwner.h>
 #include <platform/win32/CImpFile.h>
 #include <platform/win32/CImpFolder.h>
 #include <platform/win32/CImpLibraryLoader.h>
 #include <platform/win32/CImpPath.h>
+#include <platform/win32/CImpShareMemory.h>
+#include <platform/win32/CImpSocketClient.h>
+#include <platform/win32/CImpSocketServer.h>
 #include <platform/win32/CImpSyncObject.h>
+#include <platform/win32/CImpSystem.h>
 #include <platform/win32/CImpThread.h>
 #include <platform/win32/CImpWaitObject.h>
 #include <platform/win32/NativePath.h>
 #include <text/CString.h>
+
+// The factories that are the same on every platform, for the classes above.
+#include <platform/ImpFactories.inl>
 
 #include <windows.h>
 
@@ -16,41 +25,6 @@
 
 namespace Trell {
 namespace PlatformImp {
-
-ISyncObject* createSyncObject()
-{
-    return new CImpSyncObject();
-}
-
-IWaitObject* createWaitObject(const CString& strName)
-{
-    return new CImpWaitObject(strName);
-}
-
-IThread* createThread(CThread* pOwner)
-{
-    return new CImpThread(pOwner);
-}
-
-IPath* createPath()
-{
-    return new CImpPath();
-}
-
-IFile* createFile()
-{
-    return new CImpFile();
-}
-
-IFolder* createFolder()
-{
-    return new CImpFolder();
-}
-
-ILibraryLoader* createLibraryLoader()
-{
-    return new CImpLibraryLoader();
-}
 
 unsigned int getSystemTickCount()
 {

@@ -8,44 +8,47 @@
 
 namespace Trell {
 
-CSocketHandle::CUse::CUse(CSocketHandle& handle) : m_owner(handle), m_pHandle(nullptr)
+void tagWinsockCalls::close(std::uintptr_t socket)
 {
-    std::lock_guard<std::mutex> guard(handle.m_mutex);
-    m_pHandle = handle.m_pHandle;
-    if (m_pHandle)
-        ++m_pHandle->uiUsers;
+    ::closesocket(static_cast<SOCKET>(socket));
 }
 
-CSocketHandle::CUse::~CUse()
+void tagWinsockCalls::shutdown(std::uintptr_t socket, int iHow)
 {
-    if (!m_pHandle)
-        return;
-    std::lock_guard<std::mutex> guard(m_owner.m_mutex);
-    if (--m_pHandle->uiUsers == 0 && m_pHandle->bGivenUp) {
-        ::closesocket(static_cast<SOCKET>(m_pHandle->socket));
-        delete m_pHandle;
-    }
+    ::shutdown(static_cast<SOCKET>(socket), iHow);
 }
 
-bool CSocketHandle::CUse::isGivenUp() const
+namespace Winsock {
+
+bool start()
 {
-    std::lock_guard<std::mutex> guard(m_owner.m_mutex);
-    return m_pHandle->bGivenUp;
+    WSADATA data;
+    return ::WSAStartup(MAKEWORD(2, 2), &data) == 0;
 }
 
-int CSocketHandle::CUse::wait(bool bWrite, int iLimitMs) const
+void stop()
 {
-    if (!m_pHandle)
+    ::WSACleanup();
+}
+
+int lastError()
+{
+    return ::WSAGetLastError();
+}
+
+int wait(const CSocketHandle::CUse& use, bool bWrite, int iLimitMs)
+{
+    if (use.socket() == CSocketHandle::NONE)
         return -1;
-    const SOCKET socket = static_cast<SOCKET>(m_pHandle->socket);
-    const auto start = std::chrono::steady_clock::now();
+    const SOCKET socket = static_cast<SOCKET>(use.socket());
+    const auto began = std::chrono::steady_clock::now();
     for (;;) {
-        if (isGivenUp())
+        if (use.isGivenUp())
             return -1;
         long lSliceMs = WAIT_SLICE_MS;
         if (iLimitMs >= 0) {
             const auto spent =
-                std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
+                std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began).count();
             if (spent >= iLimitMs)
                 return 0;
             if (iLimitMs - spent < lSliceMs)
@@ -66,74 +69,6 @@ int CSocketHandle::CUse::wait(bool bWrite, int iLimitMs) const
         if (iReady != 0)
             return iReady > 0 ? 1 : -1;
     }
-}
-
-void CSocketHandle::giveUp(tagHandle* pHandle)
-{
-    pHandle->bGivenUp = true;
-    if (pHandle->uiUsers == 0) {
-        ::closesocket(static_cast<SOCKET>(pHandle->socket));
-        delete pHandle;
-    }
-}
-
-bool CSocketHandle::adopt(Socket socket)
-{
-    tagHandle* pHandle = new tagHandle{socket, 0, false};
-    if (!pHandle) {
-        ::closesocket(static_cast<SOCKET>(socket));
-        return false;
-    }
-    std::lock_guard<std::mutex> guard(m_mutex);
-    if (m_pHandle)
-        giveUp(m_pHandle);
-    m_pHandle = pHandle;
-    return true;
-}
-
-CSocketHandle::Socket CSocketHandle::peek() const
-{
-    std::lock_guard<std::mutex> guard(m_mutex);
-    return m_pHandle ? m_pHandle->socket : NONE;
-}
-
-bool CSocketHandle::shutdown(int iHow)
-{
-    std::lock_guard<std::mutex> guard(m_mutex);
-    if (!m_pHandle)
-        return false;
-    ::shutdown(static_cast<SOCKET>(m_pHandle->socket), iHow);
-    return true;
-}
-
-bool CSocketHandle::close(int iHow)
-{
-    std::lock_guard<std::mutex> guard(m_mutex);
-    if (!m_pHandle)
-        return false;
-    if (iHow != -1)
-        ::shutdown(static_cast<SOCKET>(m_pHandle->socket), iHow);
-    giveUp(m_pHandle);
-    m_pHandle = nullptr;
-    return true;
-}
-
-namespace Winsock {
-
-bool start()
-{
-    WSADATA data;
-    return ::WSAStartup(MAKEWORD(2, 2), &data) == 0;
-}
-
-void stop()
-{
-    ::WSACleanup();
-}
-
-int lastError()
-{
-    return ::WSAGetLastError();
 }
 
 void setNonBlocking(CSocketHandle::Socket socket, bool bNonBlocking)

@@ -1,91 +1,32 @@
 #pragma once
 
 // A Winsock socket shared by an endpoint's own thread (connect, accept,
-// receive), the threads that send on it and the thread that stops it.
-//
-// Socket handles are reused by the system once closed, so a thread still
-// inside select, recv or send on one could end up on somebody else's socket.
-// Closing therefore only takes the handle away from new users; closesocket
-// happens when the last user is done. Since a close cannot then wake a
-// waiter, every wait here is cut into slices of WAIT_SLICE_MS that look
-// whether the handle was given up.
+// receive), the threads that send on it and the thread that stops it (see
+// SocketKeeper.h). Since a close cannot wake a waiter, every wait here
+// (Winsock::wait) is cut into slices of WAIT_SLICE_MS that look whether the
+// handle was given up.
 //
 // Threading: every member may be called from any thread.
 
-#include <foundation/CMemory.h>
+#include <platform/SocketKeeper.h>
 
 #include <cstdint>
-#include <mutex>
 
 namespace Trell {
 
-class CSocketHandle
+struct tagWinsockCalls
 {
-    TRELL_DECLARE_ALLOCATOR(u"CSocketHandle")
+    static constexpr const char16_t* NAME = u"CSocketHandle";
+    static constexpr const char16_t* HANDLE_NAME = u"CSocketHandle::tagHandle";
 
-public:
     // The system's SOCKET, kept as a plain integer so that no Winsock header
     // is needed here.
-    typedef std::uintptr_t Socket;
-    static const Socket NONE = ~static_cast<Socket>(0);
-    static const unsigned int WAIT_SLICE_MS = 50;
-
-private:
-    struct tagHandle
-    {
-        TRELL_DECLARE_ALLOCATOR(u"CSocketHandle::tagHandle")
-
-        Socket socket;
-        unsigned int uiUsers;
-        bool bGivenUp;
-    };
-
-public:
-    // One use of the socket: it stays open at least as long as this.
-    class CUse
-    {
-    public:
-        explicit CUse(CSocketHandle& handle);
-        ~CUse();
-        CUse(const CUse&) = delete;
-        CUse& operator=(const CUse&) = delete;
-        // NONE when no socket was held.
-        Socket socket() const { return m_pHandle ? m_pHandle->socket : NONE; }
-        // Waits until the socket is readable (bWrite: writable too, as a
-        // connect in progress needs), it was given up, or iLimitMs passed
-        // (-1: no limit). 1 ready, 0 timed out, -1 failed or given up.
-        int wait(bool bWrite, int iLimitMs) const;
-
-    private:
-        bool isGivenUp() const;
-
-        CSocketHandle& m_owner;
-        tagHandle* m_pHandle;
-    };
-
-    CSocketHandle() = default;
-    ~CSocketHandle() { close(-1); }
-    CSocketHandle(const CSocketHandle&) = delete;
-    CSocketHandle& operator=(const CSocketHandle&) = delete;
-
-    // Holds socket from now on (one held before is given up). False, with
-    // the socket closed, when the bookkeeping cannot be allocated.
-    bool adopt(Socket socket);
-    // The socket held, or NONE; for comparisons only.
-    Socket peek() const;
-    // shutdown(iHow) on the held socket without giving it up; false when
-    // none is held.
-    bool shutdown(int iHow);
-    // Gives the socket up: shut down with iHow first unless iHow is -1,
-    // closed once no use remains. False when none was held.
-    bool close(int iHow);
-
-private:
-    static void giveUp(tagHandle* pHandle);
-
-    mutable std::mutex m_mutex;
-    tagHandle* m_pHandle = nullptr;
+    static void close(std::uintptr_t socket);
+    // iHow: SD_RECEIVE, SD_SEND or SD_BOTH.
+    static void shutdown(std::uintptr_t socket, int iHow);
 };
+
+typedef CSocketKeeper<std::uintptr_t, ~static_cast<std::uintptr_t>(0), tagWinsockCalls> CSocketHandle;
 
 namespace Winsock {
 
@@ -95,6 +36,11 @@ bool start();
 void stop();
 // The last Winsock error of the calling thread.
 int lastError();
+const unsigned int WAIT_SLICE_MS = 50;
+// Waits until the used socket is readable (bWrite: writable too, as a
+// connect in progress needs), it was given up, or iLimitMs passed (-1: no
+// limit). 1 ready, 0 timed out, -1 failed or given up.
+int wait(const CSocketHandle::CUse& use, bool bWrite, int iLimitMs);
 void setNonBlocking(CSocketHandle::Socket socket, bool bNonBlocking);
 // Small writes leave at once: the protocols on these sockets are interactive.
 void setNoDelay(CSocketHandle::Socket socket);
