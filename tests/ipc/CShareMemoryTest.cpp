@@ -7,24 +7,18 @@
 #include <ipc/CShareMemory.h>
 #include <ipc/CShareMemoryProxy.h>
 #include <ipc/IShareMemoryListener.h>
-#include <message/CMessageCenter.h>
-#include <system/CLog.h>
-#include <system/ILogOuter.h>
 
+#include "ipc/SocketTestSupport.h"
 #include "platform/Reaper.h"
-
-#include <gtest/gtest.h>
 
 #include <climits>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <memory>
 
 #include <sys/wait.h>
 
-using namespace Trell;
-using namespace std::chrono_literals;
+using namespace IpcTest;
 using Clock = std::chrono::steady_clock;
 
 namespace {
@@ -53,18 +47,6 @@ std::string regionBytes(unsigned int uiKey)
     std::ifstream file("/dev/shm/trell.mem." + std::to_string(uiKey) + "_ShareMemory", std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     return bytes.size() > 32 ? bytes.substr(32) : std::string();
-}
-
-// Pops and handles this process's messages until done() holds.
-bool pumpUntil(const std::function<bool()>& done, Clock::duration deadline = 30s)
-{
-    for (const auto end = Clock::now() + deadline; !done(); usleep(200)) {
-        if (CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage())
-            pMessage->handleMessage();
-        else if (Clock::now() > end)
-            return false;
-    }
-    return true;
 }
 
 template <class TChannel>
@@ -152,35 +134,17 @@ private:
     pid_t m_pid;
 };
 
-class CShareMemoryTest : public ::testing::Test, public ILogOuter
+class CShareMemoryTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        CMessageCenter::getInstance();
-        CLog::setLogOuter(this);
-    }
+    void SetUp() override { CMessageCenter::getInstance(); }
     void TearDown() override
     {
-        CLog::setLogOuter(nullptr);
         CMessageCenter::deleteInstance();
         for (unsigned int uiKey : m_keys)
             EXPECT_TRUE(entriesOf(uiKey).empty()) << "entries left for key " << uiKey;
     }
-    void outputLog(const CString&, const CString&, const CString& message) override
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_log += std::string(message.buffer(), message.buffer() + message.length()) + "\n";
-    }
-    // Whether the log holds text since the last bClear.
-    bool logged(const std::string& text, bool bClear = false)
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        const bool bFound = m_log.find(text) != std::string::npos;
-        if (bClear)
-            m_log.clear();
-        return bFound;
-    }
+    bool logged(const std::string& text) const { return m_log.count(text) > 0; }
     unsigned int key()
     {
         static unsigned int s_uiCounter = 0;
@@ -190,8 +154,7 @@ protected:
 
     CReaper m_reaper{"shared-memory test", 120s};
     std::vector<unsigned int> m_keys;
-    std::mutex m_mutex;
-    std::string m_log;
+    CLogRecorder m_log;
 };
 using CShareMemoryProcessTest = CShareMemoryTest;
 
@@ -277,8 +240,9 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
         {&other, 32, 1, "the region exists with a size of 24 bytes, not 40; refused"},
     };
     for (const auto& row : rows) {
+        m_log.clear();
         EXPECT_FALSE(row.pChannel->open(uiKey, static_cast<CShareMemory::EModeType>(row.iMode), row.uiSize));
-        EXPECT_TRUE(logged(row.pszLog, true)) << row.pszLog;
+        EXPECT_TRUE(logged(row.pszLog)) << row.pszLog;
     }
     EXPECT_FALSE(other.writeData(bytesOf("x"), 1));
     EXPECT_FALSE(reader.writeData(bytesOf("x"), 1));
@@ -425,7 +389,7 @@ TEST_F(CShareMemoryProcessTest, KilledWritersLeaveNothingTornOrStale)
     const bool bCopied = writer.line() == "complete";
     const int iStatus = writer.wait();
     ASSERT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGKILL);
-    pumpUntil([] { return false; }, 500ms);
+    waitUntil([] { return pumpMessages(), false; }, 1s);
     EXPECT_FALSE(bTorn);
     if (!bCopied) {
         // Killed mid-copy: the length is in, part of the data is not (the
