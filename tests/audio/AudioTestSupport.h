@@ -2,7 +2,7 @@
 
 // Shared pieces of the audio tests: media generated at run time (no binary
 // file is kept in the tree), a recorder that stands in for the host's
-// providers and listener, and a main loop that delivers the progress timer.
+// providers and listener, and the main loop that delivers the progress timer.
 
 #include <audio/IAudioPlayerListener.h>
 #include <audio/IAudioPlayerProvider.h>
@@ -159,35 +159,15 @@ private:
     Events m_events;
 };
 
-// The host's main loop on a thread of its own, with the timer manager
-// running; both singletons are made here on the main thread before other
-// threads use them, and are gone again after it.
-class CMainLoop
+// The host's main loop, run on the test thread until the condition holds.
+template <class TCondition>
+bool pumpUntil(TCondition condition)
 {
-public:
-    CMainLoop() : m_pCenter(CMessageCenter::getInstance())
-    {
-        CTimerManager::getInstance()->start();
-        m_thread = std::thread([this] {
-            for (; !m_bStop; std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
-                while (CObjectPtr<CBaseMessage> pMessage = m_pCenter->popMessage())
-                    pMessage->handleMessage();
-            }
-        });
-    }
-    ~CMainLoop()
-    {
-        m_bStop = true;
-        m_thread.join();
-        CTimerManager::getInstance()->stop();
-        CTimerManager::deleteInstance();
-        CMessageCenter::deleteInstance();
-    }
-
-private:
-    CMessageCenter* m_pCenter;
-    std::atomic<bool> m_bStop{false};
-    std::thread m_thread;
-};
+    return waitUntil([&] {
+        while (CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage())
+            pMessage->handleMessage();
+        return condition();
+    });
+}
 
 } // namespace AudioTest

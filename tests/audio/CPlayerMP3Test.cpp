@@ -1,7 +1,9 @@
 #include <audio/CAudioPlayer.h>
 #include <audio/CPlayerMP3.h>
+#include <message/CMessageCenter.h>
 #include <system/CLog.h>
 #include <system/ILogOuter.h>
+#include <timer/CTimerManager.h>
 
 #include "audio/AudioTestSupport.h"
 
@@ -80,19 +82,23 @@ TEST(AudioPlayerMP3Test, CorruptFileInTheMiddleOfThePlaylist)
 {
     SKIP_GSTREAMER_UNDER_TSAN();
     const CString paths[] = {media("short.mp3"), media("corrupt.mp3"), media("short_b.mp3")};
-    CMainLoop loop;
+    // The singletons are made on this thread before other threads use them.
+    CMessageCenter::getInstance();
+    CTimerManager::getInstance()->start();
     CRecorder rec;
     CAudioPlayer* pPlayer = CAudioPlayer::getInstance();
     pPlayer->setListener(&rec);
     for (const CString& strPath : paths)
         pPlayer->addAudio(strPath);
     pPlayer->play();
-    ASSERT_TRUE(rec.waitFor("time:0/0", 2));
+    EXPECT_TRUE(pumpUntil([&] { return rec.count("time:0/0") >= 2; }));
     EXPECT_EQ(pPlayer->getCurrentAudio(), paths[1]);
     pPlayer->next();
-    ASSERT_TRUE(rec.waitFor("audio:" + narrow(paths[2])));
-    ASSERT_TRUE(waitUntil([&] { return pPlayer->getThreadID() == 0; }));
+    EXPECT_TRUE(pumpUntil([&] { return pPlayer->getThreadID() == 0; }));
     CAudioPlayer::deleteInstance();
+    CTimerManager::getInstance()->stop();
+    CTimerManager::deleteInstance();
+    CMessageCenter::deleteInstance();
     EXPECT_EQ(rec.count("time:1/1"), 2u); // each good track reaches its end once
     Events expected;
     for (const CString& strPath : paths)
