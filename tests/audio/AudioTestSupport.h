@@ -141,6 +141,11 @@ public:
     {
         return waitUntil([&] { return count(strEvent) >= uiTimes; });
     }
+    size_t size() const
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        return m_events.size();
+    }
 
     std::atomic<unsigned int> m_uiCurrent{0}, m_uiTotal{0};
     std::atomic<bool> m_bHold{false}, m_bInside{false};

@@ -150,8 +150,8 @@ TEST_F(AudioPlayerTest, CommandsFromManyThreads)
         });
     }
     for (unsigned int i = 0; i < 20; ++i) {
-        const size_t seen = m_rec.events().size();
-        ASSERT_TRUE(waitUntil([&] { return m_rec.events().size() > seen + 20; }));
+        const size_t seen = m_rec.size();
+        ASSERT_TRUE(waitUntil([&] { return m_rec.size() > seen + 20; }));
         Proxy::stop();
         Proxy::play();
     }

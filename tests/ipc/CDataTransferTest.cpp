@@ -414,6 +414,10 @@ TEST(CMsgDataTransfer, EmptyOrForeignMessagesDeliverNothing)
     pConnect->handleMessage();
     pPage->handleMessage();
     EXPECT_EQ((std::vector<std::string>{"connect", "page 0 x"}), heard.m_events);
+    // A listener removed while they were queued: nothing is delivered.
+    pTransfer->setListener(nullptr);
+    pPage->handleMessage();
+    pTransfer->setListener(&heard);
     pTransfer.reset();
     pConnect->handleMessage();
     pPage->handleMessage();
