@@ -46,7 +46,8 @@ TEST(CSocketClient, RetryPauseGrowsWithTheFailures)
         EXPECT_EQ(c[1], CClient::getRetryPause(c[0])) << c[0];
 }
 
-// Connect, receive (heartbeats swallowed), send, lose the server, reconnect.
+// Connect, receive (heartbeats swallowed: a run of 0xAF and one more byte,
+// alone in a chunk), send, lose the server, reconnect.
 TEST(CSocketClient, ConnectsReceivesSendsAndReconnects)
 {
     CLogRecorder log;
