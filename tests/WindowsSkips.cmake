@@ -16,7 +16,6 @@ set(ECS_WINDOWS_SKIPPED_SOURCES
     "ipc/CSocketServerTest.cpp|its far side is BSD sockets with Linux's tcp_info counters (ChannelsWin32Test covers Winsock)"
     "ipc/CSocketClientTest.cpp|its far side is BSD sockets with Linux's tcp_info counters (ChannelsWin32Test covers Winsock)"
     "ipc/CDataTransferTest.cpp|its far side is BSD sockets with Linux's tcp_info counters"
-    "ipc/CDataTransferBadInputTest.cpp|its far side is BSD sockets with Linux's tcp_info counters"
 )
 set(ECS_WINE_SKIPPED_TESTS
     "audio|^PlayerMP3Test\\.|its MP3 files are made by gst-launch-1.0 (a Linux program), and wine's MPEGVideo device does not open without a sound device (MCI error 277)"

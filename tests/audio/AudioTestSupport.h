@@ -2,18 +2,24 @@
 
 // Shared pieces of the audio tests: media generated at run time (no binary
 // file is kept in the tree), a recorder that stands in for the host's
-// providers and listener, and a main loop that delivers the progress timer.
+// providers and listener, and the main loop that delivers the progress timer.
 
 #include <audio/IAudioPlayerListener.h>
 #include <audio/IAudioPlayerProvider.h>
 #include <audio/ISoundPlayerProvider.h>
+#include <message/CBaseMessage.h>
+#include <message/CMessageCenter.h>
 #include <text/CString.h>
+#include <timer/CTimerManager.h>
 
 #include "support/WaitUntil.h"
 #include "system/TempFolder.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -28,35 +34,60 @@ using Events = std::vector<std::string>;
 // memory to each other through synchronisation it cannot see, so any
 // pipeline draws reports from inside them. Under it the built-in player's
 // tests are skipped; the recorder covers the command queue and the workers.
+// A build without GStreamer (the 32-bit one) has a player that loads
+// nothing: the same tests skip there.
 #if defined(__SANITIZE_THREAD__)
 constexpr bool THREAD_SANITIZER = true;
 #else
 constexpr bool THREAD_SANITIZER = false;
 #endif
-// A build without GStreamer (the 32-bit one) has a player that loads
-// nothing: the same tests skip there.
 #if defined(ECS_TEST_NO_GSTREAMER)
-constexpr bool NO_GSTREAMER = true;
+#define SKIP_GSTREAMER_UNDER_TSAN()                                                                                    \
+    GTEST_SKIP() << "built without GStreamer (ECS_AUDIO_GSTREAMER=OFF): the MP3 player loads nothing"
 #else
-constexpr bool NO_GSTREAMER = false;
-#endif
 #define SKIP_GSTREAMER_UNDER_TSAN()                                                                                    \
     if (THREAD_SANITIZER)                                                                                              \
-        GTEST_SKIP() << "GStreamer is not instrumented for ThreadSanitizer";                                           \
-    if (NO_GSTREAMER)                                                                                                  \
-    GTEST_SKIP() << "built without GStreamer (ECS_AUDIO_GSTREAMER=OFF): the MP3 player loads nothing"
+    GTEST_SKIP() << "GStreamer is not instrumented for ThreadSanitizer"
+#endif
 
-// Files made once per program in a temporary folder. Their first use also
-// makes every player of the program play in real time without a sound card.
-struct tagMedia
+// A file made once per program in a temporary folder: "long.mp3" (2.3 s of
+// tone: 2 seconds long), "tagged.mp3" (the same behind an ID3v2 tag),
+// "short.mp3" and "short_b.mp3" (1.3 s: 1 second long), "tone.wav",
+// "corrupt.mp3", "empty.mp3" and "folder.mp3" (a folder); any other name is
+// missing. The first use also makes every player of the program play in
+// real time without a sound card.
+inline CString media(const std::string& strName)
 {
-    CString strLong;   // 2.3 s of tone: 2 seconds long
-    CString strTagged; // the same behind an ID3v2 tag
-    CString strShort;  // 1.3 s: 1 second long
-    CString strShortB; // another one
-    CString strCorrupt, strEmpty, strWave, strMissing, strFolder;
-};
-const tagMedia& media();
+    static CTempFolder s_folder;
+    static const bool s_bMade = [] {
+#ifndef _WIN32 // a GStreamer setting
+        setenv("ECS_AUDIO_SINK", "fakesink sync=true", 0);
+#endif
+        // Tenths of a second of tone through an encoder, by GStreamer's own tool.
+        auto writeTone = [](const std::string& strFile, unsigned int uiTenths, const std::string& strEncoder) {
+            const std::string strCommand = "gst-launch-1.0 -q audiotestsrc num-buffers=" + std::to_string(uiTenths) +
+                                           " samplesperbuffer=2205 ! audio/x-raw,rate=22050,channels=1 ! " +
+                                           strEncoder + " ! filesink location=" + s_folder.native(strFile);
+            EXPECT_EQ(std::system(strCommand.c_str()), 0) << strCommand;
+        };
+        const std::string strMP3 = "lamemp3enc target=bitrate bitrate=32 cbr=true";
+        writeTone("long.mp3", 23, strMP3);
+        writeTone("short.mp3", 13, strMP3);
+        writeTone("short_b.mp3", 13, strMP3);
+        writeTone("tone.wav", 13, "wavenc");
+        // An ID3v2.4 tag of 256 bytes of padding (the size is syncsafe).
+        s_folder.writeFile("tagged.mp3", std::string("ID3\x04\0\0\0\0\x02\0", 10) + std::string(256, '\0') +
+                                             s_folder.readFile("long.mp3"));
+        std::string strNoise;
+        for (unsigned int i = 0; i < 4096; ++i)
+            strNoise += static_cast<char>((i * 7919u) >> 3);
+        s_folder.writeFile("corrupt.mp3", strNoise);
+        s_folder.writeFile("empty.mp3", "");
+        s_folder.writeFile("folder.mp3/inside", "x");
+        return true;
+    }();
+    return s_bMade ? s_folder.path(strName) : CString();
+}
 
 // Logs, as text and in one order, what a player asks of its provider and
 // tells its listener. As audio provider its clock starts at 0 on play and
@@ -75,11 +106,11 @@ public:
 
     void release() override { add("release"); }
     void initialize() override { add("initialize"); }
-    void play(const CString& strPath) override { m_uiCurrent = 0; add("play:" + narrow(strPath)); }
+    void play(const CString& strPath) override { add("play:" + narrow(strPath), 0); }
     void stop() override { add("stop"); }
     void pause() override { add("pause"); }
     void resume() override { add("resume"); }
-    void seekToTime(unsigned int uiSecond) override { m_uiCurrent = uiSecond; add("seek:" + std::to_string(uiSecond)); }
+    void seekToTime(unsigned int uiSecond) override { add("seek:" + std::to_string(uiSecond), uiSecond); }
     unsigned int getCurrentTime() override { return m_uiCurrent; }
     unsigned int getTotalTime() override { return m_uiTotal; }
 
@@ -110,38 +141,38 @@ public:
     {
         return waitUntil([&] { return count(strEvent) >= uiTimes; });
     }
-
-    unsigned int size() const
+    size_t size() const
     {
         std::lock_guard<std::mutex> guard(m_mutex);
-        return static_cast<unsigned int>(m_events.size());
+        return m_events.size();
     }
 
     std::atomic<unsigned int> m_uiCurrent{0}, m_uiTotal{0};
     std::atomic<bool> m_bHold{false}, m_bInside{false};
 
 private:
-    void add(const std::string& strEvent)
+    // An event, and where the provider's clock stands after it (-1: where it was).
+    void add(const std::string& strEvent, long long llClock = -1)
     {
         std::lock_guard<std::mutex> guard(m_mutex);
         m_events.push_back(strEvent);
+        if (llClock >= 0)
+            m_uiCurrent = static_cast<unsigned int>(llClock);
     }
 
     mutable std::mutex m_mutex;
     Events m_events;
 };
 
-// The host's main loop on a thread of its own, with the timer manager
-// running; both singletons are gone again after it.
-class CMainLoop
+// The host's main loop, run on the test thread until the condition holds.
+template <class TCondition>
+bool pumpUntil(TCondition condition)
 {
-public:
-    CMainLoop();
-    ~CMainLoop();
-
-private:
-    std::atomic<bool> m_bStop{false};
-    std::thread m_thread;
-};
+    return waitUntil([&] {
+        while (CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage())
+            pMessage->handleMessage();
+        return condition();
+    });
+}
 
 } // namespace AudioTest

@@ -1,8 +1,11 @@
+#include <audio/CAudioPlayer.h>
 #include <audio/CPlayerMP3.h>
+#include <message/CMessageCenter.h>
+#include <system/CLog.h>
+#include <system/ILogOuter.h>
+#include <timer/CTimerManager.h>
 
 #include "audio/AudioTestSupport.h"
-
-#include <gtest/gtest.h>
 
 using namespace Trell;
 using namespace AudioTest;
@@ -15,13 +18,14 @@ namespace {
 TEST(PlayerMP3Test, LoadGivesTheLengthOrFails)
 {
     SKIP_GSTREAMER_UNDER_TSAN();
-    const std::pair<CString, int> cases[] = {{media().strLong, 2},     {media().strTagged, 2},   {media().strShort, 1},
-                                             {media().strMissing, -1}, {media().strEmpty, -1},   {media().strWave, -1},
-                                             {media().strFolder, -1},  {media().strCorrupt, -1}, {CString(), -1}};
+    const std::pair<CString, int> cases[] = {
+        {media("long.mp3"), 2},     {media("tagged.mp3"), 2},   {media("short.mp3"), 1},
+        {media("missing.mp3"), -1}, {media("empty.mp3"), -1},   {media("tone.wav"), -1},
+        {media("folder.mp3"), -1},  {media("corrupt.mp3"), -1}, {CString(), -1}};
     CPlayerMP3 player;
     for (const auto& [strPath, iSeconds] : cases) {
         SCOPED_TRACE(narrow(strPath));
-        ASSERT_TRUE(player.load(media().strShort));
+        ASSERT_TRUE(player.load(media("short.mp3")));
         EXPECT_EQ(player.load(strPath), iSeconds >= 0);
         EXPECT_EQ(player.isLoaded(), iSeconds >= 0);
         EXPECT_EQ(static_cast<int>(player.getTotalTime()), std::max(iSeconds, 0));
@@ -47,7 +51,7 @@ TEST(PlayerMP3Test, Clock)
     auto reaches = [&](unsigned int uiSeconds) {
         return waitUntil([&] { return player.getCurrentTime() >= uiSeconds; });
     };
-    ASSERT_TRUE(player.load(media().strLong));
+    ASSERT_TRUE(player.load(media("long.mp3")));
     ASSERT_TRUE(player.play());
     ASSERT_TRUE(reaches(1));
     player.pause();
@@ -69,5 +73,64 @@ TEST(PlayerMP3Test, Clock)
     EXPECT_FALSE(player.isLoaded());
     EXPECT_EQ(player.getTotalTime(), 0u);
 }
+
+// The audio player's built-in MP3 player on real files, the progress timer
+// delivered by the main loop. A file that does not load stays current with
+// no clock, so it never ends by itself; next moves on, and the end of the
+// last track stops the player.
+TEST(AudioPlayerMP3Test, CorruptFileInTheMiddleOfThePlaylist)
+{
+    SKIP_GSTREAMER_UNDER_TSAN();
+    const CString paths[] = {media("short.mp3"), media("corrupt.mp3"), media("short_b.mp3")};
+    // The singletons are made on this thread before other threads use them.
+    CMessageCenter::getInstance();
+    CTimerManager::getInstance()->start();
+    CRecorder rec;
+    CAudioPlayer* pPlayer = CAudioPlayer::getInstance();
+    pPlayer->setListener(&rec);
+    for (const CString& strPath : paths)
+        pPlayer->addAudio(strPath);
+    pPlayer->play();
+    EXPECT_TRUE(pumpUntil([&] { return rec.count("time:0/0") >= 2; }));
+    EXPECT_EQ(pPlayer->getCurrentAudio(), paths[1]);
+    pPlayer->next();
+    EXPECT_TRUE(pumpUntil([&] { return pPlayer->getThreadID() == 0; }));
+    CAudioPlayer::deleteInstance();
+    CTimerManager::getInstance()->stop();
+    CTimerManager::deleteInstance();
+    CMessageCenter::deleteInstance();
+    EXPECT_EQ(rec.count("time:1/1"), 2u); // each good track reaches its end once
+    Events expected;
+    for (const CString& strPath : paths)
+        expected.insert(expected.end(), {"audio:" + narrow(strPath), "status:0", "status:2"});
+    expected.push_back("status:2");
+    EXPECT_EQ(rec.events(), expected);
+}
+
+#if defined(ECS_TEST_NO_GSTREAMER)
+// The built-in player of a build without GStreamer: a real MP3 file does not
+// load, the log says why, and nothing else does anything.
+TEST(PlayerMP3Unavailable, NothingLoadsAndTheLogSaysWhy)
+{
+    struct tagWarnings : ILogOuter
+    {
+        tagWarnings() { CLog::setLogOuter(this); }
+        ~tagWarnings() override { CLog::setLogOuter(nullptr); }
+        void outputLog(const CString&, const CString&, const CString& message) override
+        {
+            lines.push_back(narrow(message));
+        }
+        std::vector<std::string> lines;
+    } warnings;
+    CPlayerMP3 player;
+    EXPECT_FALSE(player.load(media("short.mp3")));
+    EXPECT_FALSE(player.isLoaded());
+    EXPECT_FALSE(player.play());
+    player.seekToTime(1);
+    EXPECT_EQ(player.getTotalTime() + player.getCurrentTime(), 0u);
+    EXPECT_EQ(warnings.lines, std::vector<std::string>{"MP3 player: cannot load " + narrow(media("short.mp3")) +
+                                                       " (built without GStreamer)."});
+}
+#endif
 
 } // namespace

@@ -5,8 +5,6 @@
 
 #include "audio/AudioTestSupport.h"
 
-#include <gtest/gtest.h>
-
 #include <type_traits>
 
 using namespace Trell;
@@ -50,7 +48,7 @@ TEST(SoundPlayerTest, StatesAndReplacedRequests)
 
     if (!THREAD_SANITIZER) { // the built-in player runs GStreamer
         pPlayer->setProvider(nullptr);
-        for (const CString& strPath : {media().strShort, media().strCorrupt}) {
+        for (const CString& strPath : {media("short.mp3"), media("corrupt.mp3")}) {
             pPlayer->play(strPath);
             ASSERT_TRUE(reaches(CSoundPlayer::SOUND_STATE_STARTED));
         }

@@ -2,11 +2,45 @@
 #include <ipc/CDataTransferProxy.h>
 #include <ipc/CMsgDataTransfer.h>
 
+#include <timer/CTimerManager.h>
+
 #include "ipc/SocketTestSupport.h"
+#include "message/TickClock.h"
+
+#include <atomic>
 
 using namespace IpcTest;
 
 namespace {
+
+std::atomic<unsigned int> g_uiFakeNow{1000};
+// Every read after the timers are started comes from a check of the timer
+// thread, so the reads count its checks.
+std::atomic<unsigned int> g_uiClockReads{0};
+unsigned int fakeClock()
+{
+    g_uiClockReads.fetch_add(1);
+    return g_uiFakeNow.load();
+}
+
+// Waits until the timer thread has made a few more checks.
+bool waitForChecks()
+{
+    const unsigned int uiStart = g_uiClockReads.load();
+    return waitUntil([&] { return g_uiClockReads.load() >= uiStart + 4; });
+}
+
+// Header bytes announcing a payload of uiLength bytes.
+std::string header(unsigned int uiLength)
+{
+    return frame("").substr(0, 5) + std::string(reinterpret_cast<const char*>(&uiLength), 4) + '\0';
+}
+
+std::string oversizeLine(unsigned int uiLength, unsigned int uiLimit, unsigned int uiBuffered)
+{
+    return "[Warning] Data transfer frame of " + std::to_string(uiLength) + " bytes exceeds the limit of " +
+           std::to_string(uiLimit) + " bytes; " + std::to_string(uiBuffered) + " buffered bytes discarded.";
+}
 
 IDataTransferListener::EOperationHandle handle(int i)
 {
@@ -68,7 +102,7 @@ TEST(CDataTransfer, FramesEachKindOfSend)
     CXMLParser logic;
     logic.create(CXMLParser::XML_ENCODING_UTF8);
     logic.addRootElement(u"state")->addChild(u"speed")->setAttribute(u"value", 42);
-    const std::string xmlHeader = XML_ROOT.substr(0, XML_ROOT.size() - 6);
+    const std::string xmlHeader = XML_ROOT.substr(0, XML_ROOT.size() - 6), large(10000, 'L');
     const struct
     {
         std::function<void()> send;
@@ -87,6 +121,7 @@ TEST(CDataTransfer, FramesEachKindOfSend)
          xmlFrame(xmlHeader + "\n<state>\n\t<speed value=\"42\"/>\n</state>\n")},
         {[&] { proxy.sendLogicData(bytes("\x01\x00\xFF"), 3); }, frame("\x01\x00\xFF"s)},
         {[&] { proxy.sendLogicData(bytes(""), 0); }, frame("")},
+        {[&] { proxy.sendLogicData(bytes(large.c_str()), 10000); }, frame(large)},
         {[&] { proxy.sendLogicData(static_cast<const unsigned char*>(nullptr), 0); }, frame("")},
         {[&] { proxy.sendLogicData(static_cast<const unsigned char*>(nullptr), 5); }, ""},
         {[&] { proxy.sendLogicData(nullptr, false); }, ""},
@@ -204,32 +239,6 @@ TEST(CDataTransfer, ReassemblesFramesAcrossChunks)
     }
 }
 
-// A peer that vanishes mid-frame: the part is dropped with the connection
-// and never delivered; the client reconnects (its thread named after the
-// "dt" entry, none here) and the new stream starts clean.
-TEST(CDataTransfer, FrameCutByAnAbruptCloseAndReconnect)
-{
-    CLogRecorder log;
-    tagClientSession s;
-    s.send(frame("never whole").substr(0, 15));
-    ASSERT_TRUE(s.waitPending(15));
-    const linger reset{1, 0};
-    ::setsockopt(s.peer.get(), SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
-    s.peer.reset();
-    ASSERT_TRUE(s.events.waitFor(1));
-    EXPECT_FALSE(s.transfer->isConnect());
-    EXPECT_EQ(0u, s.transfer->getPendingSize());
-    s.peer = rawAccept(s.listener.get());
-    ASSERT_TRUE(s.events.waitFor(2));
-    EXPECT_TRUE(s.transfer->isConnect());
-    s.send(frame("fresh"));
-    ASSERT_TRUE(s.events.waitFor(3));
-    EXPECT_EQ((std::vector<std::string>{"disconnect", "connect", "raw fresh"}), s.events.m_events);
-    EXPECT_EQ(0u, s.transfer->getPendingSize());
-    EXPECT_EQ(2u, log.count("[Info] Socket client () has connected with the socket server (" +
-                            std::to_string(s.usPort) + ")."));
-}
-
 // Opening is refused for port 0, an empty address, or while open.
 TEST(CDataTransfer, OpensOneEndpointAtATime)
 {
@@ -291,62 +300,55 @@ TEST(CDataTransfer, ServerAndClientEndToEnd)
     pumpMessages();
     EXPECT_EQ(std::vector<std::string>{"connect"}, clientEvents.m_events);
 
-    client.close();
-    ASSERT_TRUE(serverEvents.waitFor(8));
-    EXPECT_EQ("disconnect", serverEvents.m_events.back());
+    // The server closes at once under a client that sends nothing.
     server.close();
+    EXPECT_FALSE(server.isConnect());
+    ASSERT_TRUE(clientEvents.waitFor(2));
+    EXPECT_EQ("disconnect", clientEvents.m_events.back());
+    EXPECT_EQ("disconnect", serverEvents.m_events.back());
+    client.close();
     CMessageCenter::getInstance()->clearMessageList();
 }
 
 // After a framed send the client's heartbeat runs, 5 s after the last send,
-// on the real timer manager; a server of this library swallows the beats.
+// on the real timer manager with a clock the test moves.
 TEST(CDataTransfer, HeartBeatFollowsTheLastFramedSend)
 {
-    CFakeTime time;
-    CSocketRecorder serverEvents;
-    CSocketServer server(0, 0);
-    server.setBindAddress(u"127.0.0.1");
-    server.setListener(&serverEvents);
-    server.start();
-    ASSERT_TRUE(waitUntil([&] { return server.getListeningPort() != 0; }));
-    CDataTransfer transfer;
-    transfer.openAsClient(u"127.0.0.1", server.getListeningPort());
-    ASSERT_TRUE(serverEvents.waitFor('c', 1));
-    ASSERT_TRUE(waitUntil([&] { return transfer.isConnect(); }));
-    const int iServerSide = static_cast<int>(serverEvents.events()[0].uiClient);
-    unsigned long long ullWire = 0; // on the server's socket, beats included
-    auto send = [&](const std::string& payload, bool bRaw) {
-        transfer.setRawConnection(bRaw);
-        transfer.sendLogicData(bytes(payload.c_str()), static_cast<unsigned int>(payload.size()));
-        ullWire += bRaw ? payload.size() : frame(payload).size();
-        ASSERT_TRUE(waitUntil([&] { return bytesReceived(iServerSide) == ullWire && bytesQueued(iServerSide) == 0; }));
-    };
-    // No beat yet; when due, one 10 ms later.
-    auto beat = [&](bool bDue) {
-        ASSERT_TRUE(CFakeTime::waitForChecks());
-        pumpMessages();
-        EXPECT_EQ(ullWire, bytesReceived(iServerSide));
-        if (bDue) {
-            time.advance(10);
-            ullWire += 2;
-            ASSERT_TRUE(
-                pumpUntil([&] { return bytesReceived(iServerSide) == ullWire && bytesQueued(iServerSide) == 0; }));
+    TickClock::setSource(fakeClock);
+    CMessageCenter::getInstance();
+    CTimerManager::getInstance()->start();
+    {
+        tagClientSession s;
+        auto send = [&](const std::string& payload, bool bRaw) {
+            s.transfer->setRawConnection(bRaw);
+            s.transfer->sendLogicData(bytes(payload.c_str()), static_cast<unsigned int>(payload.size()));
+        };
+        // What the peer reads once the clock moved on, the timers had their
+        // checks and their messages were handled.
+        auto wire = [&](unsigned int uiAdvance, size_t size) {
+            g_uiFakeNow += uiAdvance;
+            EXPECT_TRUE(waitForChecks());
+            pumpMessages();
+            return rawReceive(s.peer.get(), size, 200ms);
+        };
+        send("a", false);
+        EXPECT_EQ(frame("a"), wire(0, frame("a").size()));
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ("", wire(4990, 1));
+            EXPECT_EQ("\xAF\x00"s, wire(10, 2));
         }
-    };
-    send("a", false);
-    for (int i = 0; i < 2; ++i) {
-        time.advance(4990);
-        beat(true);
+        // A framed send moves the next beat to 5 s after it, a raw one does not.
+        EXPECT_EQ("", wire(3000, 1));
+        send("b", false);
+        EXPECT_EQ(frame("b"), wire(0, frame("b").size()));
+        EXPECT_EQ("", wire(4990, 1));
+        send("c", true);
+        EXPECT_EQ("c", wire(0, 2));
+        EXPECT_EQ("\xAF\x00"s, wire(10, 2));
     }
-    // A framed send moves the next beat to 5 s after it, a raw one does not.
-    time.advance(3000);
-    send("b", false);
-    time.advance(4990);
-    beat(false);
-    send("c", true);
-    beat(true);
-    EXPECT_EQ(frame("a") + frame("b") + "c", serverEvents.received());
-    transfer.close();
+    CTimerManager::getInstance()->stop();
+    CTimerManager::deleteInstance();
+    TickClock::setSource(nullptr);
 }
 
 // Destroyed with messages still queued: its type 33 messages go with it,
@@ -389,7 +391,6 @@ TEST(CMsgDataTransfer, EmptyOrForeignMessagesDeliverNothing)
 {
     CDataListener heard;
     CMsgDataTransfer empty;
-    EXPECT_EQ(CBaseMessage::MESSAGE_TYPE_DATA_TRANSFER, empty.getType());
     empty.handleMessage();
 
     auto pTransfer = std::make_unique<CDataTransfer>();
@@ -398,10 +399,6 @@ TEST(CMsgDataTransfer, EmptyOrForeignMessagesDeliverNothing)
     const std::string payload = XML_ROOT + "<page_cmd page_name=\"x\"/></root>";
     std::unique_ptr<CMsgDataTransfer> pPage(
         CMsgDataTransfer::create(pTransfer.get(), bytes(payload.c_str()), payload.size() + 1, true));
-    EXPECT_EQ(static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pTransfer.get())), pPage->getID());
-    EXPECT_EQ(CBaseMessage::MESSAGE_TYPE_TOUCH, pPage->getType());
-    EXPECT_TRUE(pConnect->isConnectionEvent() && pConnect->isConnected());
-    EXPECT_FALSE(pPage->isConnectionEvent() || pPage->isConnected());
     // Empty payloads: a message that delivers nothing, of type 33.
     for (bool bXml : {false, true}) {
         std::unique_ptr<CMsgDataTransfer> pEmpty(
@@ -417,9 +414,85 @@ TEST(CMsgDataTransfer, EmptyOrForeignMessagesDeliverNothing)
     pConnect->handleMessage();
     pPage->handleMessage();
     EXPECT_EQ((std::vector<std::string>{"connect", "page 0 x"}), heard.m_events);
+    // A listener removed while they were queued: nothing is delivered.
+    pTransfer->setListener(nullptr);
+    pPage->handleMessage();
+    pTransfer->setListener(&heard);
     pTransfer.reset();
     pConnect->handleMessage();
     pPage->handleMessage();
     EXPECT_EQ(2u, heard.m_events.size());
     CDataTransfer::deleteAllInstance();
+}
+
+// Whatever follows, every whole frame before the bad bytes arrives once and
+// in order, the bad bytes and what is buffered with them are dropped, and
+// the stream recovers with the next frame.
+TEST(CDataTransferBadInput, BadBytesDiscardTheBufferOnly)
+{
+    CLogRecorder log;
+    tagClientSession s;
+    const struct
+    {
+        const char* pszName;
+        std::string bad;
+    } cases[] = {
+        {"garbage", "garbage bytes that are no frame"},
+        {"zero length", header(0) + "tail"},
+        {"zero length header alone", header(0)},
+        {"huge length", header(0xFFFFFFF0u) + "tail"},
+        {"magic, another type, then garbage", "IVEN\x05garbage!"},
+    };
+    int iFrame = 0;
+    std::vector<std::string> expected;
+    for (const auto& c : cases) {
+        const std::string a = "f" + std::to_string(iFrame++), b = "f" + std::to_string(iFrame++);
+        // Frames, then the bad bytes in the same chunk and in one of their own.
+        s.send(frame(a) + c.bad);
+        s.send(frame(b));
+        s.send(c.bad);
+        ASSERT_TRUE(s.waitPending(0)) << c.pszName;
+        const std::string next = "f" + std::to_string(iFrame++);
+        s.send(frame(next));
+        expected.insert(expected.end(), {"raw " + a, "raw " + b, "raw " + next});
+        ASSERT_TRUE(s.events.waitFor(expected.size())) << c.pszName;
+        EXPECT_EQ(expected, s.events.m_events) << c.pszName;
+        EXPECT_EQ(0u, s.transfer->getPendingSize()) << c.pszName;
+    }
+    // The oversized frame came twice on one connection: logged once.
+    const unsigned int uiFirstChunk = static_cast<unsigned int>(frame("f4").size() + header(0).size() + 4);
+    EXPECT_EQ(1u, log.count(oversizeLine(0xFFFFFFF0u, CDataTransfer::DEFAULT_MAX_FRAME_LENGTH, uiFirstChunk)));
+    EXPECT_EQ(1u, log.count("[Warning] Data transfer frame of"));
+}
+
+TEST(CDataTransferBadInput, MaximumFrameLengthIsTheLargestPayloadAccepted)
+{
+    CLogRecorder log;
+    tagClientSession s;
+    EXPECT_EQ(16u * 1024u * 1024u, s.transfer->getMaxFrameLength());
+    s.transfer->setMaxFrameLength(100);
+    s.send(frame(std::string(100, 'a')));
+    s.send(frame(std::string(101, 'b')));
+    s.send(frame("c"));
+    ASSERT_TRUE(s.events.waitFor(2));
+    EXPECT_EQ((std::vector<std::string>{"raw " + std::string(100, 'a'), "raw c"}), s.events.m_events);
+    EXPECT_EQ(1u, log.count(oversizeLine(101, 100, 111)));
+
+    // A peer that vanishes mid-frame: the part is dropped with the
+    // connection. The client reconnects (its thread named after the "dt"
+    // entry, none here) and the new stream starts clean: logged once more.
+    s.send(frame("never whole").substr(0, 15));
+    ASSERT_TRUE(s.waitPending(15));
+    s.peer.reset();
+    ASSERT_TRUE(s.events.waitFor(3));
+    EXPECT_EQ("disconnect", s.events.m_events[2]);
+    EXPECT_EQ(0u, s.transfer->getPendingSize());
+    s.accept();
+    s.send(header(5000) + "x");
+    s.send(frame("d"));
+    ASSERT_TRUE(s.events.waitFor(1));
+    EXPECT_EQ(std::vector<std::string>{"raw d"}, s.events.m_events);
+    EXPECT_EQ(1u, log.count(oversizeLine(5000, 100, 11)));
+    EXPECT_EQ(2u, log.count("[Info] Socket client () has connected with the socket server (" +
+                            std::to_string(s.usPort) + ")."));
 }

@@ -7,24 +7,18 @@
 #include <ipc/CShareMemory.h>
 #include <ipc/CShareMemoryProxy.h>
 #include <ipc/IShareMemoryListener.h>
-#include <message/CMessageCenter.h>
-#include <system/CLog.h>
-#include <system/ILogOuter.h>
 
+#include "ipc/SocketTestSupport.h"
 #include "platform/Reaper.h"
-
-#include <gtest/gtest.h>
 
 #include <climits>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <memory>
 
 #include <sys/wait.h>
 
-using namespace Trell;
-using namespace std::chrono_literals;
+using namespace IpcTest;
 using Clock = std::chrono::steady_clock;
 
 namespace {
@@ -55,27 +49,10 @@ std::string regionBytes(unsigned int uiKey)
     return bytes.size() > 32 ? bytes.substr(32) : std::string();
 }
 
-// Pops and handles this process's messages until done() holds.
-bool pumpUntil(const std::function<bool()>& done, Clock::duration deadline = 30s)
-{
-    for (const auto end = Clock::now() + deadline; !done(); usleep(200)) {
-        if (CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage())
-            pMessage->handleMessage();
-        else if (Clock::now() > end)
-            return false;
-    }
-    return true;
-}
-
 template <class TChannel>
 bool writeWhenAllowed(TChannel& channel, const std::string& data)
 {
     return waitUntil([&] { return channel.writeData(bytesOf(data), static_cast<unsigned int>(data.size())); });
-}
-
-double msSince(Clock::time_point start)
-{
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
 bool refusedFor(CShareMemory& writer, Clock::duration span)
@@ -152,35 +129,17 @@ private:
     pid_t m_pid;
 };
 
-class CShareMemoryTest : public ::testing::Test, public ILogOuter
+class CShareMemoryTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        CMessageCenter::getInstance();
-        CLog::setLogOuter(this);
-    }
+    void SetUp() override { CMessageCenter::getInstance(); }
     void TearDown() override
     {
-        CLog::setLogOuter(nullptr);
         CMessageCenter::deleteInstance();
         for (unsigned int uiKey : m_keys)
             EXPECT_TRUE(entriesOf(uiKey).empty()) << "entries left for key " << uiKey;
     }
-    void outputLog(const CString&, const CString&, const CString& message) override
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_log += std::string(message.buffer(), message.buffer() + message.length()) + "\n";
-    }
-    // Whether the log holds text since the last bClear.
-    bool logged(const std::string& text, bool bClear = false)
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        const bool bFound = m_log.find(text) != std::string::npos;
-        if (bClear)
-            m_log.clear();
-        return bFound;
-    }
+    bool logged(const std::string& text) const { return m_log.count(text) > 0; }
     unsigned int key()
     {
         static unsigned int s_uiCounter = 0;
@@ -190,8 +149,7 @@ protected:
 
     CReaper m_reaper{"shared-memory test", 120s};
     std::vector<unsigned int> m_keys;
-    std::mutex m_mutex;
-    std::string m_log;
+    CLogRecorder m_log;
 };
 using CShareMemoryProcessTest = CShareMemoryTest;
 
@@ -277,8 +235,9 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
         {&other, 32, 1, "the region exists with a size of 24 bytes, not 40; refused"},
     };
     for (const auto& row : rows) {
+        m_log.clear();
         EXPECT_FALSE(row.pChannel->open(uiKey, static_cast<CShareMemory::EModeType>(row.iMode), row.uiSize));
-        EXPECT_TRUE(logged(row.pszLog, true)) << row.pszLog;
+        EXPECT_TRUE(logged(row.pszLog)) << row.pszLog;
     }
     EXPECT_FALSE(other.writeData(bytesOf("x"), 1));
     EXPECT_FALSE(reader.writeData(bytesOf("x"), 1));
@@ -309,8 +268,7 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
 }
 
 // A notification queued for a reader that is opened again, or destroyed,
-// before it is handled reaches nothing; nor does one for a writer. The
-// message is type 32 and names its channel.
+// before it is handled reaches nothing; nor does one for a writer.
 TEST_F(CShareMemoryTest, NotificationsReachOnlyTheirOpenChannel)
 {
     const unsigned int uiKey = key();
@@ -333,8 +291,6 @@ TEST_F(CShareMemoryTest, NotificationsReachOnlyTheirOpenChannel)
     toWriter.handleMessage();
     CMsgShareMemory().handleMessage();
     EXPECT_TRUE(recorder.events.empty() && onWriter.events.empty());
-    EXPECT_EQ(toWriter.getType(), CBaseMessage::MESSAGE_TYPE_SHARE_MEMORY);
-    EXPECT_EQ(toWriter.getShareMemory(), &writer);
     writer.close();
 }
 
@@ -365,10 +321,8 @@ TEST_F(CShareMemoryProcessTest, WriterWaitsForEveryReaderAndSurvivesOneKilled)
         EXPECT_TRUE(refusedFor(writer, 200ms)) << "written while one reader holds";
         (block == "first" ? b : a).go();
     }
-    const auto released = Clock::now();
     b.go();
     ASSERT_TRUE(writeWhenAllowed(writer, "after"));
-    std::printf("[ recovery ] the writer writes again %.1f ms after the survivor let go\n", msSince(released));
     ASSERT_EQ(b.line(), "data after");
     EXPECT_EQ(regionBytes(uiKey)[0], 1) << "the count with the survivor alone holding it";
     b.go();
@@ -392,10 +346,8 @@ TEST_F(CShareMemoryProcessTest, LoneReaderKilledWhileHoldingTheRegionIsRecovered
     ASSERT_TRUE(writeWhenAllowed(writer, "block"));
     ASSERT_EQ(reader.line(), "data block");
     ASSERT_TRUE(late.open(uiKey, CShareMemory::MODE_TYPE_READER, 16));
-    const auto killed = Clock::now();
     reader.wait(SIGKILL);
     ASSERT_TRUE(writeWhenAllowed(writer, "after"));
-    std::printf("[ recovery ] the writer writes again %.1f ms after the reader's kill\n", msSince(killed));
     EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
     EXPECT_TRUE(logged(": a reader died; the reader count goes from 1 to 0."));
     ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 1; }));
@@ -425,7 +377,7 @@ TEST_F(CShareMemoryProcessTest, KilledWritersLeaveNothingTornOrStale)
     const bool bCopied = writer.line() == "complete";
     const int iStatus = writer.wait();
     ASSERT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGKILL);
-    pumpUntil([] { return false; }, 500ms);
+    waitUntil([] { return pumpMessages(), false; }, 1s);
     EXPECT_FALSE(bTorn);
     if (!bCopied) {
         // Killed mid-copy: the length is in, part of the data is not (the
@@ -437,11 +389,9 @@ TEST_F(CShareMemoryProcessTest, KilledWritersLeaveNothingTornOrStale)
         ASSERT_TRUE(reader.readData(reinterpret_cast<unsigned char*>(data.data()), uiSize));
         EXPECT_NE(data.find('\0', 4), std::string::npos);
     }
-    const auto collected = Clock::now();
     CShareMemory next;
     ASSERT_TRUE(next.open(uiKey, CShareMemory::MODE_TYPE_WRITER, uiSize));
     ASSERT_TRUE(writeWhenAllowed(next, "after"));
-    std::printf("[ recovery ] the next writer writes %.1f ms after the killed one was collected\n", msSince(collected));
     ASSERT_TRUE(pumpUntil([&] { return recorder.events.back() == "after"; }));
     EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
     next.close();

@@ -1,9 +1,8 @@
 #pragma once
 
-// Shared pieces of the socket and data transfer tests: recorders for the
-// listeners and the log, plain sockets as the far side, frames built by
-// hand, a clock the test drives for the heartbeat, and the main loop on the
-// test thread.
+// Shared pieces of the channel tests: recorders for the listeners and the
+// log, plain sockets as the far side, frames built by hand, and the main
+// loop on the test thread.
 
 #include <document/CXMLElement.h>
 #include <document/CXMLParser.h>
@@ -15,14 +14,12 @@
 #include <message/CMessageCenter.h>
 #include <system/CLog.h>
 #include <system/ILogOuter.h>
-#include <timer/CTimerManager.h>
 
-#include "message/TickClock.h"
 #include "support/WaitUntil.h"
+#include "system/TempFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -40,14 +37,6 @@ using namespace Trell;
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 
-inline std::string toUtf8(const CString& text)
-{
-    std::string out;
-    for (unsigned int i = 0; i < text.length(); ++i)
-        out += static_cast<char>(text.charAt(i) < 0x80 ? text.charAt(i) : '?');
-    return out;
-}
-
 // Every log line, from any thread, as "[Level] message".
 class CLogRecorder : public ILogOuter
 {
@@ -57,19 +46,24 @@ public:
     void outputLog(const CString& level, const CString&, const CString& message) override
     {
         std::lock_guard<std::mutex> guard(m_mutex);
-        m_lines.push_back("[" + toUtf8(level) + "] " + toUtf8(message));
+        m_lines.push_back("[" + narrow(level) + "] " + narrow(message));
     }
     std::vector<std::string> lines() const
     {
         std::lock_guard<std::mutex> guard(m_mutex);
         return m_lines;
     }
-    // The lines that begin with `prefix`.
-    unsigned int count(const std::string& prefix) const
+    void clear()
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        m_lines.clear();
+    }
+    // The lines that hold `text`.
+    unsigned int count(const std::string& text) const
     {
         unsigned int n = 0;
         for (const std::string& l : lines())
-            n += l.compare(0, prefix.size(), prefix) == 0 ? 1 : 0;
+            n += l.find(text) != std::string::npos ? 1 : 0;
         return n;
     }
 
@@ -113,30 +107,17 @@ public:
             n += e.cKind == cKind ? 1 : 0;
         return n;
     }
-    // Every received chunk, in order.
-    std::vector<std::string> chunks() const
-    {
-        std::vector<std::string> out;
-        for (const tagEvent& e : events()) {
-            if (e.cKind == 'r')
-                out.push_back(e.bytes);
-        }
-        return out;
-    }
+    // Every received chunk, in order, as one string.
     std::string received() const
     {
         std::string all;
-        for (const std::string& chunk : chunks())
-            all += chunk;
+        for (const tagEvent& e : events())
+            all += e.bytes;
         return all;
     }
     bool waitFor(char cKind, unsigned int uiCount) const
     {
         return waitUntil([&] { return count(cKind) >= uiCount; });
-    }
-    bool waitForBytes(size_t size) const
-    {
-        return waitUntil([&] { return received().size() >= size; });
     }
 
 private:
@@ -167,8 +148,7 @@ public:
     void reset()
     {
         if (m_iFd >= 0)
-            ::close(m_iFd);
-        m_iFd = -1;
+            ::close(std::exchange(m_iFd, -1));
     }
     int get() const { return m_iFd; }
     bool valid() const { return m_iFd >= 0; }
@@ -186,24 +166,32 @@ inline unsigned short portOf(int iFd, bool bPeer = false)
     return ntohs(address.sin_port);
 }
 
-inline sockaddr_in loopback(unsigned short usPort)
+// A socket on 127.0.0.1 at `usPort`, connected there (bConnect) or bound
+// there and listening (port 0: of the system's choice, returned).
+inline CFd rawSocket(unsigned short& usPort, bool bConnect)
 {
+    CFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(usPort);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-// A listening socket on 127.0.0.1 with a port of the system's choice.
-inline CFd rawListen(unsigned short& usPort)
-{
-    CFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_in address = loopback(0);
-    EXPECT_EQ(0, ::bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)));
+    const sockaddr* pAddress = reinterpret_cast<const sockaddr*>(&address);
+    if (bConnect)
+        return ::connect(fd.get(), pAddress, sizeof(address)) == 0 ? std::move(fd) : CFd();
+    EXPECT_EQ(0, ::bind(fd.get(), pAddress, sizeof(address)));
     EXPECT_EQ(0, ::listen(fd.get(), 4));
     usPort = portOf(fd.get());
     return fd;
+}
+
+inline CFd rawListen(unsigned short& usPort)
+{
+    return rawSocket(usPort = 0, false);
+}
+
+inline CFd rawConnect(unsigned short usPort)
+{
+    return rawSocket(usPort, true);
 }
 
 // Accepts within the deadline; invalid when nobody came.
@@ -215,45 +203,23 @@ inline CFd rawAccept(int iListen, std::chrono::milliseconds deadline = 20s)
     return CFd(::accept4(iListen, nullptr, nullptr, SOCK_CLOEXEC));
 }
 
-inline CFd rawConnect(unsigned short usPort)
-{
-    CFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_in address = loopback(usPort);
-    if (::connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0)
-        return CFd();
-    const int iOn = 1;
-    ::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &iOn, sizeof(iOn));
-    return fd;
-}
-
 inline bool rawSend(int iFd, const std::string& bytes)
 {
-    for (size_t sent = 0; sent < bytes.size();) {
-        const ssize_t n = ::send(iFd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-        if (n <= 0)
-            return false;
-        sent += static_cast<size_t>(n);
-    }
-    return true;
+    return ::send(iFd, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
 }
 
-// Reads until `size` bytes came, the peer closed or the deadline passed.
-inline std::string rawReceive(int iFd, size_t size, std::chrono::milliseconds deadline = 20s)
+// Reads until `size` bytes came, the peer closed or nothing came for a while.
+inline std::string rawReceive(int iFd, size_t size, std::chrono::milliseconds wait = 20s)
 {
-    std::string out;
-    const auto end = std::chrono::steady_clock::now() + deadline;
-    char buffer[65536];
-    while (out.size() < size) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-        pollfd wait{iFd, POLLIN, 0};
-        if (left.count() <= 0 || ::poll(&wait, 1, static_cast<int>(left.count())) != 1)
-            break;
-        const ssize_t n = ::recv(iFd, buffer, std::min(sizeof(buffer), size - out.size()), 0);
+    std::string out(size, '\0');
+    size_t got = 0;
+    for (pollfd ready{iFd, POLLIN, 0}; got < size && ::poll(&ready, 1, static_cast<int>(wait.count())) == 1;) {
+        const ssize_t n = ::recv(iFd, out.data() + got, size - got, 0);
         if (n <= 0)
             break;
-        out.append(buffer, static_cast<size_t>(n));
+        got += static_cast<size_t>(n);
     }
-    return out;
+    return out.substr(0, got);
 }
 
 // Whether the peer has closed (EOF within the deadline).
@@ -270,12 +236,13 @@ inline bool rawPeerClosed(int iFd)
 inline int findOwnSocket(unsigned short usPort, unsigned short usPeer)
 {
     for (int iFd = 3; iFd < 4096; ++iFd) {
-        sockaddr_in local{}, peer{};
-        socklen_t l1 = sizeof(local), l2 = sizeof(peer);
-        if (::getsockname(iFd, reinterpret_cast<sockaddr*>(&local), &l1) != 0 || local.sin_family != AF_INET ||
+        sockaddr_in local{};
+        socklen_t length = sizeof(local);
+        if (::getsockname(iFd, reinterpret_cast<sockaddr*>(&local), &length) != 0 || local.sin_family != AF_INET ||
             ntohs(local.sin_port) != usPort)
             continue;
-        const bool bConnected = ::getpeername(iFd, reinterpret_cast<sockaddr*>(&peer), &l2) == 0;
+        sockaddr_in peer{};
+        const bool bConnected = ::getpeername(iFd, reinterpret_cast<sockaddr*>(&peer), &length) == 0;
         if (bConnected ? ntohs(peer.sin_port) == usPeer : usPeer == 0)
             return iFd;
     }
@@ -299,54 +266,23 @@ inline int bytesQueued(int iFd)
     return iQueued;
 }
 
+// Whether a socket of this process has received `ullTotal` bytes in all and
+// its reader has taken them out.
+inline bool allRead(int iFd, unsigned long long ullTotal)
+{
+    return waitUntil([&] { return bytesReceived(iFd) >= ullTotal && bytesQueued(iFd) == 0; });
+}
+
 // Sends bytes over `iRaw` that its far end in this process reads as one
 // chunk of their own: returns once they all arrived and were taken out.
 inline bool sendChunk(int iRaw, const std::string& bytes)
 {
     const int iOwn = findOwnSocket(portOf(iRaw, true), portOf(iRaw));
     const unsigned long long ullBefore = iOwn < 0 ? 0 : bytesReceived(iOwn);
-    return iOwn >= 0 && rawSend(iRaw, bytes) && waitUntil([&] {
-               return bytesReceived(iOwn) >= ullBefore + bytes.size() && bytesQueued(iOwn) == 0;
-           });
+    return iOwn >= 0 && rawSend(iRaw, bytes) && allRead(iOwn, ullBefore + bytes.size());
 }
 
-// ---- time and the main loop -------------------------------------------------
-
-inline std::atomic<unsigned int> g_uiFakeNow{1000};
-// Every read after the timers are started comes from a check of the timer
-// thread, so the reads count its checks.
-inline std::atomic<unsigned int> g_uiClockReads{0};
-inline unsigned int fakeClock()
-{
-    g_uiClockReads.fetch_add(1);
-    return g_uiFakeNow.load();
-}
-
-// Drives the timers with a clock the test moves, on the real timer manager.
-class CFakeTime
-{
-public:
-    CFakeTime()
-    {
-        TickClock::setSource(fakeClock);
-        CMessageCenter::getInstance();
-        CTimerManager::getInstance()->start();
-    }
-    ~CFakeTime()
-    {
-        CTimerManager::getInstance()->stop();
-        CTimerManager::deleteInstance();
-        CMessageCenter::getInstance()->clearMessageList();
-        TickClock::setSource(nullptr);
-    }
-    void advance(unsigned int uiMilliseconds) { g_uiFakeNow.fetch_add(uiMilliseconds); }
-    // Waits until the timer thread has made a few more checks.
-    static bool waitForChecks()
-    {
-        const unsigned int uiStart = g_uiClockReads.load();
-        return waitUntil([&] { return g_uiClockReads.load() >= uiStart + 4; });
-    }
-};
+// ---- the main loop and the data transfer --------------------------------------
 
 // Pops and handles everything queued now, as the host's main loop does.
 inline unsigned int pumpMessages()
@@ -365,8 +301,6 @@ bool pumpUntil(TCondition condition)
     return waitUntil([&] { return pumpMessages(), condition(); });
 }
 
-// ---- the data transfer ------------------------------------------------------
-
 // What the data transfer's listener heard, one line per call.
 class CDataListener : public IDataTransferListener
 {
@@ -376,10 +310,10 @@ public:
     void onTouchInputAvailable(const CCursor& c) override
     {
         std::string line = "touch";
-        for (long long v : {(long long)c.getID(), (long long)c.getTouchStatus(), (long long)c.getX(),
-                            (long long)c.getXDelta(), (long long)c.getXSpeed(), (long long)c.getY(),
-                            (long long)c.getYDelta(), (long long)c.getYSpeed(), (long long)c.getDistance(),
-                            (long long)c.getTimestamp()})
+        for (long long v :
+             {(long long)c.getID(), (long long)c.getTouchStatus(), (long long)c.getX(), (long long)c.getXDelta(),
+              (long long)c.getXSpeed(), (long long)c.getY(), (long long)c.getYDelta(), (long long)c.getYSpeed(),
+              (long long)c.getDistance(), (long long)c.getTimestamp()})
             line += " " + std::to_string(v);
         m_events.push_back(line);
     }
@@ -399,12 +333,15 @@ public:
     {
         CString strText;
         pDocument->getRootElement()->saveTo(strText, false, false);
-        m_events.push_back("xml " + toUtf8(strText));
+        m_events.push_back("xml " + narrow(strText));
     }
-    static std::string nameOf(const CString& strName) { return strName.isEmpty() ? "<null>" : toUtf8(strName); }
+    static std::string nameOf(const CString& strName) { return strName.isEmpty() ? "<null>" : narrow(strName); }
 
     // Runs the main loop until n events were heard.
-    bool waitFor(size_t n) { return pumpUntil([&] { return m_events.size() >= n; }); }
+    bool waitFor(size_t n)
+    {
+        return pumpUntil([&] { return m_events.size() >= n; });
+    }
 
     std::vector<std::string> m_events;
 };
@@ -413,10 +350,8 @@ public:
 inline std::string frame(const std::string& payload, bool bXml = false, unsigned char ucType = 0)
 {
     const unsigned int uiLength = static_cast<unsigned int>(payload.size());
-    std::string out = "IVEN" + std::string(1, static_cast<char>(ucType));
-    for (int i = 0; i < 4; ++i)
-        out += static_cast<char>(uiLength >> (8 * i));
-    return out + static_cast<char>(bXml ? 1 : 0) + payload;
+    return "IVEN" + std::string(1, static_cast<char>(ucType)) +
+           std::string(reinterpret_cast<const char*>(&uiLength), 4) + static_cast<char>(bXml ? 1 : 0) + payload;
 }
 
 // An XML payload: the text and its closing zero byte.
@@ -435,7 +370,6 @@ struct tagClientSession
     {
         CMessageCenter::getInstance();
         listener = rawListen(usPort);
-        transfer = std::make_unique<CDataTransfer>();
         transfer->setListener(&events);
         transfer->openAsClient(u"127.0.0.1", usPort);
         accept();
@@ -465,7 +399,7 @@ struct tagClientSession
     CFd listener;
     CFd peer;
     CDataListener events;
-    std::unique_ptr<CDataTransfer> transfer;
+    std::unique_ptr<CDataTransfer> transfer = std::make_unique<CDataTransfer>();
 };
 
 } // namespace IpcTest

@@ -8,7 +8,6 @@ list(APPEND ECS_TESTS
     ipc/CSocketServerTest.cpp
     ipc/CSocketClientTest.cpp
     ipc/CDataTransferTest.cpp
-    ipc/CDataTransferBadInputTest.cpp
 )
 
 if(NOT WIN32)
