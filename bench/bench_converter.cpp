@@ -133,8 +133,8 @@ void BM_Encode_ICU(benchmark::State& state)
     for (auto _ : state) {
         UErrorCode status = U_ZERO_ERROR;
         int32_t length = 0;
-        u_strToUTF8(out.data(), static_cast<int32_t>(out.size()), &length,
-                    reinterpret_cast<const UChar*>(text.c_str()), -1, &status);
+        u_strToUTF8(out.data(), static_cast<int32_t>(out.size()), &length, reinterpret_cast<const UChar*>(text.c_str()),
+                    -1, &status);
         benchmark::DoNotOptimize(length);
         benchmark::ClobberMemory();
     }

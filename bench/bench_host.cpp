@@ -178,8 +178,8 @@ void BM_HostTouchInput(benchmark::State& state)
             const int fd = connectTo(usPort);
             if (fd >= 0) {
                 for (unsigned int i = 1; i <= FRAMES; ++i) {
-                    const std::string strFrame = touchFrame(i, i == 1 ? 1 : (i == FRAMES ? 3 : 2),
-                                                            100 + static_cast<int>(i % 200), 200);
+                    const std::string strFrame =
+                        touchFrame(i, i == 1 ? 1 : (i == FRAMES ? 3 : 2), 100 + static_cast<int>(i % 200), 200);
                     sent[i - 1] = Clock::now();
                     if (!sendAll(fd, strFrame))
                         break;

@@ -14,8 +14,8 @@
 // own entry points (mi_malloc/mi_free, mallocx/dallocx), so that they do not
 // replace malloc for the whole program.
 
-#include <foundation/CMemory.h>
 #include <foundation/CMemManager.h>
+#include <foundation/CMemory.h>
 
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
@@ -48,24 +48,48 @@ struct tagPeer
     void (*release)(void*);
 };
 
-void* glibcAllocate(std::size_t size) { return std::malloc(size); }
-void glibcRelease(void* p) { std::free(p); }
-void* ecsAllocate(std::size_t size) { return CMemory::malloc(static_cast<unsigned int>(size), 0); }
-void ecsRelease(void* p) { CMemory::free(p); }
+void* glibcAllocate(std::size_t size)
+{
+    return std::malloc(size);
+}
+void glibcRelease(void* p)
+{
+    std::free(p);
+}
+void* ecsAllocate(std::size_t size)
+{
+    return CMemory::malloc(static_cast<unsigned int>(size), 0);
+}
+void ecsRelease(void* p)
+{
+    CMemory::free(p);
+}
 
 using MallocxFn = void* (*)(std::size_t, int);
 using DallocxFn = void (*)(void*, int);
 MallocxFn g_pfnMallocx = nullptr;
 DallocxFn g_pfnDallocx = nullptr;
-void* jeAllocate(std::size_t size) { return g_pfnMallocx(size, 0); }
-void jeRelease(void* p) { g_pfnDallocx(p, 0); }
+void* jeAllocate(std::size_t size)
+{
+    return g_pfnMallocx(size, 0);
+}
+void jeRelease(void* p)
+{
+    g_pfnDallocx(p, 0);
+}
 
 using MiMallocFn = void* (*)(std::size_t);
 using MiFreeFn = void (*)(void*);
 MiMallocFn g_pfnMiMalloc = nullptr;
 MiFreeFn g_pfnMiFree = nullptr;
-void* miAllocate(std::size_t size) { return g_pfnMiMalloc(size); }
-void miRelease(void* p) { g_pfnMiFree(p); }
+void* miAllocate(std::size_t size)
+{
+    return g_pfnMiMalloc(size);
+}
+void miRelease(void* p)
+{
+    g_pfnMiFree(p);
+}
 
 std::vector<tagPeer> loadPeers(char** argv)
 {

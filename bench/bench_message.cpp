@@ -85,7 +85,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_ready;
     std::deque<std::unique_ptr<tagPeerMessage>> m_queue;
-    bool m_sleeping = false;        // guarded by m_mutex
+    bool m_sleeping = false;         // guarded by m_mutex
     unsigned long long m_sleeps = 0; // guarded by m_mutex
 };
 
@@ -119,7 +119,8 @@ void BM_PeerQueue(benchmark::State& state)
     }
     benchmark::DoNotOptimize(checksum);
     state.SetItemsProcessed(static_cast<long long>(state.iterations()) * (kMessages / producers * producers));
-    state.counters["sleeps"] = benchmark::Counter(static_cast<double>(queue.sleeps()), benchmark::Counter::kAvgIterations);
+    state.counters["sleeps"] =
+        benchmark::Counter(static_cast<double>(queue.sleeps()), benchmark::Counter::kAvgIterations);
 }
 
 // A polling consumer: it never sleeps, so no producer signals it (the
@@ -193,7 +194,7 @@ public:
 private:
     std::atomic<bool> m_bSleeping{false};
     unsigned long long m_uiSleeps = 0; // consumer thread only
-    bool m_bWoken = false; // guarded by m_mutex
+    bool m_bWoken = false;             // guarded by m_mutex
     std::mutex m_mutex;
     std::condition_variable m_wake;
 };
@@ -221,7 +222,8 @@ void BM_MessageCenter(benchmark::State& state)
     }
     benchmark::DoNotOptimize(checksum);
     state.SetItemsProcessed(static_cast<long long>(state.iterations()) * (kMessages / producers * producers));
-    state.counters["sleeps"] = benchmark::Counter(static_cast<double>(listener.sleeps()), benchmark::Counter::kAvgIterations);
+    state.counters["sleeps"] =
+        benchmark::Counter(static_cast<double>(listener.sleeps()), benchmark::Counter::kAvgIterations);
     center->setListener(nullptr);
     CMessageCenter::deleteInstance();
 }

@@ -27,11 +27,11 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <algorithm>
 #include <new>
 #include <random>
 #include <string>
@@ -48,7 +48,8 @@ using namespace Trell;
 
 namespace Trell {
 // The named mutex is internal to the library; this program compiles its layer.
-void logNamedObject(const char*) {}
+void logNamedObject(const char*)
+{}
 } // namespace Trell
 
 namespace {
@@ -182,7 +183,8 @@ public:
     void add(std::chrono::steady_clock::time_point start)
     {
         if (m_times.size() < m_times.capacity())
-            m_times.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+            m_times.push_back(
+                std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
     }
     void report(benchmark::State& state)
     {

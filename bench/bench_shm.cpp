@@ -168,8 +168,8 @@ public:
         posix_spawn_file_actions_adddup2(&actions, aiReply[1], REPLY_FD);
         // Its log stays out of the report.
         posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-        std::vector<std::string> args = {"bench_shm", "--reader", pszPeer, std::to_string(uiKey),
-                                         std::to_string(uiSize), std::to_string(uiEvery)};
+        std::vector<std::string> args = {
+            "bench_shm", "--reader", pszPeer, std::to_string(uiKey), std::to_string(uiSize), std::to_string(uiEvery)};
         std::vector<char*> argv;
         for (std::string& arg : args)
             argv.push_back(arg.data());

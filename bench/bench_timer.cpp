@@ -176,10 +176,7 @@ public:
         m_cv.notify_one();
     }
 
-    void onTimer(const CTimer*, unsigned int uiCount) override
-    {
-        m_fires.push_back({uiCount, Clock::now()});
-    }
+    void onTimer(const CTimer*, unsigned int uiCount) override { m_fires.push_back({uiCount, Clock::now()}); }
 
     void waitAvailable()
     {
@@ -275,8 +272,8 @@ BENCHMARK(BM_TimerManager)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRea
 
 int main(int argc, char** argv)
 {
-    while (takeFlag(argc, argv, "--pulses", g_uiPulses) || takeFlag(argc, argv, "--delay", g_uiDelay)
-           || takeFlag(argc, argv, "--sleeps", g_uiSleeps)) {
+    while (takeFlag(argc, argv, "--pulses", g_uiPulses) || takeFlag(argc, argv, "--delay", g_uiDelay) ||
+           takeFlag(argc, argv, "--sleeps", g_uiSleeps)) {
     }
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))

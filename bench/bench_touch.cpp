@@ -171,8 +171,10 @@ void BM_PeerTouch(benchmark::State& state)
     CPeerRecorder listener;
     CPeerListener* pListener = &listener;
     for (auto _ : state) {
-        std::thread producer(produceMoves, uiMoves, bPaced,
-                             +[](int i) { g_pPeerQueue->push({0, 1, i, 0, 1}); });
+        std::thread producer(
+            produceMoves, uiMoves, bPaced, +[](int i) {
+                g_pPeerQueue->push({0, 1, i, 0, 1});
+            });
         for (unsigned int n = 0; n < uiMoves; ++n)
             pListener->onTouchMove(queue.pop());
         producer.join();
@@ -285,8 +287,9 @@ void BM_CenterTouch(benchmark::State& state)
     tagTouchSetup setup(listener);
     for (auto _ : state) {
         const unsigned int uiTarget = listener.latencies.uiHeard + uiMoves;
-        std::thread producer(produceMoves, uiMoves, bPaced,
-                             +[](int i) { CMessageCenter::getInstance()->pushTouchMessage(0, 1, i, 0, 1); });
+        std::thread producer(
+            produceMoves, uiMoves, bPaced,
+            +[](int i) { CMessageCenter::getInstance()->pushTouchMessage(0, 1, i, 0, 1); });
         while (listener.latencies.uiHeard < uiTarget)
             setup.loop.handleNext(setup.pCenter);
         producer.join();
@@ -299,7 +302,11 @@ void BM_CenterTouch(benchmark::State& state)
 class CTimerRecorder : public ITimerListener
 {
 public:
-    void onTimerComplete(const CTimer*) override { done = Clock::now(); bDone = true; }
+    void onTimerComplete(const CTimer*) override
+    {
+        done = Clock::now();
+        bDone = true;
+    }
     Clock::time_point done;
     bool bDone = false;
 };

@@ -46,34 +46,57 @@ std::vector<tagNode> configNodes()
     nodes.push_back({1, "surfaces", {{"count", "3"}}});
     const char* surfaces[] = {"main", "cluster", "hud"};
     for (int i = 0; i < 3; ++i)
-        nodes.push_back({2, "surface", {{"id", std::to_string(i)}, {"name", surfaces[i]}, {"x", "0"}, {"y", "0"},
-                                        {"width", "1920"}, {"height", "720"}, {"layer", std::to_string(i)},
-                                        {"display", "0"}, {"visible", "true"}, {"format", "ARGB8888"}}});
+        nodes.push_back({2,
+                         "surface",
+                         {{"id", std::to_string(i)},
+                          {"name", surfaces[i]},
+                          {"x", "0"},
+                          {"y", "0"},
+                          {"width", "1920"},
+                          {"height", "720"},
+                          {"layer", std::to_string(i)},
+                          {"display", "0"},
+                          {"visible", "true"},
+                          {"format", "ARGB8888"}}});
     nodes.push_back({1, "threads", {}});
     const char* threads[] = {"tm", "dt", "sm", "ap", "ld", "rd"};
     for (int i = 0; i < 6; ++i)
-        nodes.push_back({2, "thread", {{"name", threads[i]}, {"priority", std::to_string(51 + i)},
-                                       {"stack_size", "65536"}, {"cpu", "0x3"}}});
-    nodes.push_back({1, "touch", {{"repeat_delay", "500"}, {"repeat_interval", "100"}, {"move_threshold", "8"},
-                                  {"long_press", "800"}, {"enable", "true"}}});
-    nodes.push_back({1, "gesture", {{"swipe_distance", "50"}, {"swipe_time", "300"}, {"pinch", "true"},
-                                    {"rotate", "false"}}});
-    nodes.push_back({1, "fonts", {{"default", "NotoSans"}, {"size", "24"}, {"auto_hinting", "true"},
-                                  {"support_complex_language", "false"}}});
+        nodes.push_back(
+            {2,
+             "thread",
+             {{"name", threads[i]}, {"priority", std::to_string(51 + i)}, {"stack_size", "65536"}, {"cpu", "0x3"}}});
+    nodes.push_back({1,
+                     "touch",
+                     {{"repeat_delay", "500"},
+                      {"repeat_interval", "100"},
+                      {"move_threshold", "8"},
+                      {"long_press", "800"},
+                      {"enable", "true"}}});
+    nodes.push_back(
+        {1, "gesture", {{"swipe_distance", "50"}, {"swipe_time", "300"}, {"pinch", "true"}, {"rotate", "false"}}});
+    nodes.push_back(
+        {1,
+         "fonts",
+         {{"default", "NotoSans"}, {"size", "24"}, {"auto_hinting", "true"}, {"support_complex_language", "false"}}});
     const char* fonts[] = {"NotoSans", "NotoSansCJK", "NotoSerif", "DejaVuSans", "Roboto", "RobotoMono"};
     for (int i = 0; i < 6; ++i)
-        nodes.push_back({2, "font", {{"name", fonts[i]}, {"path", std::string("fonts/") + fonts[i] + "-Regular.ttf"},
-                                     {"cache", "true"}}});
+        nodes.push_back(
+            {2,
+             "font",
+             {{"name", fonts[i]}, {"path", std::string("fonts/") + fonts[i] + "-Regular.ttf"}, {"cache", "true"}}});
     nodes.push_back({1, "screens", {{"start", "home"}, {"transition", "fade"}}});
     const char* screens[] = {"home", "media", "navigation", "phone", "climate", "settings", "vehicle", "camera"};
     for (int i = 0; i < 8; ++i)
-        nodes.push_back({2, "screen", {{"name", screens[i]}, {"file", std::string("screens/") + screens[i] + ".xml"},
-                                       {"surface", std::to_string(i % 3)}, {"preload", i < 3 ? "true" : "false"},
-                                       {"timeout", std::to_string(1000 * i)}}});
-    nodes.push_back({1, "paths", {{"project", "/opt/trell/project"}, {"resource", "res"},
-                                  {"cache", "/tmp/trell_cache"}}});
-    nodes.push_back({1, "memory", {{"pool_size", "33554432"}, {"checking", "false"},
-                                   {"report", "memory_report.txt"}}});
+        nodes.push_back({2,
+                         "screen",
+                         {{"name", screens[i]},
+                          {"file", std::string("screens/") + screens[i] + ".xml"},
+                          {"surface", std::to_string(i % 3)},
+                          {"preload", i < 3 ? "true" : "false"},
+                          {"timeout", std::to_string(1000 * i)}}});
+    nodes.push_back(
+        {1, "paths", {{"project", "/opt/trell/project"}, {"resource", "res"}, {"cache", "/tmp/trell_cache"}}});
+    nodes.push_back({1, "memory", {{"pool_size", "33554432"}, {"checking", "false"}, {"report", "memory_report.txt"}}});
     return nodes;
 }
 
@@ -200,23 +223,53 @@ void parseTiny(benchmark::State& state, const std::string& text)
 }
 #endif
 
-void BM_Config_Parse_Trell(benchmark::State& s) { parseTrell(s, configText()); }
-void BM_Config_Parse_TrellString(benchmark::State& s) { parseTrellString(s, configText()); }
-void BM_Config_Widen(benchmark::State& s) { widenOnly(s, configText()); }
-void BM_Large_Parse_Trell(benchmark::State& s) { parseTrell(s, largeText()); }
-void BM_Large_Parse_TrellString(benchmark::State& s) { parseTrellString(s, largeText()); }
-void BM_Large_Widen(benchmark::State& s) { widenOnly(s, largeText()); }
+void BM_Config_Parse_Trell(benchmark::State& s)
+{
+    parseTrell(s, configText());
+}
+void BM_Config_Parse_TrellString(benchmark::State& s)
+{
+    parseTrellString(s, configText());
+}
+void BM_Config_Widen(benchmark::State& s)
+{
+    widenOnly(s, configText());
+}
+void BM_Large_Parse_Trell(benchmark::State& s)
+{
+    parseTrell(s, largeText());
+}
+void BM_Large_Parse_TrellString(benchmark::State& s)
+{
+    parseTrellString(s, largeText());
+}
+void BM_Large_Widen(benchmark::State& s)
+{
+    widenOnly(s, largeText());
+}
 BENCHMARK(BM_Config_Parse_Trell)->Iterations(10000)->Repetitions(5);
 BENCHMARK(BM_Config_Parse_TrellString)->Iterations(10000)->Repetitions(5);
 BENCHMARK(BM_Config_Widen);
 #ifdef ECS_BENCH_PUGIXML
-void BM_Config_Parse_Pugixml(benchmark::State& s) { parsePugi(s, configText()); }
-void BM_Large_Parse_Pugixml(benchmark::State& s) { parsePugi(s, largeText()); }
+void BM_Config_Parse_Pugixml(benchmark::State& s)
+{
+    parsePugi(s, configText());
+}
+void BM_Large_Parse_Pugixml(benchmark::State& s)
+{
+    parsePugi(s, largeText());
+}
 BENCHMARK(BM_Config_Parse_Pugixml)->Iterations(10000)->Repetitions(5);
 #endif
 #ifdef ECS_BENCH_TINYXML2
-void BM_Config_Parse_Tinyxml2(benchmark::State& s) { parseTiny(s, configText()); }
-void BM_Large_Parse_Tinyxml2(benchmark::State& s) { parseTiny(s, largeText()); }
+void BM_Config_Parse_Tinyxml2(benchmark::State& s)
+{
+    parseTiny(s, configText());
+}
+void BM_Large_Parse_Tinyxml2(benchmark::State& s)
+{
+    parseTiny(s, largeText());
+}
 BENCHMARK(BM_Config_Parse_Tinyxml2)->Iterations(10000)->Repetitions(5);
 #endif
 BENCHMARK(BM_Large_Parse_Trell)->Unit(benchmark::kMillisecond);

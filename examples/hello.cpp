@@ -49,7 +49,7 @@ int main(int argc, char** argv)
     CString project = CPath::generateAbsolutePath(CString(u"/opt/hmi/project/"), CString(u"..\\assets\\.\\logo.png"));
     CStringConverter::printf(u"asset: %s\n", project.buffer());
 
-    static const char16_t* const s_weekdays[] = {u"Sunday", u"Monday", u"Tuesday", u"Wednesday",
+    static const char16_t* const s_weekdays[] = {u"Sunday",   u"Monday", u"Tuesday", u"Wednesday",
                                                  u"Thursday", u"Friday", u"Saturday"};
     CTime now = CTime::getCurrentTime();
     CStringConverter::printf(u"today is %s, %04u-%02u-%02u\n", s_weekdays[now.getDayOfWeek() % 7], now.getYear(),

@@ -12,13 +12,12 @@
 #include <vector>
 
 // A failed property aborts, so that libFuzzer records the input as a finding.
-#define FUZZ_CHECK(condition)                                                         \
-    do {                                                                              \
-        if (!(condition)) {                                                           \
-            std::fprintf(stderr, "FUZZ_CHECK failed: %s (%s:%d)\n", #condition,       \
-                         __FILE__, __LINE__);                                         \
-            std::abort();                                                             \
-        }                                                                             \
+#define FUZZ_CHECK(condition)                                                                                          \
+    do {                                                                                                               \
+        if (!(condition)) {                                                                                            \
+            std::fprintf(stderr, "FUZZ_CHECK failed: %s (%s:%d)\n", #condition, __FILE__, __LINE__);                   \
+            std::abort();                                                                                              \
+        }                                                                                                              \
     } while (0)
 
 // The input's bytes as UTF-16 units (an odd last byte is dropped), embedded

@@ -166,18 +166,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             FUZZ_CHECK(buffer.readBYTE() == expected);
             break;
         }
-        case 6:
-            checkRead(buffer, model, &CByteBuffer::readSHORT, 2);
-            break;
-        case 7:
-            checkRead(buffer, model, &CByteBuffer::readUINT, 4);
-            break;
-        case 8:
-            checkRead(buffer, model, &CByteBuffer::readFLOAT, 4);
-            break;
-        case 9:
-            checkRead(buffer, model, &CByteBuffer::readDOUBLE, 8);
-            break;
+        case 6: checkRead(buffer, model, &CByteBuffer::readSHORT, 2); break;
+        case 7: checkRead(buffer, model, &CByteBuffer::readUINT, 4); break;
+        case 8: checkRead(buffer, model, &CByteBuffer::readFLOAT, 4); break;
+        case 9: checkRead(buffer, model, &CByteBuffer::readDOUBLE, 8); break;
         case 10: {
             const unsigned int count = input.byte() % sizeof(bytes);
             const unsigned int available = model.position < model.size ? model.size - model.position : 0;
@@ -250,9 +242,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             FUZZ_CHECK(buffer.writeUSHORT(v) == model.write(reinterpret_cast<const unsigned char*>(&v), 2));
             break;
         }
-        default:
-            checkRead(buffer, model, &CByteBuffer::readINT, 4);
-            break;
+        default: checkRead(buffer, model, &CByteBuffer::readINT, 4); break;
         }
         checkState(buffer, model, external);
     }

@@ -169,7 +169,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         at += chunk.size();
         if (chunk.empty())
             break;
-        harness.parseData(reinterpret_cast<const unsigned char*>(chunk.data()), static_cast<unsigned int>(chunk.size()));
+        harness.parseData(reinterpret_cast<const unsigned char*>(chunk.data()),
+                          static_cast<unsigned int>(chunk.size()));
         if (bRaw) {
             expectedData.push_back("raw " + chunk);
             continue;

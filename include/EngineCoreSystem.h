@@ -6,8 +6,8 @@
 #include <document/Document.h>
 #include <foundation/Foundation.h>
 #include <input/Input.h>
-#include <math/Math.h>
 #include <ipc/Ipc.h>
+#include <math/Math.h>
 #include <message/Message.h>
 #include <platform/Platform.h>
 #include <system/System.h>

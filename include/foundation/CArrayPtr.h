@@ -28,7 +28,11 @@ public:
 
     // A new array of `count` value-initialised elements; empty when count is
     // 0 or the memory is not available (check getCount()).
-    explicit CArrayPtr(unsigned int count) : CArrayPtr() { m_pData = allocate(count); m_uiCount = m_pData ? count : 0; }
+    explicit CArrayPtr(unsigned int count) : CArrayPtr()
+    {
+        m_pData = allocate(count);
+        m_uiCount = m_pData ? count : 0;
+    }
 
     // Takes over `data` (from allocate) holding `count` elements.
     CArrayPtr(T* data, unsigned int count) noexcept : CObject(), m_pData(data), m_uiCount(data ? count : 0) {}

@@ -35,7 +35,8 @@ public:
         tagNode* pNext;
 
         template <class U>
-        explicit tagNode(U&& value) : data(std::forward<U>(value)), pPrev(nullptr), pNext(nullptr) {}
+        explicit tagNode(U&& value) : data(std::forward<U>(value)), pPrev(nullptr), pNext(nullptr)
+        {}
     };
 
     class iterator : public ContainerDetail::CListIteratorBase<iterator, tagNode>
@@ -60,7 +61,8 @@ public:
         typedef const T* pointer;
         typedef const T& reference;
         explicit const_iterator(const tagNode* node = nullptr)
-            : ContainerDetail::CListIteratorBase<const_iterator, const tagNode>(node) {}
+            : ContainerDetail::CListIteratorBase<const_iterator, const tagNode>(node)
+        {}
         const T& operator*() const { return this->m_pNode->data; }
         const T* operator->() const { return &this->m_pNode->data; }
     };

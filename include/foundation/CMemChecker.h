@@ -52,9 +52,9 @@ public:
 
     enum EHeapState
     {
-        HEAP_CLEAN = 0,    // every block on the list is intact
-        HEAP_ERRORS = 1,   // overflowed or broken blocks were found
-        HEAP_CRASHED = 2,  // the list itself is broken; the walk stopped
+        HEAP_CLEAN = 0,   // every block on the list is intact
+        HEAP_ERRORS = 1,  // overflowed or broken blocks were found
+        HEAP_CRASHED = 2, // the list itself is broken; the walk stopped
     };
 
     // Takes the checker's lock for its scope; with `raiseDepth` the checker's

@@ -35,8 +35,7 @@ public:
 protected:
     // Deliberately copies the source's count and pool: a copy starts with the
     // source's count, not with 0.
-    constexpr CObject(const CObject& other) noexcept
-        : m_iRef(other.m_iRef), m_pObjectPool(other.m_pObjectPool) {}
+    constexpr CObject(const CObject& other) noexcept : m_iRef(other.m_iRef), m_pObjectPool(other.m_pObjectPool) {}
     CObject& operator=(const CObject& other) noexcept
     {
         m_iRef = other.m_iRef;

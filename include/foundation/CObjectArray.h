@@ -24,7 +24,8 @@ public:
     typedef T* const* const_iterator;
 
     explicit CObjectArray(bool owning = false) noexcept
-        : CObject(), m_ppData(nullptr), m_uiCapacity(0), m_uiCount(0), m_bOwning(owning) {}
+        : CObject(), m_ppData(nullptr), m_uiCapacity(0), m_uiCount(0), m_bOwning(owning)
+    {}
 
     CObjectArray(CObjectArray&& other) noexcept : CObjectArray(other.m_bOwning) { swap(other); }
 

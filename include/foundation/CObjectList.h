@@ -39,7 +39,8 @@ public:
         typedef T* const* pointer;
         typedef T* reference;
         explicit const_iterator(const tagNode* node = nullptr)
-            : ContainerDetail::CListIteratorBase<const_iterator, const tagNode>(node) {}
+            : ContainerDetail::CListIteratorBase<const_iterator, const tagNode>(node)
+        {}
         T* operator*() const { return this->m_pNode->pObject; }
     };
 

@@ -35,7 +35,8 @@ public:
         // The key built in place from `keyArgs`, so that a key made at its
         // final size is never copied.
         template <class... A>
-        tagPair(std::piecewise_construct_t, V* v, A&&... keyArgs) : key(std::forward<A>(keyArgs)...), value(v) {}
+        tagPair(std::piecewise_construct_t, V* v, A&&... keyArgs) : key(std::forward<A>(keyArgs)...), value(v)
+        {}
     };
 
     struct tagNode : public ContainerDetail::tagAvlNode<tagPair, tagNode>
@@ -46,8 +47,7 @@ public:
         template <class... A>
         tagNode(std::piecewise_construct_t, V* v, A&&... keyArgs)
             : ContainerDetail::tagAvlNode<tagPair, tagNode>(std::piecewise_construct, v, std::forward<A>(keyArgs)...)
-        {
-        }
+        {}
     };
 
 private:
@@ -61,7 +61,8 @@ public:
     typedef tagIterator<const tagNode> const_iterator;
 
     explicit CObjectMap(bool owning = false, bool balancing = true) noexcept
-        : CObject(), m_bBalancing(balancing), m_bOwning(owning) {}
+        : CObject(), m_bBalancing(balancing), m_bOwning(owning)
+    {}
 
     CObjectMap(CObjectMap&& other) noexcept : CObjectMap(other.m_bOwning, other.m_bBalancing) { swap(other); }
 

@@ -25,7 +25,8 @@ public:
     }
     CObjectPtr(const CObjectPtr& other) : CObjectPtr(other.m_pObject) {}
     template <class U>
-    CObjectPtr(const CObjectPtr<U>& other) : CObjectPtr(other.get()) {}
+    CObjectPtr(const CObjectPtr<U>& other) : CObjectPtr(other.get())
+    {}
     CObjectPtr(CObjectPtr&& other) noexcept : m_pObject(other.m_pObject) { other.m_pObject = nullptr; }
 
     virtual ~CObjectPtr()
@@ -78,9 +79,15 @@ public:
     void swap(CObjectPtr& other) noexcept { std::swap(m_pObject, other.m_pObject); }
 
     template <class U>
-    bool operator==(const CObjectPtr<U>& other) const noexcept { return m_pObject == other.get(); }
+    bool operator==(const CObjectPtr<U>& other) const noexcept
+    {
+        return m_pObject == other.get();
+    }
     template <class U>
-    bool operator!=(const CObjectPtr<U>& other) const noexcept { return m_pObject != other.get(); }
+    bool operator!=(const CObjectPtr<U>& other) const noexcept
+    {
+        return m_pObject != other.get();
+    }
     bool operator==(const T* object) const noexcept { return m_pObject == object; }
     bool operator!=(const T* object) const noexcept { return m_pObject != object; }
     bool operator==(std::nullptr_t) const noexcept { return m_pObject == nullptr; }

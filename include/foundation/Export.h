@@ -4,11 +4,11 @@
 // The library is built with hidden visibility, so anything without it stays
 // internal to the shared object.
 #if defined(_WIN32)
-#  if defined(ECS_BUILDING_LIBRARY)
-#    define ECS_API __declspec(dllexport)
-#  else
-#    define ECS_API __declspec(dllimport)
-#  endif
+#if defined(ECS_BUILDING_LIBRARY)
+#define ECS_API __declspec(dllexport)
 #else
-#  define ECS_API __attribute__((visibility("default")))
+#define ECS_API __declspec(dllimport)
+#endif
+#else
+#define ECS_API __attribute__((visibility("default")))
 #endif

@@ -8,9 +8,9 @@
 #include <foundation/CObjectPoolRef.h>
 #include <foundation/CObjectPtr.h>
 #include <foundation/CSingleton.h>
+#include <foundation/CVariant.h>
 #include <foundation/Containers.h>
 #include <foundation/Export.h>
-#include <foundation/CVariant.h>
 #include <foundation/MemoryManager.h>
 #include <foundation/tagImageData.h>
 #include <foundation/tagValueSection.h>

@@ -23,10 +23,10 @@ public:
 
     enum ERenderState : unsigned int
     {
-        RENDER_STATE_READY = 0,   // the surface can be drawn on
-        RENDER_STATE_PAUSE = 1,   // drawing should stop (hidden, minimised)
-        RENDER_STATE_RESUME = 2,  // drawing may go on
-        RENDER_STATE_DESTROY = 3  // the drawing area is going away
+        RENDER_STATE_READY = 0,  // the surface can be drawn on
+        RENDER_STATE_PAUSE = 1,  // drawing should stop (hidden, minimised)
+        RENDER_STATE_RESUME = 2, // drawing may go on
+        RENDER_STATE_DESTROY = 3 // the drawing area is going away
     };
 
     virtual ~ISurfaceListener();

@@ -32,8 +32,8 @@ public:
     // zero byte) is parsed into the document, a raw one copied. A payload
     // that does not parse gives a message that delivers nothing. Null when
     // memory is short.
-    static CMsgDataTransfer* create(CDataTransfer* pDataTransfer, const unsigned char* pPayload,
-                                    unsigned int uiLength, bool bXml);
+    static CMsgDataTransfer* create(CDataTransfer* pDataTransfer, const unsigned char* pPayload, unsigned int uiLength,
+                                    bool bXml);
 
     // Passes the content to its data transfer, unless that is gone.
     void handleMessage() override;

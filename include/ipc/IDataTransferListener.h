@@ -22,8 +22,7 @@ public:
     // The host application's operation codes; this library only carries
     // them, as signed 32-bit integers.
     enum EOperationHandle : int
-    {
-    };
+    {};
 
     virtual ~IDataTransferListener();
 

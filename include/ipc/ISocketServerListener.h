@@ -21,8 +21,7 @@ public:
 
     virtual void onConnect(CSocketServer* pServer, unsigned int uiClient) = 0;
     virtual void onDisconnect(CSocketServer* pServer, unsigned int uiClient) = 0;
-    virtual void onDataAvailable(CSocketServer* pServer, unsigned int uiClient, unsigned char* pData,
-                                 int iLength) = 0;
+    virtual void onDataAvailable(CSocketServer* pServer, unsigned int uiClient, unsigned char* pData, int iLength) = 0;
 };
 
 } // namespace Trell

@@ -31,10 +31,10 @@ public:
     // Grows to cover p as well.
     constexpr void extend(const CVector3& p)
     {
-        m_vMin = CVector3(p.x < m_vMin.x ? p.x : m_vMin.x, p.y < m_vMin.y ? p.y : m_vMin.y,
-                          p.z < m_vMin.z ? p.z : m_vMin.z);
-        m_vMax = CVector3(p.x > m_vMax.x ? p.x : m_vMax.x, p.y > m_vMax.y ? p.y : m_vMax.y,
-                          p.z > m_vMax.z ? p.z : m_vMax.z);
+        m_vMin =
+            CVector3(p.x < m_vMin.x ? p.x : m_vMin.x, p.y < m_vMin.y ? p.y : m_vMin.y, p.z < m_vMin.z ? p.z : m_vMin.z);
+        m_vMax =
+            CVector3(p.x > m_vMax.x ? p.x : m_vMax.x, p.y > m_vMax.y ? p.y : m_vMax.y, p.z > m_vMax.z ? p.z : m_vMax.z);
     }
 
     constexpr bool operator==(const CBox& b) const { return m_vMin == b.m_vMin && m_vMax == b.m_vMax; }

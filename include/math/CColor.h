@@ -34,20 +34,16 @@ public:
     constexpr CColor() noexcept : CObject(), m_fRed(1.0f), m_fGreen(1.0f), m_fBlue(1.0f), m_fAlpha(1.0f) {}
     constexpr CColor(float r, float g, float b, float a) noexcept
         : CObject(), m_fRed(unit(r)), m_fGreen(unit(g)), m_fBlue(unit(b)), m_fAlpha(unit(a))
-    {
-    }
+    {}
     constexpr CColor(unsigned char r, unsigned char g, unsigned char b, unsigned char a) noexcept
         : CObject(), m_fRed(r / 255.0f), m_fGreen(g / 255.0f), m_fBlue(b / 255.0f), m_fAlpha(a / 255.0f)
-    {
-    }
+    {}
     constexpr CColor(unsigned int packed) noexcept
         : CColor(getRedValue(packed), getGreenValue(packed), getBlueValue(packed), getAlphaValue(packed))
-    {
-    }
+    {}
     constexpr CColor(const CColor& other) noexcept
         : CObject(), m_fRed(other.m_fRed), m_fGreen(other.m_fGreen), m_fBlue(other.m_fBlue), m_fAlpha(other.m_fAlpha)
-    {
-    }
+    {}
     CColor& operator=(const CColor& other) noexcept
     {
         m_fRed = other.m_fRed;

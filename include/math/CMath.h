@@ -15,16 +15,19 @@ class ECS_API CMath
     TRELL_DECLARE_ALLOCATOR(u"CMath")
 
 public:
-    static constexpr float PI = 3.14159274f;            // 0x40490FDB
-    static constexpr float HALF_PI = 1.57079637f;       // 0x3FC90FDB
-    static constexpr float LOW_EPSILON = 0.001f;        // 0x3A83126F
+    static constexpr float PI = 3.14159274f;              // 0x40490FDB
+    static constexpr float HALF_PI = 1.57079637f;         // 0x3FC90FDB
+    static constexpr float LOW_EPSILON = 0.001f;          // 0x3A83126F
     static constexpr float HIGH_EPSILON = 1.1920929e-07f; // 2^-23, 0x34000000
     // Deliberately negative ten thousand, not an infinity: geometry code uses
     // it as a sentinel.
-    static constexpr float POS_INFINITY = -10000.0f;    // 0xC61C4000
+    static constexpr float POS_INFINITY = -10000.0f; // 0xC61C4000
 
     // The most negative int stays as it is, as 32-bit negation wraps.
-    static constexpr int abs(int value) { return value < 0 ? static_cast<int>(0u - static_cast<unsigned int>(value)) : value; }
+    static constexpr int abs(int value)
+    {
+        return value < 0 ? static_cast<int>(0u - static_cast<unsigned int>(value)) : value;
+    }
     static constexpr float abs(float value) { return value < 0.0f ? -value : value; }
 
     static constexpr int getMin(int a, int b) { return a < b ? a : b; }

@@ -21,14 +21,12 @@ public:
     constexpr CMatrix3() noexcept : m_afData{1, 0, 0, 0, 1, 0, 0, 0, 1} {}
     constexpr CMatrix3(const CVector3& column0, const CVector3& column1, const CVector3& column2) noexcept
         : m_afData{column0.x, column0.y, column0.z, column1.x, column1.y, column1.z, column2.x, column2.y, column2.z}
-    {
-    }
+    {}
     // The upper left 3x3 part.
     explicit constexpr CMatrix3(const CMatrix4& m) noexcept
         : m_afData{m.get(0, 0), m.get(1, 0), m.get(2, 0), m.get(0, 1), m.get(1, 1),
                    m.get(2, 1), m.get(0, 2), m.get(1, 2), m.get(2, 2)}
-    {
-    }
+    {}
     // The same transform in homogeneous form: this in the upper left, 1 in
     // the corner, zeros elsewhere.
     constexpr CMatrix4 getMatrix4() const

@@ -34,8 +34,7 @@ public:
                        const CVector4& column3) noexcept
         : m_afData{column0.x, column0.y, column0.z, column0.w, column1.x, column1.y, column1.z, column1.w,
                    column2.x, column2.y, column2.z, column2.w, column3.x, column3.y, column3.z, column3.w}
-    {
-    }
+    {}
     // Sixteen values in column-major order.
     explicit CMatrix4(const float* columnMajor) noexcept
     {
@@ -112,10 +111,7 @@ public:
     }
     constexpr bool operator!=(const CMatrix4& b) const { return !(*this == b); }
 
-    constexpr CMatrix4 getTransposed() const
-    {
-        return CMatrix4(getRow(0), getRow(1), getRow(2), getRow(3));
-    }
+    constexpr CMatrix4 getTransposed() const { return CMatrix4(getRow(0), getRow(1), getRow(2), getRow(3)); }
     float getDeterminant() const;
     // The inverse into `inverse`. A matrix is singular, and false comes back
     // with `inverse` untouched, when its determinant is not above

@@ -21,8 +21,7 @@ public:
     // Through `point`, normal as given.
     constexpr CPlane(const CVector3& normal, const CVector3& point) noexcept
         : m_vNormal(normal), m_fD(-normal.dot(point))
-    {
-    }
+    {}
 
     constexpr const CVector3& getNormal() const { return m_vNormal; }
     constexpr float getD() const { return m_fD; }

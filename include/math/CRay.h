@@ -20,8 +20,7 @@ public:
     constexpr CRay() noexcept : m_vOrigin(), m_vDirection(0.0f, 0.0f, 1.0f), m_vInverse(0.0f, 0.0f, 1.0f) {}
     constexpr CRay(const CVector3& origin, const CVector3& direction) noexcept
         : m_vOrigin(origin), m_vDirection(direction), m_vInverse(inverseOf(direction))
-    {
-    }
+    {}
 
     constexpr const CVector3& getOrigin() const { return m_vOrigin; }
     constexpr const CVector3& getDirection() const { return m_vDirection; }

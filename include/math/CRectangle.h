@@ -28,12 +28,10 @@ public:
     constexpr CRectangle() noexcept : CObject(), m_iX(0), m_iY(0), m_uiWidth(0), m_uiHeight(0) {}
     constexpr CRectangle(int x, int y, unsigned int width, unsigned int height) noexcept
         : CObject(), m_iX(x), m_iY(y), m_uiWidth(width), m_uiHeight(height)
-    {
-    }
+    {}
     constexpr CRectangle(const CRectangle& other) noexcept
         : CObject(), m_iX(other.m_iX), m_iY(other.m_iY), m_uiWidth(other.m_uiWidth), m_uiHeight(other.m_uiHeight)
-    {
-    }
+    {}
     CRectangle& operator=(const CRectangle& other) noexcept
     {
         set(other.m_iX, other.m_iY, other.m_uiWidth, other.m_uiHeight);

@@ -26,12 +26,10 @@ public:
     constexpr CRectangleF() noexcept : CObject(), m_fX(0.0f), m_fY(0.0f), m_fWidth(0.0f), m_fHeight(0.0f) {}
     constexpr CRectangleF(float x, float y, float width, float height) noexcept
         : CObject(), m_fX(x), m_fY(y), m_fWidth(width), m_fHeight(height)
-    {
-    }
+    {}
     constexpr CRectangleF(const CRectangleF& other) noexcept
         : CObject(), m_fX(other.m_fX), m_fY(other.m_fY), m_fWidth(other.m_fWidth), m_fHeight(other.m_fHeight)
-    {
-    }
+    {}
     CRectangleF& operator=(const CRectangleF& other) noexcept
     {
         set(other.m_fX, other.m_fY, other.m_fWidth, other.m_fHeight);

@@ -15,8 +15,8 @@ class ECS_API IFile
 public:
     enum EFileType
     {
-        FILE_TYPE_NONE = 0,   // missing or unreadable attributes
-        FILE_TYPE_FILE = 1,   // anything that is neither a folder nor a device
+        FILE_TYPE_NONE = 0, // missing or unreadable attributes
+        FILE_TYPE_FILE = 1, // anything that is neither a folder nor a device
         FILE_TYPE_FOLDER = 2,
         FILE_TYPE_DEVICE = 3,
     };

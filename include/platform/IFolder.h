@@ -23,8 +23,8 @@ public:
         tagEntry() : isFolder(false), isLink(false), isHidden(false) {}
         ~tagEntry() override {}
 
-        CString path; // folder + "/" + name
-        CString name; // the bare name
+        CString path;  // folder + "/" + name
+        CString name;  // the bare name
         bool isFolder; // a folder, or a link that leads to one
         // A symbolic link (or junction): an entry of its own, whatever it
         // leads to. Deleting removes the link; walks never descend through it.

@@ -21,8 +21,7 @@ public:
     // Relative path from strBasePath (a folder when bBaseIsFolder, else a
     // file whose folder counts) to the absolute strPath; strPath unchanged
     // when it is relative or no relative form exists.
-    virtual CString generateRelativePath(const CString& strBasePath, bool bBaseIsFolder,
-                                         const CString& strPath) = 0;
+    virtual CString generateRelativePath(const CString& strBasePath, bool bBaseIsFolder, const CString& strPath) = 0;
     // strPath combined onto strBasePath and normalised when strPath is
     // relative; strPath itself when it is absolute.
     virtual CString generateAbsolutePath(const CString& strBasePath, const CString& strPath) = 0;

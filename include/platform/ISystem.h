@@ -15,8 +15,7 @@ class ECS_API ISystem
 public:
     virtual ~ISystem() {}
 
-    virtual void startProcess(const CString& strPath, const CString& strParameters, bool bShow,
-                              bool bWait) = 0;
+    virtual void startProcess(const CString& strPath, const CString& strParameters, bool bShow, bool bWait) = 0;
     virtual void openURL(const CString& strURL) = 0;
     virtual void executeSystemCommand(const CString& strCommand, bool bWait, CString& strOutput) = 0;
     virtual void executeSystemCommand(const CString& strCommand, bool bWait) = 0;

@@ -46,8 +46,7 @@ public:
     // buffer gives a null string.
     CString(char16_t* buffer, unsigned int length, tagAdopt) noexcept
         : CObject(), m_buffer(buffer), m_length(buffer ? length : 0)
-    {
-    }
+    {}
     // Decimal text of the value; bool gives "true" or "false".
     CString(int value);
     CString(unsigned int value);
@@ -65,7 +64,11 @@ public:
     // buffer; assigning the own buffer does nothing. They change the text
     // only, never the reference count.
     CString& operator=(const char16_t* text);
-    CString& operator=(decltype(nullptr)) { empty(); return *this; }
+    CString& operator=(decltype(nullptr))
+    {
+        empty();
+        return *this;
+    }
     CString& operator=(const CString& other);
     CString& operator=(CString&& other) noexcept;
     CString& operator=(int value);

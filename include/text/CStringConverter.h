@@ -127,18 +127,14 @@ public:
     // wins; on decoding, an entry with an empty replacement never matches.
     // A null text gives a null string.
 
-    static void encodeChars(const char16_t* text, unsigned int length, unsigned int count,
-                            const char16_t* chars, const char16_t* const* replacements,
-                            const unsigned int* replacementLengths, CString& out);
+    static void encodeChars(const char16_t* text, unsigned int length, unsigned int count, const char16_t* chars,
+                            const char16_t* const* replacements, const unsigned int* replacementLengths, CString& out);
     static void encodeChars(const CString& text, unsigned int count, const char16_t* chars,
-                            const char16_t* const* replacements, const unsigned int* replacementLengths,
-                            CString& out);
-    static void decodeChars(const char16_t* text, unsigned int length, unsigned int count,
-                            const char16_t* chars, const char16_t* const* replacements,
-                            const unsigned int* replacementLengths, CString& out);
+                            const char16_t* const* replacements, const unsigned int* replacementLengths, CString& out);
+    static void decodeChars(const char16_t* text, unsigned int length, unsigned int count, const char16_t* chars,
+                            const char16_t* const* replacements, const unsigned int* replacementLengths, CString& out);
     static void decodeChars(const CString& text, unsigned int count, const char16_t* chars,
-                            const char16_t* const* replacements, const unsigned int* replacementLengths,
-                            CString& out);
+                            const char16_t* const* replacements, const unsigned int* replacementLengths, CString& out);
 
 protected:
     CStringConverter();

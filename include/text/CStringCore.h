@@ -74,8 +74,8 @@ public:
     // zero-terminated length. With wholeWord, a match must not touch a word
     // character (letter, digit, '_' or '-') on a side where the word itself
     // begins or ends with one.
-    static int findText(const char16_t* text, int textLength, const char16_t* word, int wordLength,
-                        bool matchCase, bool wholeWord);
+    static int findText(const char16_t* text, int textLength, const char16_t* word, int wordLength, bool matchCase,
+                        bool wholeWord);
     static void setZero(char16_t* text, unsigned int length);
     // In-place case mapping over Latin-1, parts of Latin Extended and
     // Cyrillic, with the historical gaps of the library's tables.

@@ -6,21 +6,35 @@
 
 namespace Trell {
 
-IAudioPlayerListener::~IAudioPlayerListener() {}
-void IAudioPlayerListener::onNowPlayingAudioChange(const CString&) {}
-void IAudioPlayerListener::onNowPlayingTimeChange(unsigned int, unsigned int) {}
-void IAudioPlayerListener::onPlayStatusChange(IAudioPlayerListener::EPlayStatus) {}
+IAudioPlayerListener::~IAudioPlayerListener()
+{}
+void IAudioPlayerListener::onNowPlayingAudioChange(const CString&)
+{}
+void IAudioPlayerListener::onNowPlayingTimeChange(unsigned int, unsigned int)
+{}
+void IAudioPlayerListener::onPlayStatusChange(IAudioPlayerListener::EPlayStatus)
+{}
 
-IBootAnimationNotifier::~IBootAnimationNotifier() {}
+IBootAnimationNotifier::~IBootAnimationNotifier()
+{}
 
-IBootAnimationProvider::~IBootAnimationProvider() {}
-void IBootAnimationProvider::setNotifier(IBootAnimationNotifier*) {}
-void IBootAnimationProvider::initialize() {}
-void IBootAnimationProvider::onAnimationStart() {}
-void IBootAnimationProvider::onAnimationPause() {}
-void IBootAnimationProvider::onAnimationResume() {}
-void IBootAnimationProvider::onAnimationStop() {}
-void IBootAnimationProvider::unInitialize() {}
-void IBootAnimationProvider::onAnimationUpdate(unsigned int) {}
+IBootAnimationProvider::~IBootAnimationProvider()
+{}
+void IBootAnimationProvider::setNotifier(IBootAnimationNotifier*)
+{}
+void IBootAnimationProvider::initialize()
+{}
+void IBootAnimationProvider::onAnimationStart()
+{}
+void IBootAnimationProvider::onAnimationPause()
+{}
+void IBootAnimationProvider::onAnimationResume()
+{}
+void IBootAnimationProvider::onAnimationStop()
+{}
+void IBootAnimationProvider::unInitialize()
+{}
+void IBootAnimationProvider::onAnimationUpdate(unsigned int)
+{}
 
 } // namespace Trell

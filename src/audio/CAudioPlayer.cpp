@@ -30,19 +30,10 @@ void CAudioPlayer::deleteInstance()
 }
 
 CAudioPlayer::CAudioPlayer()
-    : CThread(),
-      ITimerListener(),
-      m_pProvider(nullptr),
-      m_pListener(nullptr),
-      m_syncPlayer(),
-      m_aryPlaylist(),
-      m_iCurrentIndex(-1),
-      m_iPlayStatus(IAudioPlayerListener::PLAY_STATUS_STOPPED),
-      m_listCommands(),
-      m_progressTimer(PROGRESS_INTERVAL, 0),
-      m_pMP3(new CPlayerMP3())
-{
-}
+    : CThread(), ITimerListener(), m_pProvider(nullptr), m_pListener(nullptr), m_syncPlayer(), m_aryPlaylist(),
+      m_iCurrentIndex(-1), m_iPlayStatus(IAudioPlayerListener::PLAY_STATUS_STOPPED), m_listCommands(),
+      m_progressTimer(PROGRESS_INTERVAL, 0), m_pMP3(new CPlayerMP3())
+{}
 
 CAudioPlayer::~CAudioPlayer()
 {
@@ -211,7 +202,8 @@ void CAudioPlayer::onTimer(const CTimer* pTimer, unsigned int)
         queueCommand(COMMAND_PROGRESS, 0, 0);
 }
 
-void CAudioPlayer::onTimerComplete(const CTimer*) {}
+void CAudioPlayer::onTimerComplete(const CTimer*)
+{}
 
 void CAudioPlayer::run()
 {
@@ -294,9 +286,7 @@ void CAudioPlayer::handleCommand(tagPlayCommand* pCommand, const CString& strPat
                 pListener->onNowPlayingAudioChange(strPath);
         }
         break;
-    case COMMAND_STOP:
-        pProvider ? pProvider->stop() : pMP3->stop();
-        break;
+    case COMMAND_STOP: pProvider ? pProvider->stop() : pMP3->stop(); break;
     case COMMAND_PAUSE:
         pProvider ? pProvider->pause() : pMP3->pause();
         eStatus = IAudioPlayerListener::PLAY_STATUS_PAUSED;
@@ -305,9 +295,7 @@ void CAudioPlayer::handleCommand(tagPlayCommand* pCommand, const CString& strPat
         pProvider ? pProvider->resume() : pMP3->resume();
         eStatus = IAudioPlayerListener::PLAY_STATUS_PLAYING;
         break;
-    case COMMAND_SEEK:
-        pProvider ? pProvider->seekToTime(pCommand->param) : pMP3->seekToTime(pCommand->param);
-        break;
+    case COMMAND_SEEK: pProvider ? pProvider->seekToTime(pCommand->param) : pMP3->seekToTime(pCommand->param); break;
     case COMMAND_PROGRESS:
         if (pListener) {
             unsigned int uiCurrent = 0;
@@ -316,8 +304,7 @@ void CAudioPlayer::handleCommand(tagPlayCommand* pCommand, const CString& strPat
             pListener->onNowPlayingTimeChange(uiCurrent, uiTotal);
         }
         break;
-    default:
-        break;
+    default: break;
     }
     delete pCommand;
 

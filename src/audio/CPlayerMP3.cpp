@@ -5,7 +5,8 @@
 
 namespace Trell {
 
-CPlayerMP3::CPlayerMP3() : CObject(), m_pPlayer(PlatformImp::createPlayerMP3()) {}
+CPlayerMP3::CPlayerMP3() : CObject(), m_pPlayer(PlatformImp::createPlayerMP3())
+{}
 
 CPlayerMP3::~CPlayerMP3()
 {

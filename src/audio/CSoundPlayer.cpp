@@ -22,8 +22,7 @@ void CSoundPlayer::deleteInstance()
 
 CSoundPlayer::CSoundPlayer()
     : CThread(), m_pProvider(nullptr), m_iSoundState(SOUND_STATE_IDLE), m_strSoundPath(), m_pMP3(new CPlayerMP3())
-{
-}
+{}
 
 CSoundPlayer::~CSoundPlayer()
 {

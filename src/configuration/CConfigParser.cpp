@@ -220,9 +220,9 @@ bool CConfigParser::load(const CString& path)
         CString strLine;
         pDocument->getErrorPos(uiLine, uiColumn, strLine);
         delete pDocument;
-        const CString strMessage = CStringConverter::format(
-            u"The configuration file %ls cannot be read (line %u, column %u).", path.buffer() ? path.buffer() : u"",
-            uiLine, uiColumn);
+        const CString strMessage =
+            CStringConverter::format(u"The configuration file %ls cannot be read (line %u, column %u).",
+                                     path.buffer() ? path.buffer() : u"", uiLine, uiColumn);
         CLogEngine::warning2(strMessage);
         return false;
     }
@@ -231,8 +231,8 @@ bool CConfigParser::load(const CString& path)
     m_strPath = path;
     // A relative name is taken from the current folder now, so the folder and
     // the paths resolved against it stay right when the process moves.
-    m_strFolder = CPath::getFileFolderNoLastSeparator(
-        CPath::generateAbsolutePath(PlatformImp::getCurrentFolder(), path));
+    m_strFolder =
+        CPath::getFileFolderNoLastSeparator(CPath::generateAbsolutePath(PlatformImp::getCurrentFolder(), path));
     setDefaults();
     m_bModified = false;
     readSettings(pDocument->getRootElement(), m_strFolder);

@@ -17,9 +17,11 @@ const char16_t CR = u'\r';
 
 } // namespace
 
-CCSVParser::CCSVParser() : CObject(), m_aryRows(true) {}
+CCSVParser::CCSVParser() : CObject(), m_aryRows(true)
+{}
 
-CCSVParser::~CCSVParser() {}
+CCSVParser::~CCSVParser()
+{}
 
 bool CCSVParser::parseFromFile(const CString& path)
 {

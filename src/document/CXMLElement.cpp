@@ -48,8 +48,7 @@ bool copyAttributes(const CXMLElement::AttributeMap& from, CXMLElement::Attribut
 
 CXMLElement::CXMLElement(CXMLParser* parser, CXMLElement* parent)
     : CObject(), m_pParser(parser), m_pParent(parent), m_mapAttributes(true), m_aryChildren(true), m_uiCursor(0)
-{
-}
+{}
 
 CXMLElement::~CXMLElement()
 {
@@ -238,10 +237,9 @@ void CXMLElement::setAttribute(const char16_t* name, const char16_t* value)
     if (!stored)
         return;
     char16_t* keyBuffer = XMLScan::copyToBuffer(key.get().buffer(), key.get().length());
-    AttributeMap::tagNode* node =
-        keyBuffer ? new AttributeMap::tagNode(std::piecewise_construct, stored, keyBuffer, key.get().length(),
-                                              CString::tagAdopt())
-                  : nullptr;
+    AttributeMap::tagNode* node = keyBuffer ? new AttributeMap::tagNode(std::piecewise_construct, stored, keyBuffer,
+                                                                        key.get().length(), CString::tagAdopt())
+                                            : nullptr;
     if (!node) {
         if (keyBuffer)
             CMemory::free(keyBuffer);

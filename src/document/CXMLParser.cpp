@@ -20,15 +20,9 @@ const char16_t HEADER_UTF16[] = u"<?xml version=\"1.0\" encoding=\"UTF-16\"?>";
 const char16_t* headerOf(CXMLParser::EXMLEncoding encoding, unsigned int& length)
 {
     switch (encoding) {
-    case CXMLParser::XML_ENCODING_UTF8:
-        length = sizeof(HEADER_UTF8) / sizeof(char16_t) - 1;
-        return HEADER_UTF8;
-    case CXMLParser::XML_ENCODING_UTF16:
-        length = sizeof(HEADER_UTF16) / sizeof(char16_t) - 1;
-        return HEADER_UTF16;
-    default:
-        length = 0;
-        return nullptr;
+    case CXMLParser::XML_ENCODING_UTF8: length = sizeof(HEADER_UTF8) / sizeof(char16_t) - 1; return HEADER_UTF8;
+    case CXMLParser::XML_ENCODING_UTF16: length = sizeof(HEADER_UTF16) / sizeof(char16_t) - 1; return HEADER_UTF16;
+    default: length = 0; return nullptr;
     }
 }
 
@@ -37,8 +31,7 @@ const char16_t* headerOf(CXMLParser::EXMLEncoding encoding, unsigned int& length
 CXMLParser::CXMLParser()
     : CObject(), m_pListener(nullptr), m_eEncoding(XML_ENCODING_NONE), m_pRoot(nullptr), m_pTextStart(nullptr),
       m_pTextEnd(nullptr), m_uiErrorLine(0), m_uiErrorColumn(0)
-{
-}
+{}
 
 CXMLParser::~CXMLParser()
 {

@@ -166,11 +166,10 @@ CXMLElement::AttributeMap::tagNode* makeAttributeNode(const tagAttributeSpan& sp
     if (!key)
         return nullptr;
     unsigned int valueLength;
-    char16_t* valueBuffer =
-        XMLScan::decodeToBuffer(span.pValue, span.uiValueLength, span.bHasAmpersand, valueLength);
+    char16_t* valueBuffer = XMLScan::decodeToBuffer(span.pValue, span.uiValueLength, span.bHasAmpersand, valueLength);
     CString* value = valueBuffer ? new CString(valueBuffer, valueLength, CString::tagAdopt()) : nullptr;
-    Node* node = value ? new Node(std::piecewise_construct, value, key, span.uiNameLength, CString::tagAdopt())
-                       : nullptr;
+    Node* node =
+        value ? new Node(std::piecewise_construct, value, key, span.uiNameLength, CString::tagAdopt()) : nullptr;
     if (!node) {
         if (value)
             delete value;
@@ -209,8 +208,8 @@ bool commitAttributes(CXMLElement::AttributeMap& map, const tagAttributeSpan* sp
     const tagAttributeSpan* previous = nullptr;
     for (unsigned int i = 0; i < count; ++i) {
         const tagAttributeSpan& span = spans[order[i]];
-        if (previous && XMLScan::compareNames(previous->pName, previous->uiNameLength, span.pName,
-                                              span.uiNameLength) == 0)
+        if (previous &&
+            XMLScan::compareNames(previous->pName, previous->uiNameLength, span.pName, span.uiNameLength) == 0)
             continue;
         previous = &span;
         Node* node = makeAttributeNode(span);
@@ -383,8 +382,8 @@ bool CXMLElement::parseData(const char16_t*& pos)
         switch (step) {
         case READ_START_TAG: {
             bool empty = false;
-            ok = readTagName(p, current->m_strName) && *p != 0 && current->parseAttribute(p) &&
-                 readTagEnd(p, empty) && (empty || readText(p, current->m_strText));
+            ok = readTagName(p, current->m_strName) && *p != 0 && current->parseAttribute(p) && readTagEnd(p, empty) &&
+                 (empty || readText(p, current->m_strText));
             step = empty ? READ_END : READ_CONTENT;
             break;
         }

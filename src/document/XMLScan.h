@@ -41,9 +41,18 @@ struct tagCharTable
 
 inline constexpr tagCharTable s_table{};
 
-inline bool isBlank(char16_t c) { return c < 128 && (s_table.aClass[c] & CLASS_BLANK); }
-inline bool isNameStart(char16_t c) { return c < 128 && (s_table.aClass[c] & CLASS_NAME_START); }
-inline bool isName(char16_t c) { return c < 128 && (s_table.aClass[c] & CLASS_NAME); }
+inline bool isBlank(char16_t c)
+{
+    return c < 128 && (s_table.aClass[c] & CLASS_BLANK);
+}
+inline bool isNameStart(char16_t c)
+{
+    return c < 128 && (s_table.aClass[c] & CLASS_NAME_START);
+}
+inline bool isName(char16_t c)
+{
+    return c < 128 && (s_table.aClass[c] & CLASS_NAME);
+}
 
 #if ECS_SSE2
 using BlockScan::blockStaysInPage;
@@ -61,8 +70,9 @@ inline __m128i inRange(__m128i units, short lo, short count)
 
 inline __m128i isBlankBlock(__m128i v)
 {
-    return _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, _mm_set1_epi16(0x20)), _mm_cmpeq_epi16(v, _mm_set1_epi16(0x09))),
-                        _mm_or_si128(_mm_cmpeq_epi16(v, _mm_set1_epi16(0x0D)), _mm_cmpeq_epi16(v, _mm_set1_epi16(0x0A))));
+    return _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi16(v, _mm_set1_epi16(0x20)), _mm_cmpeq_epi16(v, _mm_set1_epi16(0x09))),
+        _mm_or_si128(_mm_cmpeq_epi16(v, _mm_set1_epi16(0x0D)), _mm_cmpeq_epi16(v, _mm_set1_epi16(0x0A))));
 }
 
 // Letters, digits and ':' (which follows '9'), '-' and '.', and '_'.
@@ -152,8 +162,8 @@ ECS_NO_SANITIZE_OVERREAD inline const char16_t* scanTo(const char16_t* p, bool& 
 // The special characters and their entities, in the order both directions try them.
 constexpr unsigned int ENTITY_COUNT = 7;
 inline constexpr char16_t s_aSpecial[ENTITY_COUNT] = {u'&', u'<', u'>', u'"', u'\'', u'\r', u'\n'};
-inline constexpr const char16_t* s_aEntity[ENTITY_COUNT] = {u"&amp;", u"&lt;", u"&gt;", u"&quot;",
-                                                           u"&apos;", u"&cr;", u"&lf;"};
+inline constexpr const char16_t* s_aEntity[ENTITY_COUNT] = {u"&amp;",  u"&lt;", u"&gt;", u"&quot;",
+                                                            u"&apos;", u"&cr;", u"&lf;"};
 inline constexpr unsigned int s_aEntityLength[ENTITY_COUNT] = {5, 4, 4, 6, 6, 4, 4};
 
 // Extra units a special character costs when encoded, 0 for any other.
@@ -189,14 +199,10 @@ inline int matchEntity(const char16_t* p, unsigned int remaining)
         if (p[3] == u';' && (p[2] == u't' || p[2] == u'f'))
             return p[2] == u't' ? 1 : 6;
         return -1;
-    case u'g':
-        return p[2] == u't' && p[3] == u';' ? 2 : -1;
-    case u'q':
-        return remaining >= 6 && p[2] == u'u' && p[3] == u'o' && p[4] == u't' && p[5] == u';' ? 3 : -1;
-    case u'c':
-        return p[2] == u'r' && p[3] == u';' ? 5 : -1;
-    default:
-        return -1;
+    case u'g': return p[2] == u't' && p[3] == u';' ? 2 : -1;
+    case u'q': return remaining >= 6 && p[2] == u'u' && p[3] == u'o' && p[4] == u't' && p[5] == u';' ? 3 : -1;
+    case u'c': return p[2] == u'r' && p[3] == u';' ? 5 : -1;
+    default: return -1;
     }
 }
 
@@ -307,8 +313,10 @@ inline __m128i isSpecialBlock(__m128i v)
     // '&' and the apostrophe are neighbours (0x26, 0x27).
     const __m128i ampApos = inRange(v, 0x26, 2);
     const __m128i quote = _mm_cmpeq_epi16(v, _mm_set1_epi16(0x22));
-    const __m128i angles = _mm_or_si128(_mm_cmpeq_epi16(v, _mm_set1_epi16(0x3C)), _mm_cmpeq_epi16(v, _mm_set1_epi16(0x3E)));
-    const __m128i breaks = _mm_or_si128(_mm_cmpeq_epi16(v, _mm_set1_epi16(0x0A)), _mm_cmpeq_epi16(v, _mm_set1_epi16(0x0D)));
+    const __m128i angles =
+        _mm_or_si128(_mm_cmpeq_epi16(v, _mm_set1_epi16(0x3C)), _mm_cmpeq_epi16(v, _mm_set1_epi16(0x3E)));
+    const __m128i breaks =
+        _mm_or_si128(_mm_cmpeq_epi16(v, _mm_set1_epi16(0x0A)), _mm_cmpeq_epi16(v, _mm_set1_epi16(0x0D)));
     return _mm_or_si128(_mm_or_si128(ampApos, quote), _mm_or_si128(angles, breaks));
 }
 #endif
@@ -381,8 +389,7 @@ public:
     explicit CBorrowedString(const char16_t* text)
         : m_str(const_cast<char16_t*>(text ? text : u""), text ? unsigned(CStringCore::strlen(text)) : 0u,
                 CString::tagAdopt())
-    {
-    }
+    {}
     ~CBorrowedString() { m_str.detach(); }
     CBorrowedString(const CBorrowedString&) = delete;
     CBorrowedString& operator=(const CBorrowedString&) = delete;

@@ -26,8 +26,7 @@ bool CByteBuffer::requstSize(unsigned int size)
         if (!m_bOwned)
             return false;
         const unsigned int capacity = m_uiIncrement + size;
-        unsigned char* pGrown =
-            capacity < size ? nullptr : static_cast<unsigned char*>(CMemory::malloc(capacity, 0));
+        unsigned char* pGrown = capacity < size ? nullptr : static_cast<unsigned char*>(CMemory::malloc(capacity, 0));
         if (pGrown == nullptr) {
             EngineLog::error(u"Out of memory.");
             return false;

@@ -72,8 +72,9 @@ void valgrindReadUnchecked(const void* from, void* to, std::size_t size) noexcep
 
 void warnInvalidPointer(const void* p)
 {
-    Console::printf("[Warning][TrellEngine] Free(0x%" PRIxPTR "): Invalid Pointer, Maybe it had been freed or crashed.\n",
-                  reinterpret_cast<std::uintptr_t>(p));
+    Console::printf("[Warning][TrellEngine] Free(0x%" PRIxPTR
+                    "): Invalid Pointer, Maybe it had been freed or crashed.\n",
+                    reinterpret_cast<std::uintptr_t>(p));
 }
 
 } // namespace MemInternal
@@ -125,8 +126,7 @@ CMemAllocator::CMemAllocator(bool checkingMode)
 
 CMemAllocator::CMemAllocator(const CMemAllocator&)
     : m_pClasses(nullptr), m_uiClassCount(0), m_uiPoolLimit(0), m_pLookup(nullptr), m_bThreadCache(false)
-{
-}
+{}
 
 CMemAllocator& CMemAllocator::operator=(const CMemAllocator&)
 {
@@ -204,8 +204,8 @@ void* CMemAllocator::malloc(unsigned int size)
 void* CMemAllocator::allocateFromNewChunk(tagSizeClass& sizeClass, unsigned int size)
 {
     void* const seenChunk = sizeClass.pNewestChunk;
-    const unsigned int count = (!seenChunk && sizeClass.uiInitialCount != 0) ? sizeClass.uiInitialCount
-                                                                             : sizeClass.uiGrowthCount;
+    const unsigned int count =
+        (!seenChunk && sizeClass.uiInitialCount != 0) ? sizeClass.uiInitialCount : sizeClass.uiGrowthCount;
     const unsigned int bytes = CHUNK_DATA_OFFSET + sizeClass.uiStride * count;
     sizeClass.lock.unlock();
     tagChunk* chunk = static_cast<tagChunk*>(systemMalloc(bytes));

@@ -24,8 +24,8 @@ struct CMemChecker::tagCheckHeader
     TRELL_DECLARE_ALLOCATOR(u"CMemChecker::tagCheckHeader")
 
     std::uintptr_t uCheck;
-    tagCheckHeader* pNext;      // older block
-    tagCheckHeader* pPrevious;  // newer block
+    tagCheckHeader* pNext;     // older block
+    tagCheckHeader* pPrevious; // newer block
     std::uintptr_t uSize;
     std::uintptr_t uClassId;
     std::uintptr_t uSelf;
@@ -77,8 +77,8 @@ inline std::uintptr_t selfCheck(const tagCheckHeader* header)
 
 inline void relink(tagCheckHeader* header)
 {
-    header->uCheck = linkCheck(reinterpret_cast<std::uintptr_t>(header->pNext),
-                               reinterpret_cast<std::uintptr_t>(header->pPrevious));
+    header->uCheck =
+        linkCheck(reinterpret_cast<std::uintptr_t>(header->pNext), reinterpret_cast<std::uintptr_t>(header->pPrevious));
 }
 
 enum EBlockState
@@ -135,8 +135,8 @@ tagReportTime reportTime()
     const auto now = std::chrono::system_clock::now();
     const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
     tagReportTime time{};
-    time.iMilliseconds = static_cast<int>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000);
+    time.iMilliseconds =
+        static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000);
 #if defined(_WIN32)
     localtime_s(&time.local, &seconds);
 #else
@@ -240,8 +240,7 @@ CMemChecker::CAutoLocker::~CAutoLocker()
     m_pChecker->m_lock.unlock();
 }
 
-CMemChecker::CAutoLocker::CAutoLocker(const CAutoLocker& other)
-    : m_pChecker(other.m_pChecker), m_bRaised(false)
+CMemChecker::CAutoLocker::CAutoLocker(const CAutoLocker& other) : m_pChecker(other.m_pChecker), m_bRaised(false)
 {
     m_pChecker->m_lock.lock();
 }
@@ -255,14 +254,12 @@ CMemChecker::CAutoLocker& CMemChecker::CAutoLocker::operator=(const CAutoLocker&
 
 CMemChecker::CMemChecker(CMemAllocator* allocator)
     : m_pAllocator(allocator), m_szReportFile{}, m_uiReportCount(0), m_pHead(nullptr), m_uiInvalidFreeCount(0),
-      m_lock(), m_uiDepth(0), m_uiCachedId(0), m_pCachedName(nullptr),
-      m_ppNames(nullptr), m_uiNameCount(0), m_uiNameCapacity(0), m_uiScanCursor(0)
-{
-}
+      m_lock(), m_uiDepth(0), m_uiCachedId(0), m_pCachedName(nullptr), m_ppNames(nullptr), m_uiNameCount(0),
+      m_uiNameCapacity(0), m_uiScanCursor(0)
+{}
 
 CMemChecker::CMemChecker(const CMemChecker& other) : CMemChecker(other.m_pAllocator)
-{
-}
+{}
 
 CMemChecker& CMemChecker::operator=(const CMemChecker&)
 {
@@ -317,7 +314,8 @@ void CMemChecker::free(void* p)
     const std::uintptr_t x = (words.uPrevious + words.uNext) ^ words.uCheck;
     if (x == FREED_MARK) {
         ++m_uiInvalidFreeCount;
-        reportInvalidFree(p, static_cast<unsigned int>(words.uClassId), u"Invalid Pointer. Block had been freed before!");
+        reportInvalidFree(p, static_cast<unsigned int>(words.uClassId),
+                          u"Invalid Pointer. Block had been freed before!");
         return;
     }
     if (x != CHECK_KEY || words.uSelf != selfCheck(header)) {

@@ -56,7 +56,7 @@ public:
 #if defined(__GNUC__) || defined(__clang__)
 CMemManagerInstance s_instance __attribute__((init_priority(101)));
 #else
-#  error "the memory manager needs a way to be constructed before the library's other statics"
+#error "the memory manager needs a way to be constructed before the library's other statics"
 #endif
 
 } // namespace
@@ -84,8 +84,7 @@ CMemManager::CMemManager()
 
 CMemManager::CMemManager(const CMemManager&)
     : m_pListener(nullptr), m_pAllocator(nullptr), m_pChecker(nullptr), m_lock(), m_bInCallback(false)
-{
-}
+{}
 
 CMemManager& CMemManager::operator=(const CMemManager&)
 {

@@ -80,8 +80,7 @@ unsigned int CMemory::registClassName(const char16_t* name)
     return MemInternal::g_pManager->registClassName(name);
 }
 
-void* CMemory::classMalloc(std::size_t size, std::atomic<unsigned int>& classId,
-                           const char16_t* name) noexcept
+void* CMemory::classMalloc(std::size_t size, std::atomic<unsigned int>& classId, const char16_t* name) noexcept
 {
     if (size > UINT_MAX)
         return nullptr;

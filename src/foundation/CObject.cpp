@@ -2,6 +2,7 @@
 
 namespace Trell {
 
-void CObject::reset() {}
+void CObject::reset()
+{}
 
 } // namespace Trell

@@ -10,26 +10,19 @@ namespace {
 unsigned int elementSize(unsigned int type)
 {
     switch (type) {
-    case CVariant::TYPE_TEXT:
-        return sizeof(wchar_t);
+    case CVariant::TYPE_TEXT: return sizeof(wchar_t);
     case CVariant::TYPE_ARRAY_SCHAR:
-    case CVariant::TYPE_ARRAY_UCHAR:
-        return 1;
+    case CVariant::TYPE_ARRAY_UCHAR: return 1;
     case CVariant::TYPE_ARRAY_SHORT:
-    case CVariant::TYPE_ARRAY_USHORT:
-        return 2;
+    case CVariant::TYPE_ARRAY_USHORT: return 2;
     case CVariant::TYPE_ARRAY_INT:
     case CVariant::TYPE_ARRAY_UINT:
-    case CVariant::TYPE_ARRAY_FLOAT:
-        return 4;
+    case CVariant::TYPE_ARRAY_FLOAT: return 4;
     case CVariant::TYPE_ARRAY_LONGLONG:
     case CVariant::TYPE_ARRAY_ULONGLONG:
-    case CVariant::TYPE_ARRAY_DOUBLE:
-        return 8;
-    case CVariant::TYPE_ARRAY_BOOL:
-        return sizeof(bool);
-    default:
-        return 0;
+    case CVariant::TYPE_ARRAY_DOUBLE: return 8;
+    case CVariant::TYPE_ARRAY_BOOL: return sizeof(bool);
+    default: return 0;
     }
 }
 
@@ -86,10 +79,10 @@ bool CVariant::copyElements(const void* values, unsigned int count, unsigned int
     return true;
 }
 
-#define TRELL_VARIANT_COPY_FROM(Element, Type)                                                                        \
-    bool CVariant::copyFrom(const Element* values, unsigned int count)                                                \
-    {                                                                                                                 \
-        return copyElements(values, count, sizeof(Element), Type);                                                    \
+#define TRELL_VARIANT_COPY_FROM(Element, Type)                                                                         \
+    bool CVariant::copyFrom(const Element* values, unsigned int count)                                                 \
+    {                                                                                                                  \
+        return copyElements(values, count, sizeof(Element), Type);                                                     \
     }
 TRELL_VARIANT_COPY_FROM(wchar_t, TYPE_TEXT)
 TRELL_VARIANT_COPY_FROM(signed char, TYPE_ARRAY_SCHAR)

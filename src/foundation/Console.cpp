@@ -165,8 +165,8 @@ void printf(const char* format, ...) noexcept
     va_end(args);
     if (length < 0)
         return;
-    writeUtf8(line, static_cast<std::size_t>(length) < sizeof(line) ? static_cast<std::size_t>(length)
-                                                                    : sizeof(line) - 1);
+    writeUtf8(line,
+              static_cast<std::size_t>(length) < sizeof(line) ? static_cast<std::size_t>(length) : sizeof(line) - 1);
 }
 
 std::size_t appendUtf8(char* out, std::size_t size, std::size_t length, const char16_t* text) noexcept

@@ -23,13 +23,13 @@ struct alignas(64) CMemAllocator::tagSizeClass
 {
     TRELL_DECLARE_ALLOCATOR(u"CMemAllocator::tagSizeClass")
 
-    unsigned int uiStride;        // bytes per slot, block header included
-    unsigned int uiUsable;        // stride - HEADER_SIZE
-    unsigned int uiInitialCount;  // slots of the first chunk
-    unsigned int uiGrowthCount;   // slots of every later chunk
-    unsigned int uiTotalSlots;    // slots of all chunks so far
+    unsigned int uiStride;       // bytes per slot, block header included
+    unsigned int uiUsable;       // stride - HEADER_SIZE
+    unsigned int uiInitialCount; // slots of the first chunk
+    unsigned int uiGrowthCount;  // slots of every later chunk
+    unsigned int uiTotalSlots;   // slots of all chunks so far
     void* pNewestChunk;
-    void* pFreeHead;              // block header of the most recently freed slot
+    void* pFreeHead; // block header of the most recently freed slot
     MemInternal::CMemSpinLock lock;
     // Full bins that thread caches gave back, kept apart from the free list
     // so that a cache takes one back whole without walking it: each batch is
@@ -57,8 +57,8 @@ struct tagBlockHeader
 {
     TRELL_DECLARE_ALLOCATOR(u"tagBlockHeader")
 
-    std::uintptr_t uOwner;  // CMemAllocator::tagSizeClass*, 0 for a large block
-    std::uintptr_t uGuard;  // own address ^ GUARD_KEY, or the next free header
+    std::uintptr_t uOwner; // CMemAllocator::tagSizeClass*, 0 for a large block
+    std::uintptr_t uGuard; // own address ^ GUARD_KEY, or the next free header
 };
 static_assert(sizeof(tagBlockHeader) == CMemAllocator::HEADER_SIZE, "block header size");
 static_assert(offsetof(tagBlockHeader, uGuard) == sizeof(std::uintptr_t), "guard is the second word");

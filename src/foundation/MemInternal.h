@@ -12,25 +12,25 @@
 #include <cstdint>
 
 #if defined(__SANITIZE_ADDRESS__)
-#  define ECS_MEM_ASAN 1
+#define ECS_MEM_ASAN 1
 #elif defined(__has_feature)
-#  if __has_feature(address_sanitizer)
-#    define ECS_MEM_ASAN 1
-#  endif
+#if __has_feature(address_sanitizer)
+#define ECS_MEM_ASAN 1
+#endif
 #endif
 #if defined(ECS_MEM_ASAN)
-#  include <sanitizer/asan_interface.h>
-#  define ECS_MEM_NO_ASAN __attribute__((no_sanitize_address))
+#include <sanitizer/asan_interface.h>
+#define ECS_MEM_NO_ASAN __attribute__((no_sanitize_address))
 #else
-#  define ECS_MEM_NO_ASAN
+#define ECS_MEM_NO_ASAN
 #endif
 
 #if defined(__has_include)
-#  if __has_include(<valgrind/valgrind.h>) && __has_include(<valgrind/memcheck.h>)
-#    include <valgrind/memcheck.h>
-#    include <valgrind/valgrind.h>
-#    define ECS_MEM_VALGRIND 1
-#  endif
+#if __has_include(<valgrind/valgrind.h>) && __has_include(<valgrind/memcheck.h>)
+#include <valgrind/memcheck.h>
+#include <valgrind/valgrind.h>
+#define ECS_MEM_VALGRIND 1
+#endif
 #endif
 
 namespace Trell {

@@ -7,7 +7,7 @@
 #include <foundation/Export.h>
 
 #if !defined(ECS_MEMORY_TESTING)
-#  error "the memory test hooks need a library built with ECS_MEMORY_TESTING"
+#error "the memory test hooks need a library built with ECS_MEMORY_TESTING"
 #endif
 
 namespace Trell {

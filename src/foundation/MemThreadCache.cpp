@@ -183,8 +183,7 @@ void* CThreadCache::take(CMemAllocator& allocator, unsigned int size)
         cache = cacheFor(allocator);
     if (!cache)
         return nullptr;
-    const unsigned int classIndex =
-        allocator.m_pLookup[(size + CMemAllocator::ALIGN_MASK) >> GRANULE_SHIFT];
+    const unsigned int classIndex = allocator.m_pLookup[(size + CMemAllocator::ALIGN_MASK) >> GRANULE_SHIFT];
     tagBin& bin = cache->m_bins[classIndex];
     if (!bin.pHead) {
         CMemAllocator::tagSizeClass& sizeClass = allocator.m_pClasses[classIndex];
@@ -235,9 +234,9 @@ void* CThreadCache::take(CMemAllocator& allocator, unsigned int size)
         tagBlockHeader* carvedHead = nullptr;
         tagBlockHeader* carvedTail = nullptr;
         for (unsigned int i = carved; i-- > 0;) {
-            tagBlockHeader* header = reinterpret_cast<tagBlockHeader*>(
-                reinterpret_cast<char*>(chunk) + CMemAllocator::CHUNK_DATA_OFFSET +
-                static_cast<std::size_t>(sizeClass.uiStride) * (firstSlot + i));
+            tagBlockHeader* header =
+                reinterpret_cast<tagBlockHeader*>(reinterpret_cast<char*>(chunk) + CMemAllocator::CHUNK_DATA_OFFSET +
+                                                  static_cast<std::size_t>(sizeClass.uiStride) * (firstSlot + i));
             unpoisonRegion(header, CMemAllocator::HEADER_SIZE);
             header->uOwner = reinterpret_cast<std::uintptr_t>(&sizeClass);
             header->uGuard = reinterpret_cast<std::uintptr_t>(carvedHead);

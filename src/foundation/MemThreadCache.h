@@ -38,9 +38,9 @@
 // read back afterwards as fresh, null ones), so the exit hook cannot rely on
 // t_pThreadCache and finds the thread's cache by its owner instead.
 #if defined(_WIN32)
-#  define ECS_MEM_TLS_EMULATED 1
-#  include <new>
-#  include <thread>
+#define ECS_MEM_TLS_EMULATED 1
+#include <new>
+#include <thread>
 #endif
 
 namespace Trell {
@@ -65,10 +65,10 @@ public:
     {
         TRELL_DECLARE_ALLOCATOR(u"CThreadCache::tagBin")
 
-        tagBlockHeader* pHead = nullptr;  // most recently freed slot
-        tagBlockHeader* pTail = nullptr;  // valid while uiCount > 0
+        tagBlockHeader* pHead = nullptr; // most recently freed slot
+        tagBlockHeader* pTail = nullptr; // valid while uiCount > 0
         unsigned int uiCount = 0;
-        unsigned int uiLimit = 0;         // 0 until bound: every push takes the slow path
+        unsigned int uiLimit = 0; // 0 until bound: every push takes the slow path
 
         // Links a retired slot as the newest (word 1 = the old head).
         inline void push(tagBlockHeader* header);
@@ -138,9 +138,9 @@ private:
 // library loaded later with dlopen may not find; TLS descriptors (see
 // memory.cmake) keep that access cheap.
 #if defined(ECS_STATIC_LIBRARY)
-#  define ECS_MEM_TLS_MODEL __attribute__((tls_model("initial-exec")))
+#define ECS_MEM_TLS_MODEL __attribute__((tls_model("initial-exec")))
 #else
-#  define ECS_MEM_TLS_MODEL
+#define ECS_MEM_TLS_MODEL
 #endif
 extern __thread CThreadCache* t_pThreadCache ECS_MEM_TLS_MODEL;
 

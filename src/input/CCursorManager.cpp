@@ -111,15 +111,9 @@ void stopPressTimer(CCursorManager::tagCursorTrack& track)
 } // namespace
 
 CCursorManager::CCursorManager()
-    : CObject(),
-      ITimerListener(),
-      m_pTouchListener(nullptr),
-      m_bEnabled(false),
-      m_mapTracks(true),
-      m_syncObject(),
+    : CObject(), ITimerListener(), m_pTouchListener(nullptr), m_bEnabled(false), m_mapTracks(true), m_syncObject(),
       m_listSpareTracks(true)
-{
-}
+{}
 
 CCursorManager::~CCursorManager()
 {
@@ -127,9 +121,11 @@ CCursorManager::~CCursorManager()
     // timer leaves the timer manager as it is destroyed.
 }
 
-void CCursorManager::reset() {}
+void CCursorManager::reset()
+{}
 
-void CCursorManager::initialize() {}
+void CCursorManager::initialize()
+{}
 
 void CCursorManager::unInitialize()
 {
@@ -293,7 +289,8 @@ void CCursorManager::onTimer(const CTimer* pTimer, unsigned int uiCount)
     }
 }
 
-void CCursorManager::onTimerComplete(const CTimer*) {}
+void CCursorManager::onTimerComplete(const CTimer*)
+{}
 
 void CCursorManager::dispatchMessage(unsigned int uiID, int iX, int iXDelta, int iXSpeed, int iY, int iYDelta,
                                      int iYSpeed, unsigned int uiTimestamp, CCursor::ETouchStatus eStatus)

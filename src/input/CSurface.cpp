@@ -36,17 +36,10 @@ void routeTouchPoint(unsigned int uiSurface, unsigned int uiCursor, int iX, int 
     }
     CCursorManager& manager = pSurface->getCursorManager();
     switch (uiStatus) {
-    case 0:
-        manager.addCursor(uiCursor, iX, iY, 0);
-        break;
-    case 1:
-        manager.updateCursor(uiCursor, iX, iY, 0);
-        break;
-    case 2:
-        manager.removeCursor(uiCursor, iX, iY, 0);
-        break;
-    default:
-        break;
+    case 0: manager.addCursor(uiCursor, iX, iY, 0); break;
+    case 1: manager.updateCursor(uiCursor, iX, iY, 0); break;
+    case 2: manager.removeCursor(uiCursor, iX, iY, 0); break;
+    default: break;
     }
 }
 
@@ -96,13 +89,7 @@ CSurface* CSurface::getSurfaceByByName(const CString& strName)
 }
 
 CSurface::CSurface(unsigned int uiIndex, bool bCreatePlatform)
-    : m_pListener(nullptr),
-      m_cursorManager(),
-      m_uiIndex(uiIndex),
-      m_iX(0),
-      m_iY(0),
-      m_uiWidth(0),
-      m_uiHeight(0),
+    : m_pListener(nullptr), m_cursorManager(), m_uiIndex(uiIndex), m_iX(0), m_iY(0), m_uiWidth(0), m_uiHeight(0),
       m_pSurface(nullptr)
 {
     if (bCreatePlatform) {
@@ -216,9 +203,11 @@ void CSurface::notifyRenderStateChange(ISurfaceListener::ERenderState eState)
 
 // --- ISurfaceListener ---
 
-ISurfaceListener::~ISurfaceListener() {}
+ISurfaceListener::~ISurfaceListener()
+{}
 
-void ISurfaceListener::onSurfaceEvent(unsigned int, unsigned int, void*) {}
+void ISurfaceListener::onSurfaceEvent(unsigned int, unsigned int, void*)
+{}
 
 // --- CSurfaceNotifier ---
 

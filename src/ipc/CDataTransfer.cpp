@@ -153,19 +153,9 @@ CXMLElement* commandDocument(CXMLParser& document, const char16_t* pszName)
 } // namespace
 
 CDataTransfer::CDataTransfer()
-    : CObject(),
-      ISocketServerListener(),
-      ISocketClientListener(),
-      m_pListener(nullptr),
-      m_pServer(nullptr),
-      m_pClient(nullptr),
-      m_bRawConnection(false),
-      m_bConnected(false),
-      m_pending(0, PENDING_INCREMENT),
-      m_uiPendingSize(0),
-      m_uiMaxFrameLength(DEFAULT_MAX_FRAME_LENGTH),
-      m_bOversizeLogged(false),
-      m_syncEndpoint(),
+    : CObject(), ISocketServerListener(), ISocketClientListener(), m_pListener(nullptr), m_pServer(nullptr),
+      m_pClient(nullptr), m_bRawConnection(false), m_bConnected(false), m_pending(0, PENDING_INCREMENT),
+      m_uiPendingSize(0), m_uiMaxFrameLength(DEFAULT_MAX_FRAME_LENGTH), m_bOversizeLogged(false), m_syncEndpoint(),
       m_uiSerial(s_uiNextSerial.fetch_add(1))
 {
     std::lock_guard<std::mutex> guard(s_registryMutex);
@@ -191,7 +181,7 @@ CDataTransfer::~CDataTransfer()
     close();
     if (CMessageCenter::hasInstance())
         CMessageCenter::getInstance()->deleteMessageByTypeAndID(CBaseMessage::MESSAGE_TYPE_DATA_TRANSFER,
-                                                               messageIdOf(this));
+                                                                messageIdOf(this));
     clearPending();
 }
 

@@ -4,7 +4,8 @@
 
 namespace Trell {
 
-CDataTransferProxy::CDataTransferProxy() : m_pDataTransfer(new CDataTransfer()) {}
+CDataTransferProxy::CDataTransferProxy() : m_pDataTransfer(new CDataTransfer())
+{}
 
 CDataTransferProxy::~CDataTransferProxy()
 {

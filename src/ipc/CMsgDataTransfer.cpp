@@ -27,38 +27,22 @@ bool isCommand(const CXMLParser* pDocument)
 } // namespace
 
 CMsgDataTransfer::CMsgDataTransfer()
-    : CBaseMessage(MESSAGE_TYPE_DATA_TRANSFER),
-      m_pDataTransfer(nullptr),
-      m_bConnectionEvent(false),
-      m_bConnected(false),
-      m_pDocument(nullptr),
-      m_bytes(),
-      m_uiSerial(0)
-{
-}
+    : CBaseMessage(MESSAGE_TYPE_DATA_TRANSFER), m_pDataTransfer(nullptr), m_bConnectionEvent(false),
+      m_bConnected(false), m_pDocument(nullptr), m_bytes(), m_uiSerial(0)
+{}
 
 CMsgDataTransfer::CMsgDataTransfer(CDataTransfer* pDataTransfer, bool bConnected)
-    : CBaseMessage(MESSAGE_TYPE_DATA_TRANSFER, idOf(pDataTransfer)),
-      m_pDataTransfer(pDataTransfer),
-      m_bConnectionEvent(true),
-      m_bConnected(bConnected),
-      m_pDocument(nullptr),
-      m_bytes(),
+    : CBaseMessage(MESSAGE_TYPE_DATA_TRANSFER, idOf(pDataTransfer)), m_pDataTransfer(pDataTransfer),
+      m_bConnectionEvent(true), m_bConnected(bConnected), m_pDocument(nullptr), m_bytes(),
       m_uiSerial(pDataTransfer ? pDataTransfer->getSerial() : 0)
-{
-}
+{}
 
 CMsgDataTransfer::CMsgDataTransfer(EMessageType eType, CDataTransfer* pDataTransfer, CXMLParser* pDocument,
                                    CArrayPtr<unsigned char>&& bytes)
-    : CBaseMessage(eType, idOf(pDataTransfer)),
-      m_pDataTransfer(pDataTransfer),
-      m_bConnectionEvent(false),
-      m_bConnected(false),
-      m_pDocument(pDocument),
-      m_bytes(std::move(bytes)),
+    : CBaseMessage(eType, idOf(pDataTransfer)), m_pDataTransfer(pDataTransfer), m_bConnectionEvent(false),
+      m_bConnected(false), m_pDocument(pDocument), m_bytes(std::move(bytes)),
       m_uiSerial(pDataTransfer ? pDataTransfer->getSerial() : 0)
-{
-}
+{}
 
 CMsgDataTransfer::~CMsgDataTransfer()
 {

@@ -4,17 +4,13 @@
 
 namespace Trell {
 
-CMsgShareMemory::CMsgShareMemory()
-    : CBaseMessage(MESSAGE_TYPE_SHARE_MEMORY), m_pShareMemory(nullptr), m_uiOpenSerial(0)
-{
-}
+CMsgShareMemory::CMsgShareMemory() : CBaseMessage(MESSAGE_TYPE_SHARE_MEMORY), m_pShareMemory(nullptr), m_uiOpenSerial(0)
+{}
 
 CMsgShareMemory::CMsgShareMemory(CShareMemory* pShareMemory)
-    : CBaseMessage(MESSAGE_TYPE_SHARE_MEMORY),
-      m_pShareMemory(pShareMemory),
+    : CBaseMessage(MESSAGE_TYPE_SHARE_MEMORY), m_pShareMemory(pShareMemory),
       m_uiOpenSerial(pShareMemory ? pShareMemory->m_uiOpenSerial.load() : 0)
-{
-}
+{}
 
 CMsgShareMemory::~CMsgShareMemory() = default;
 

@@ -105,17 +105,8 @@ private:
 };
 
 CShareMemory::CShareMemory()
-    : CObject(),
-      CThread(),
-      m_pListener(nullptr),
-      m_eMode(MODE_TYPE_READER),
-      m_pView(nullptr),
-      m_uiRegionSize(0),
-      m_bCanWrite(false),
-      m_waitDataWritten(CString()),
-      m_waitMessageHandled(CString()),
-      m_pImpl(nullptr),
-      m_uiKey(0),
+    : CObject(), CThread(), m_pListener(nullptr), m_eMode(MODE_TYPE_READER), m_pView(nullptr), m_uiRegionSize(0),
+      m_bCanWrite(false), m_waitDataWritten(CString()), m_waitMessageHandled(CString()), m_pImpl(nullptr), m_uiKey(0),
       m_uiOpenSerial(0)
 {
     if (CShareMemoryOwner* pOwner = new CShareMemoryOwner(*this))
@@ -155,8 +146,8 @@ bool CShareMemory::open(unsigned int uiKey, EModeType eMode, unsigned int uiSize
         return false;
     }
     if (uiSize > UINT_MAX - HEADER_BYTES) {
-        logWarning(CStringConverter::format(u"Shared memory %u: a region of %u bytes is too large; refused.", uiKey,
-                                            uiSize));
+        logWarning(
+            CStringConverter::format(u"Shared memory %u: a region of %u bytes is too large; refused.", uiKey, uiSize));
         return false;
     }
     if (!m_pImpl)
@@ -287,7 +278,8 @@ bool CShareMemory::queueNotification()
         return false;
     CMsgShareMemory* pMessage = new CMsgShareMemory(this);
     if (!pMessage) {
-        logWarning(CStringConverter::format(u"Shared memory %u: no memory for a notification; block skipped.", m_uiKey));
+        logWarning(
+            CStringConverter::format(u"Shared memory %u: no memory for a notification; block skipped.", m_uiKey));
         return false;
     }
     CMessageCenter::getInstance()->pushMessage(pMessage);

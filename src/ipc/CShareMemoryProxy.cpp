@@ -4,7 +4,8 @@
 
 namespace Trell {
 
-CShareMemoryProxy::CShareMemoryProxy() : CObject(), m_pShareMemory(new CShareMemory()) {}
+CShareMemoryProxy::CShareMemoryProxy() : CObject(), m_pShareMemory(new CShareMemory())
+{}
 
 CShareMemoryProxy::~CShareMemoryProxy()
 {

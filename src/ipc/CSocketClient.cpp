@@ -43,20 +43,10 @@ private:
 
 CSocketClient::CSocketClient(const CString& strAddress, unsigned int uiPort, bool bAutoReconnect,
                              unsigned int uiReceiveBufferSize)
-    : CObject(),
-      CThread(),
-      ITimerListener(),
-      m_pListener(nullptr),
-      m_strAddress(strAddress),
-      m_uiPort(uiPort),
-      m_bAutoReconnect(bAutoReconnect),
-      m_bBlocking(false),
-      m_bConnected(false),
-      m_pReceiveBuffer(nullptr),
+    : CObject(), CThread(), ITimerListener(), m_pListener(nullptr), m_strAddress(strAddress), m_uiPort(uiPort),
+      m_bAutoReconnect(bAutoReconnect), m_bBlocking(false), m_bConnected(false), m_pReceiveBuffer(nullptr),
       m_uiReceiveBufferSize(uiReceiveBufferSize ? uiReceiveBufferSize : DEFAULT_RECEIVE_BUFFER_SIZE),
-      m_heartBeatTimer(HEARTBEAT_DELAY_MS, 0),
-      m_bNeedSendHB(false),
-      m_pImpl(nullptr)
+      m_heartBeatTimer(HEARTBEAT_DELAY_MS, 0), m_bNeedSendHB(false), m_pImpl(nullptr)
 {
     m_pReceiveBuffer = static_cast<unsigned char*>(CMemory::malloc(m_uiReceiveBufferSize, 0));
     if (!m_pReceiveBuffer)
@@ -127,7 +117,8 @@ void CSocketClient::onTimer(const CTimer* pTimer, unsigned int)
         sendData(HEARTBEAT, sizeof(HEARTBEAT));
 }
 
-void CSocketClient::onTimerComplete(const CTimer*) {}
+void CSocketClient::onTimerComplete(const CTimer*)
+{}
 
 unsigned int CSocketClient::getRetryPause(unsigned int uiFailures)
 {

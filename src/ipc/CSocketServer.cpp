@@ -39,16 +39,9 @@ private:
 };
 
 CSocketServer::CSocketServer(unsigned int uiPort, unsigned int uiReceiveBufferSize)
-    : CObject(),
-      CThread(),
-      m_pListener(nullptr),
-      m_uiPort(uiPort),
-      m_bConnected(false),
-      m_pReceiveBuffer(nullptr),
-      m_uiReceiveBufferSize(uiReceiveBufferSize ? uiReceiveBufferSize : DEFAULT_RECEIVE_BUFFER_SIZE),
-      m_pImpl(nullptr),
-      m_strBindAddress(),
-      m_uiListeningPort(0)
+    : CObject(), CThread(), m_pListener(nullptr), m_uiPort(uiPort), m_bConnected(false), m_pReceiveBuffer(nullptr),
+      m_uiReceiveBufferSize(uiReceiveBufferSize ? uiReceiveBufferSize : DEFAULT_RECEIVE_BUFFER_SIZE), m_pImpl(nullptr),
+      m_strBindAddress(), m_uiListeningPort(0)
 {
     m_pReceiveBuffer = static_cast<unsigned char*>(CMemory::malloc(m_uiReceiveBufferSize, 0));
     if (!m_pReceiveBuffer)

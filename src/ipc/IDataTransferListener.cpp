@@ -2,20 +2,28 @@
 
 namespace Trell {
 
-IDataTransferListener::~IDataTransferListener() {}
+IDataTransferListener::~IDataTransferListener()
+{}
 
-void IDataTransferListener::onConnect() {}
+void IDataTransferListener::onConnect()
+{}
 
-void IDataTransferListener::onDisconnect() {}
+void IDataTransferListener::onDisconnect()
+{}
 
-void IDataTransferListener::onTouchInputAvailable(const CCursor&) {}
+void IDataTransferListener::onTouchInputAvailable(const CCursor&)
+{}
 
-void IDataTransferListener::onPageCMDAvailable(IDataTransferListener::EOperationHandle, CString) {}
+void IDataTransferListener::onPageCMDAvailable(IDataTransferListener::EOperationHandle, CString)
+{}
 
-void IDataTransferListener::onPopupCMDAvailable(IDataTransferListener::EOperationHandle, CString) {}
+void IDataTransferListener::onPopupCMDAvailable(IDataTransferListener::EOperationHandle, CString)
+{}
 
-void IDataTransferListener::onLogicDataAvailable(CArrayPtr<unsigned char>) {}
+void IDataTransferListener::onLogicDataAvailable(CArrayPtr<unsigned char>)
+{}
 
-void IDataTransferListener::onLogicDataAvailable(CXMLParser*) {}
+void IDataTransferListener::onLogicDataAvailable(CXMLParser*)
+{}
 
 } // namespace Trell

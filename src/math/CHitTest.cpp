@@ -29,8 +29,7 @@ inline void crossSlab(float origin, float inverse, float low, float high, float&
 }
 
 // Narrows [tNear, tFar] to the part of the ray inside one slab of a box.
-inline bool clipSlab(float origin, float direction, float inverse, float low, float high, float& tNear,
-                     float& tFar)
+inline bool clipSlab(float origin, float direction, float inverse, float low, float high, float& tNear, float& tFar)
 {
     if (direction == 0.0f)
         return origin >= low && origin <= high;

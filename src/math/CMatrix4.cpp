@@ -109,8 +109,9 @@ inline float expandLanes(__m128 s, __m128 c, __m128 hi, __m128 mainSigns, __m128
 // One adjugate column from row r and the factor vectors of its minors.
 inline __m128 adjugateColumn(__m128 r, __m128 m1, __m128 m2, __m128 m3)
 {
-    return _mm_add_ps(_mm_add_ps(_mm_mul_ps(ECS_SHUFFLE(r, r, 1, 0, 0, 0), m1), _mm_mul_ps(ECS_SHUFFLE(r, r, 2, 2, 1, 1), m2)),
-                      _mm_mul_ps(ECS_SHUFFLE(r, r, 3, 3, 3, 2), m3));
+    return _mm_add_ps(
+        _mm_add_ps(_mm_mul_ps(ECS_SHUFFLE(r, r, 1, 0, 0, 0), m1), _mm_mul_ps(ECS_SHUFFLE(r, r, 2, 2, 1, 1), m2)),
+        _mm_mul_ps(ECS_SHUFFLE(r, r, 3, 3, 3, 2), m3));
 }
 
 // (m5, -m5, m4, -m3), (-m4, m2, -m2, m1), (m3, -m1, m0, -m0) from lo = (m0..m3)
@@ -153,9 +154,10 @@ void CMatrix4::transformPoints(const CVector3* in, CVector3* out, unsigned int c
         float* q = &out[i].x;
         const __m128 a = _mm_loadu_ps(p), b = _mm_loadu_ps(p + 4), c = _mm_loadu_ps(p + 8);
         const __m128 yy = ECS_SHUFFLE(a, b, 1, 1, 0, 0), zz = ECS_SHUFFLE(a, b, 2, 2, 1, 1); // y0 y0 y1 y1, z0 z0 z1 z1
-        const __m128 xx = ECS_SHUFFLE(b, c, 2, 2, 1, 1), yy2 = ECS_SHUFFLE(b, c, 3, 3, 2, 2); // x2 x2 x3 x3, y2 y2 y3 y3
-        const __m128 first = sum(k[0], ECS_SHUFFLE(a, a, 0, 0, 0, 3), ECS_SHUFFLE(yy, yy, 0, 0, 0, 2),
-                                 ECS_SHUFFLE(zz, zz, 0, 0, 0, 2));
+        const __m128 xx = ECS_SHUFFLE(b, c, 2, 2, 1, 1),
+                     yy2 = ECS_SHUFFLE(b, c, 3, 3, 2, 2); // x2 x2 x3 x3, y2 y2 y3 y3
+        const __m128 first =
+            sum(k[0], ECS_SHUFFLE(a, a, 0, 0, 0, 3), ECS_SHUFFLE(yy, yy, 0, 0, 0, 2), ECS_SHUFFLE(zz, zz, 0, 0, 0, 2));
         const __m128 second =
             sum(k[1], ECS_SHUFFLE(a, b, 3, 3, 2, 2), ECS_SHUFFLE(b, b, 0, 0, 3, 3), ECS_SHUFFLE(b, c, 1, 1, 0, 0));
         const __m128 third = sum(k[2], ECS_SHUFFLE(xx, xx, 0, 2, 2, 2), ECS_SHUFFLE(yy2, yy2, 0, 2, 2, 2),
@@ -187,8 +189,7 @@ bool CMatrix4::getInverse(CMatrix4& inverse) const
     const __m128 p = _mm_mul_ps(ECS_SHUFFLE(r0, r2, 1, 2, 1, 2), ECS_SHUFFLE(r1, r3, 3, 3, 3, 3));
     const __m128 q = _mm_mul_ps(ECS_SHUFFLE(r0, r2, 3, 3, 3, 3), ECS_SHUFFLE(r1, r3, 1, 2, 1, 2));
     const __m128 hi = _mm_sub_ps(p, q), hiSizes = _mm_add_ps(absolute(p), absolute(q));
-    const float det =
-        expandLanes(s, c, hi, _mm_set_ps(0.0f, 0.0f, -0.0f, 0.0f), _mm_set_ps(0.0f, 0.0f, 0.0f, -0.0f));
+    const float det = expandLanes(s, c, hi, _mm_set_ps(0.0f, 0.0f, -0.0f, 0.0f), _mm_set_ps(0.0f, 0.0f, 0.0f, -0.0f));
     const float permanent = expandLanes(sSizes, cSizes, hiSizes, _mm_setzero_ps(), _mm_setzero_ps());
 #else
     const tagMinors m = signedMinors(*this);

@@ -6,12 +6,10 @@ namespace Trell {
 
 CBaseMessage::CBaseMessage(EMessageType eType, unsigned int uiID, CObject* pData)
     : CObject(), m_eType(eType), m_uiID(uiID), m_pData(pData)
-{
-}
+{}
 
 CBaseMessage::~CBaseMessage()
-{
-}
+{}
 
 void CBaseMessage::setData(CObject* pData)
 {
@@ -55,8 +53,7 @@ void CBaseMessage::handleMessage()
 }
 
 void CBaseMessage::deliverTo(IMessageCenterListener*)
-{
-}
+{}
 
 bool CBaseMessage::absorbNext(CBaseMessage*)
 {

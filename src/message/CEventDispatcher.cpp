@@ -8,7 +8,8 @@ namespace Trell {
 
 // --- IEventListener ---
 
-IEventListener::IEventListener() : m_bBlocked(false) {}
+IEventListener::IEventListener() : m_bBlocked(false)
+{}
 
 IEventListener::IEventListener(const IEventListener& other) : m_bBlocked(other.m_bBlocked)
 {
@@ -47,7 +48,8 @@ void IEventListener::notifyEventDispatchersRemoveListener()
 
 // --- CEventDispatcher ---
 
-CEventDispatcher::CEventDispatcher() {}
+CEventDispatcher::CEventDispatcher()
+{}
 
 CEventDispatcher::CEventDispatcher(const CEventDispatcher&)
 {

@@ -17,9 +17,11 @@ void CIdleCenter::deleteInstance()
     CSingleton<CIdleCenter>::deleteInstance(s_pInstance);
 }
 
-CIdleCenter::CIdleCenter() : CObject() {}
+CIdleCenter::CIdleCenter() : CObject()
+{}
 
-CIdleCenter::CIdleCenter(const CIdleCenter& other) : CObject(other), m_aryListeners(other.m_aryListeners) {}
+CIdleCenter::CIdleCenter(const CIdleCenter& other) : CObject(other), m_aryListeners(other.m_aryListeners)
+{}
 
 CIdleCenter& CIdleCenter::operator=(const CIdleCenter& other)
 {
@@ -30,7 +32,8 @@ CIdleCenter& CIdleCenter::operator=(const CIdleCenter& other)
     return *this;
 }
 
-CIdleCenter::~CIdleCenter() {}
+CIdleCenter::~CIdleCenter()
+{}
 
 void CIdleCenter::addIdleListener(IIdleListener* pListener)
 {

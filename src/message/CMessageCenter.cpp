@@ -102,20 +102,9 @@ void CMessageCenter::deleteInstance()
 }
 
 CMessageCenter::CMessageCenter()
-    : CObject(),
-      m_pListener(nullptr),
-      m_listCommand(true),
-      m_listInput(true),
-      m_listData(true),
-      m_listTimer(true),
-      m_listRender(true),
-      m_uiPhase(PHASE_USER),
-      m_bLocked(false),
-      m_bCtrlPressed(false),
-      m_bShiftPressed(false),
-      m_bAltPressed(false),
-      m_pSpareNodes(nullptr),
-      m_uiSpareNodes(0)
+    : CObject(), m_pListener(nullptr), m_listCommand(true), m_listInput(true), m_listData(true), m_listTimer(true),
+      m_listRender(true), m_uiPhase(PHASE_USER), m_bLocked(false), m_bCtrlPressed(false), m_bShiftPressed(false),
+      m_bAltPressed(false), m_pSpareNodes(nullptr), m_uiSpareNodes(0)
 {
     // Input weighs 10, data 5, timer 2, render of the user phase 1.
     m_aryListInfo.reserve(4);
@@ -246,9 +235,7 @@ void CMessageCenter::pushMessage(CBaseMessage* pMessage)
     unsigned int uiNewPhase = 0; // 0 keeps the phase
     switch (pMessage->getType()) {
     case CBaseMessage::MESSAGE_TYPE_SYSTEM:
-    case CBaseMessage::MESSAGE_TYPE_QUIT:
-        pAppendList = &m_listCommand;
-        break;
+    case CBaseMessage::MESSAGE_TYPE_QUIT: pAppendList = &m_listCommand; break;
     case CBaseMessage::MESSAGE_TYPE_TOUCH:
     case CBaseMessage::MESSAGE_TYPE_GESTURE:
     case CBaseMessage::MESSAGE_TYPE_HARDKEY:
@@ -271,8 +258,7 @@ void CMessageCenter::pushMessage(CBaseMessage* pMessage)
         uiNewPhase = PHASE_USER;
         break;
     case CBaseMessage::MESSAGE_TYPE_RENDER:
-    case CBaseMessage::MESSAGE_TYPE_TIMER:
-        break;
+    case CBaseMessage::MESSAGE_TYPE_TIMER: break;
     default:
         delete pMessage;
         notifyMessageAvailable();
@@ -330,9 +316,18 @@ bool CMessageCenter::appendMessage(CObjectList<CBaseMessage>& list, CBaseMessage
     return bKept;
 }
 
-bool CMessageCenter::pushInputMessage(CBaseMessage* pMessage) { return appendMessage(m_listInput, pMessage, PHASE_INPUT); }
-bool CMessageCenter::pushDataMessage(CBaseMessage* pMessage) { return appendMessage(m_listData, pMessage, PHASE_DATA); }
-bool CMessageCenter::pushUserMessage(CBaseMessage* pMessage) { return appendMessage(m_listCommand, pMessage, PHASE_USER); }
+bool CMessageCenter::pushInputMessage(CBaseMessage* pMessage)
+{
+    return appendMessage(m_listInput, pMessage, PHASE_INPUT);
+}
+bool CMessageCenter::pushDataMessage(CBaseMessage* pMessage)
+{
+    return appendMessage(m_listData, pMessage, PHASE_DATA);
+}
+bool CMessageCenter::pushUserMessage(CBaseMessage* pMessage)
+{
+    return appendMessage(m_listCommand, pMessage, PHASE_USER);
+}
 
 void CMessageCenter::notifyMessageAvailable()
 {
@@ -345,8 +340,8 @@ bool CMessageCenter::pushTimerMessage(CBaseMessage* pMessage)
     // Checks nobody has handled yet become one message, so a slow consumer
     // gets one message per backlog; the message kind does the merging.
     CBaseMessage* pLast = m_listTimer.getLast();
-    if (pLast && pMessage->getType() == CBaseMessage::MESSAGE_TYPE_TIMER
-        && pLast->getType() == CBaseMessage::MESSAGE_TYPE_TIMER && pLast->absorbNext(pMessage))
+    if (pLast && pMessage->getType() == CBaseMessage::MESSAGE_TYPE_TIMER &&
+        pLast->getType() == CBaseMessage::MESSAGE_TYPE_TIMER && pLast->absorbNext(pMessage))
         return false;
     return m_listTimer.add(pMessage);
 }
@@ -473,8 +468,8 @@ CObjectPtr<CBaseMessage> CMessageCenter::popMessage()
 unsigned int CMessageCenter::getMessageCount()
 {
     CAutoSync autoSync(m_syncObject);
-    return m_listCommand.getCount() + m_listInput.getCount() + m_listData.getCount() + m_listTimer.getCount()
-           + m_listRender.getCount();
+    return m_listCommand.getCount() + m_listInput.getCount() + m_listData.getCount() + m_listTimer.getCount() +
+           m_listRender.getCount();
 }
 
 unsigned int CMessageCenter::getMessageCountByType(CBaseMessage::EMessageType eType)

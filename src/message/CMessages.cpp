@@ -8,9 +8,12 @@ namespace Trell {
 
 // --- CMsgRender ---
 
-CMsgRender::CMsgRender() : CBaseMessage(MESSAGE_TYPE_RENDER) {}
-CMsgRender::CMsgRender(unsigned int uiID) : CBaseMessage(MESSAGE_TYPE_RENDER, uiID) {}
-CMsgRender::~CMsgRender() {}
+CMsgRender::CMsgRender() : CBaseMessage(MESSAGE_TYPE_RENDER)
+{}
+CMsgRender::CMsgRender(unsigned int uiID) : CBaseMessage(MESSAGE_TYPE_RENDER, uiID)
+{}
+CMsgRender::~CMsgRender()
+{}
 
 void CMsgRender::deliverTo(IMessageCenterListener* pListener)
 {
@@ -36,12 +39,13 @@ const unsigned int CMsgSystem::LEAVE_PAGE = 50;
 const unsigned int CMsgSystem::LEAVE_POPUP = 51;
 const unsigned int CMsgSystem::USER_DEFINE = 1000;
 
-CMsgSystem::CMsgSystem() : CBaseMessage(MESSAGE_TYPE_SYSTEM), m_pListener(nullptr) {}
+CMsgSystem::CMsgSystem() : CBaseMessage(MESSAGE_TYPE_SYSTEM), m_pListener(nullptr)
+{}
 CMsgSystem::CMsgSystem(unsigned int uiCommand, CObject* pData, IMsgSystemListener* pListener)
     : CBaseMessage(MESSAGE_TYPE_SYSTEM, uiCommand, pData), m_pListener(pListener)
-{
-}
-CMsgSystem::~CMsgSystem() {}
+{}
+CMsgSystem::~CMsgSystem()
+{}
 
 void CMsgSystem::deliverTo(IMessageCenterListener* pListener)
 {
@@ -53,8 +57,10 @@ void CMsgSystem::deliverTo(IMessageCenterListener* pListener)
 
 // --- CMsgQuit ---
 
-CMsgQuit::CMsgQuit() : CBaseMessage(MESSAGE_TYPE_QUIT) {}
-CMsgQuit::~CMsgQuit() {}
+CMsgQuit::CMsgQuit() : CBaseMessage(MESSAGE_TYPE_QUIT)
+{}
+CMsgQuit::~CMsgQuit()
+{}
 
 void CMsgQuit::deliverTo(IMessageCenterListener* pListener)
 {
@@ -64,12 +70,13 @@ void CMsgQuit::deliverTo(IMessageCenterListener* pListener)
 
 // --- CMsgGesture ---
 
-CMsgGesture::CMsgGesture() : CBaseMessage(MESSAGE_TYPE_GESTURE), m_uiGesture(0) {}
+CMsgGesture::CMsgGesture() : CBaseMessage(MESSAGE_TYPE_GESTURE), m_uiGesture(0)
+{}
 CMsgGesture::CMsgGesture(unsigned int uiGesture, unsigned int uiID, CObject* pData)
     : CBaseMessage(MESSAGE_TYPE_GESTURE, uiID, pData), m_uiGesture(uiGesture)
-{
-}
-CMsgGesture::~CMsgGesture() {}
+{}
+CMsgGesture::~CMsgGesture()
+{}
 
 void CMsgGesture::deliverTo(IMessageCenterListener* pListener)
 {
@@ -79,12 +86,13 @@ void CMsgGesture::deliverTo(IMessageCenterListener* pListener)
 
 // --- CMsgHardkey ---
 
-CMsgHardkey::CMsgHardkey() : CBaseMessage(MESSAGE_TYPE_HARDKEY), m_uiKeyStatus(0) {}
+CMsgHardkey::CMsgHardkey() : CBaseMessage(MESSAGE_TYPE_HARDKEY), m_uiKeyStatus(0)
+{}
 CMsgHardkey::CMsgHardkey(unsigned int uiKeyCode, unsigned int uiKeyStatus)
     : CBaseMessage(MESSAGE_TYPE_HARDKEY, uiKeyCode), m_uiKeyStatus(uiKeyStatus)
-{
-}
-CMsgHardkey::~CMsgHardkey() {}
+{}
+CMsgHardkey::~CMsgHardkey()
+{}
 
 void CMsgHardkey::deliverTo(IMessageCenterListener* pListener)
 {
@@ -94,9 +102,12 @@ void CMsgHardkey::deliverTo(IMessageCenterListener* pListener)
 
 // --- CMsgIME ---
 
-CMsgIME::CMsgIME() : CBaseMessage(MESSAGE_TYPE_IME) {}
-CMsgIME::CMsgIME(const CString& strText) : CBaseMessage(MESSAGE_TYPE_IME), m_strText(strText) {}
-CMsgIME::~CMsgIME() {}
+CMsgIME::CMsgIME() : CBaseMessage(MESSAGE_TYPE_IME)
+{}
+CMsgIME::CMsgIME(const CString& strText) : CBaseMessage(MESSAGE_TYPE_IME), m_strText(strText)
+{}
+CMsgIME::~CMsgIME()
+{}
 
 void CMsgIME::deliverTo(IMessageCenterListener* pListener)
 {
@@ -106,9 +117,12 @@ void CMsgIME::deliverTo(IMessageCenterListener* pListener)
 
 // --- CMsgLogicEvent ---
 
-CMsgLogicEvent::CMsgLogicEvent() : CBaseMessage(MESSAGE_TYPE_LOGIC_EVENT) {}
-CMsgLogicEvent::CMsgLogicEvent(unsigned int uiEvent) : CBaseMessage(MESSAGE_TYPE_LOGIC_EVENT, uiEvent) {}
-CMsgLogicEvent::~CMsgLogicEvent() {}
+CMsgLogicEvent::CMsgLogicEvent() : CBaseMessage(MESSAGE_TYPE_LOGIC_EVENT)
+{}
+CMsgLogicEvent::CMsgLogicEvent(unsigned int uiEvent) : CBaseMessage(MESSAGE_TYPE_LOGIC_EVENT, uiEvent)
+{}
+CMsgLogicEvent::~CMsgLogicEvent()
+{}
 
 void CMsgLogicEvent::deliverTo(IMessageCenterListener* pListener)
 {
@@ -118,12 +132,13 @@ void CMsgLogicEvent::deliverTo(IMessageCenterListener* pListener)
 
 // --- CMsgVoiceContent ---
 
-CMsgVoiceContent::CMsgVoiceContent() : CBaseMessage(MESSAGE_TYPE_VOICE_CONTENT) {}
+CMsgVoiceContent::CMsgVoiceContent() : CBaseMessage(MESSAGE_TYPE_VOICE_CONTENT)
+{}
 CMsgVoiceContent::CMsgVoiceContent(const CString& strText)
     : CBaseMessage(MESSAGE_TYPE_VOICE_CONTENT), m_strText(strText)
-{
-}
-CMsgVoiceContent::~CMsgVoiceContent() {}
+{}
+CMsgVoiceContent::~CMsgVoiceContent()
+{}
 
 void CMsgVoiceContent::deliverTo(IMessageCenterListener* pListener)
 {
@@ -133,12 +148,13 @@ void CMsgVoiceContent::deliverTo(IMessageCenterListener* pListener)
 
 // --- CMsgDataContext ---
 
-CMsgDataContext::CMsgDataContext() : CBaseMessage(MESSAGE_TYPE_DATA_CONTEXT) {}
+CMsgDataContext::CMsgDataContext() : CBaseMessage(MESSAGE_TYPE_DATA_CONTEXT)
+{}
 CMsgDataContext::CMsgDataContext(unsigned int uiID, CObject* pData)
     : CBaseMessage(MESSAGE_TYPE_DATA_CONTEXT, uiID, pData)
-{
-}
-CMsgDataContext::~CMsgDataContext() {}
+{}
+CMsgDataContext::~CMsgDataContext()
+{}
 
 void CMsgDataContext::deliverTo(IMessageCenterListener* pListener)
 {
@@ -148,12 +164,13 @@ void CMsgDataContext::deliverTo(IMessageCenterListener* pListener)
 
 // --- CMsgUser ---
 
-CMsgUser::CMsgUser() : CBaseMessage(MESSAGE_TYPE_USER), m_pListener(nullptr) {}
+CMsgUser::CMsgUser() : CBaseMessage(MESSAGE_TYPE_USER), m_pListener(nullptr)
+{}
 CMsgUser::CMsgUser(unsigned int uiCommand, CObject* pData, IMsgUserListener* pListener)
     : CBaseMessage(MESSAGE_TYPE_USER, uiCommand, pData), m_pListener(pListener)
-{
-}
-CMsgUser::~CMsgUser() {}
+{}
+CMsgUser::~CMsgUser()
+{}
 
 void CMsgUser::deliverTo(IMessageCenterListener* pListener)
 {

@@ -7,9 +7,11 @@ namespace Trell {
 
 CPlatformFactory* CPlatformFactory::s_pInstance = nullptr;
 
-CPlatformFactory::CPlatformFactory() : m_pFactory(nullptr) {}
+CPlatformFactory::CPlatformFactory() : m_pFactory(nullptr)
+{}
 
-CPlatformFactory::CPlatformFactory(const CPlatformFactory& other) : m_pFactory(other.m_pFactory) {}
+CPlatformFactory::CPlatformFactory(const CPlatformFactory& other) : m_pFactory(other.m_pFactory)
+{}
 
 CPlatformFactory& CPlatformFactory::operator=(const CPlatformFactory& other)
 {

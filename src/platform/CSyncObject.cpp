@@ -4,13 +4,12 @@
 
 namespace Trell {
 
-CSyncObject::CSyncObject() : m_pSyncObject(PlatformImp::createSyncObject()) {}
+CSyncObject::CSyncObject() : m_pSyncObject(PlatformImp::createSyncObject())
+{}
 
 // Copies get a lock of their own; a lock is never shared by copying.
-CSyncObject::CSyncObject(const CSyncObject& other)
-    : CObject(other), m_pSyncObject(PlatformImp::createSyncObject())
-{
-}
+CSyncObject::CSyncObject(const CSyncObject& other) : CObject(other), m_pSyncObject(PlatformImp::createSyncObject())
+{}
 
 CSyncObject& CSyncObject::operator=(const CSyncObject&)
 {

@@ -9,16 +9,8 @@
 namespace Trell {
 
 CThread::CThread()
-    : m_iThreadPriority(51),
-      m_strThreadName(u"Unknown"),
-      m_uiThreadID(0),
-      m_bRunning(false),
-      m_bPrepareStop(false),
-      m_bWorkerActive(false),
-      m_syncThread(),
-      m_waitWake(CString()),
-      m_waitSignal(CString()),
-      m_waitStopped(CString()),
+    : m_iThreadPriority(51), m_strThreadName(u"Unknown"), m_uiThreadID(0), m_bRunning(false), m_bPrepareStop(false),
+      m_bWorkerActive(false), m_syncThread(), m_waitWake(CString()), m_waitSignal(CString()), m_waitStopped(CString()),
       m_pThread(nullptr)
 {
     m_pThread = PlatformImp::createThread(this);

@@ -6,13 +6,13 @@
 
 namespace Trell {
 
-CWaitObject::CWaitObject(const CString& strName) : m_pWaitObject(PlatformImp::createWaitObject(strName)) {}
+CWaitObject::CWaitObject(const CString& strName) : m_pWaitObject(PlatformImp::createWaitObject(strName))
+{}
 
 // Copies get an unnamed event of their own.
 CWaitObject::CWaitObject(const CWaitObject& other)
     : CObject(other), m_pWaitObject(PlatformImp::createWaitObject(CString()))
-{
-}
+{}
 
 CWaitObject& CWaitObject::operator=(const CWaitObject&)
 {

@@ -1,8 +1,8 @@
 #include "platform/PlatformLog.h"
 
-#include "foundation/EngineLog.h"
 #include <text/CString.h>
 #include <text/CStringConverter.h>
+#include "foundation/EngineLog.h"
 
 namespace Trell {
 namespace PlatformLog {

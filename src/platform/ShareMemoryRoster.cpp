@@ -9,16 +9,9 @@
 namespace Trell {
 
 CShareMemoryRoster::CShareMemoryRoster(IShareMemoryOwner* pOwner)
-    : m_pOwner(pOwner),
-      m_pEvent(nullptr),
-      m_pReader(nullptr),
-      m_pRound(nullptr),
-      m_pReaders(nullptr),
-      m_pView(nullptr),
-      m_uiKey(0),
-      m_pEntry(nullptr)
-{
-}
+    : m_pOwner(pOwner), m_pEvent(nullptr), m_pReader(nullptr), m_pRound(nullptr), m_pReaders(nullptr), m_pView(nullptr),
+      m_uiKey(0), m_pEntry(nullptr)
+{}
 
 CShareMemoryRoster::~CShareMemoryRoster()
 {
@@ -86,8 +79,8 @@ bool CShareMemoryRoster::registerReader()
     }
     unlockRead();
     if (!m_pEntry) {
-        logWarning(CStringConverter::format(u"Shared memory %u: more than %u readers; refused.", m_uiKey,
-                                            ROSTER_READERS));
+        logWarning(
+            CStringConverter::format(u"Shared memory %u: more than %u readers; refused.", m_uiKey, ROSTER_READERS));
         return false;
     }
     return true;
@@ -321,9 +314,9 @@ void CShareMemoryRoster::repairRoster(bool bAllEntries)
             iLive += entry.uiSlot.load() != 0 && entry.uiState.load() != ROSTER_IDLE ? 1 : 0;
         const std::int32_t iCount = readCount();
         if (iCount != iLive) {
-            logWarning(CStringConverter::format(
-                u"Shared memory %u: a reader died; the reader count goes from %d to %d.", m_uiKey,
-                static_cast<int>(iCount), static_cast<int>(iLive)));
+            logWarning(
+                CStringConverter::format(u"Shared memory %u: a reader died; the reader count goes from %d to %d.",
+                                         m_uiKey, static_cast<int>(iCount), static_cast<int>(iLive)));
             writeCount(iLive);
         }
     }

@@ -179,7 +179,6 @@ private:
 };
 
 static_assert(sizeof(CShareMemoryRoster::tagRosterEntry) == 16, "shared layout");
-static_assert(sizeof(CShareMemoryRoster::tagRosterEntries) == 16 * CShareMemoryRoster::ROSTER_READERS,
-              "shared layout");
+static_assert(sizeof(CShareMemoryRoster::tagRosterEntries) == 16 * CShareMemoryRoster::ROSTER_READERS, "shared layout");
 
 } // namespace Trell

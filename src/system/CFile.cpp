@@ -49,10 +49,12 @@ std::FILE* stream(void* p)
 
 } // namespace
 
-CFile::CFile() : m_pStream(nullptr), m_bRead(false) {}
+CFile::CFile() : m_pStream(nullptr), m_bRead(false)
+{}
 
 // Copies do not share the stream: a copy starts closed.
-CFile::CFile(const CFile& other) : CObject(other), m_pStream(nullptr), m_bRead(false) {}
+CFile::CFile(const CFile& other) : CObject(other), m_pStream(nullptr), m_bRead(false)
+{}
 
 CFile& CFile::operator=(const CFile&)
 {
@@ -75,8 +77,7 @@ bool CFile::isFile(const CString& strPath)
 {
     if (strPath.length() == 0)
         return false;
-    const IFile::EFileType eType =
-        withFile(IFile::FILE_TYPE_NONE, [&](IFile* p) { return p->getFileType(strPath); });
+    const IFile::EFileType eType = withFile(IFile::FILE_TYPE_NONE, [&](IFile* p) { return p->getFileType(strPath); });
     if (eType == IFile::FILE_TYPE_NONE)
         return CPath::getFileExtern(strPath).length() > 0;
     return eType == IFile::FILE_TYPE_FILE;

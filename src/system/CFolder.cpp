@@ -106,10 +106,12 @@ void forEachFile(const CString& strFolder, bool bRecursive, const Visit& visit)
 
 } // namespace
 
-CFolder::CFolder() : m_aryEntries(true) {}
+CFolder::CFolder() : m_aryEntries(true)
+{}
 
 // Copies start without entries.
-CFolder::CFolder(const CFolder& other) : CObject(other), m_aryEntries(true) {}
+CFolder::CFolder(const CFolder& other) : CObject(other), m_aryEntries(true)
+{}
 
 CFolder& CFolder::operator=(const CFolder&)
 {

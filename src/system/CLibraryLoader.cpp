@@ -16,14 +16,14 @@ const char16_t* printable(const CString& strText)
 
 } // namespace
 
-CLibraryLoader::CLibraryLoader() : m_pModule(nullptr), m_pEntryInstance(nullptr) {}
+CLibraryLoader::CLibraryLoader() : m_pModule(nullptr), m_pEntryInstance(nullptr)
+{}
 
 // A copy names the same module but does not own a load of it.
 CLibraryLoader::CLibraryLoader(const CLibraryLoader& other)
     : CObject(other), m_strName(other.m_strName), m_strPath(other.m_strPath), m_pModule(nullptr),
       m_pEntryInstance(nullptr)
-{
-}
+{}
 
 CLibraryLoader& CLibraryLoader::operator=(const CLibraryLoader& other)
 {

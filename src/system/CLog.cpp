@@ -77,13 +77,16 @@ tagLogShutdown s_logShutdown;
 
 } // namespace
 
-CLog::CLog() {}
-CLog::CLog(const CLog&) {}
+CLog::CLog()
+{}
+CLog::CLog(const CLog&)
+{}
 CLog& CLog::operator=(const CLog&)
 {
     return *this;
 }
-CLog::~CLog() {}
+CLog::~CLog()
+{}
 
 void CLog::initialize()
 {

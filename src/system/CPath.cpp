@@ -61,11 +61,14 @@ CString& projectFolder()
 
 } // namespace
 
-CPath::CPath() {}
+CPath::CPath()
+{}
 
-CPath::CPath(const CPath&) {}
+CPath::CPath(const CPath&)
+{}
 
-CPath::~CPath() {}
+CPath::~CPath()
+{}
 
 void CPath::setApplicationFolder(const CString& strPath)
 {

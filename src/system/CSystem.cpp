@@ -30,16 +30,19 @@ void info(const char16_t* pszFormat, const char16_t* pszAppName)
 
 } // namespace
 
-CSystem::CSystem() {}
+CSystem::CSystem()
+{}
 
-CSystem::CSystem(const CSystem& other) : CObject(other) {}
+CSystem::CSystem(const CSystem& other) : CObject(other)
+{}
 
 CSystem& CSystem::operator=(const CSystem&)
 {
     return *this;
 }
 
-CSystem::~CSystem() {}
+CSystem::~CSystem()
+{}
 
 bool CSystem::parseBinInfo(int argc, char** argv, const char16_t* pszAppName)
 {

@@ -18,14 +18,19 @@ bool isLeap(unsigned int uiYear)
 unsigned int daysInMonth(unsigned int uiYear, unsigned int uiMonth)
 {
     switch (uiMonth) {
-    case 1: case 3: case 5: case 7: case 8: case 10: case 12:
-        return 31;
-    case 4: case 6: case 9: case 11:
-        return 30;
-    case 2:
-        return isLeap(uiYear) ? 29 : 28;
-    default:
-        return 0;
+    case 1:
+    case 3:
+    case 5:
+    case 7:
+    case 8:
+    case 10:
+    case 12: return 31;
+    case 4:
+    case 6:
+    case 9:
+    case 11: return 30;
+    case 2: return isLeap(uiYear) ? 29 : 28;
+    default: return 0;
     }
 }
 
@@ -41,19 +46,14 @@ int compareValues(unsigned int a, unsigned int b)
 
 std::atomic<unsigned int> CTime::s_ulStartTickCount{0};
 
-CTime::CTime()
-    : m_usYear(1), m_usMonth(1), m_usDay(1), m_usHour(0), m_usMinute(0), m_usSecond(0), m_usMilliseconds(0)
-{
-}
+CTime::CTime() : m_usYear(1), m_usMonth(1), m_usDay(1), m_usHour(0), m_usMinute(0), m_usSecond(0), m_usMilliseconds(0)
+{}
 
 CTime::CTime(unsigned short usYear, unsigned short usMonth, unsigned short usDay, unsigned short usHour,
              unsigned short usMinute, unsigned short usSecond, unsigned short usMilliseconds)
     : m_usYear(usYear == 0 ? 1 : (usYear > 9999 ? 9999 : usYear)),
-      m_usMonth(usMonth == 0 ? 1 : (usMonth > 12 ? 12 : usMonth)),
-      m_usDay(usDay),
-      m_usHour(usHour > 23 ? 23 : usHour),
-      m_usMinute(usMinute > 59 ? 59 : usMinute),
-      m_usSecond(usSecond > 59 ? 59 : usSecond),
+      m_usMonth(usMonth == 0 ? 1 : (usMonth > 12 ? 12 : usMonth)), m_usDay(usDay), m_usHour(usHour > 23 ? 23 : usHour),
+      m_usMinute(usMinute > 59 ? 59 : usMinute), m_usSecond(usSecond > 59 ? 59 : usSecond),
       m_usMilliseconds(usMilliseconds > 999 ? 999 : usMilliseconds)
 {
     rectifyDay();
@@ -66,16 +66,9 @@ CTime::CTime(long long llTotalSeconds) : CTime()
 
 // A copy is a fresh value: it takes the seven fields, not the reference count.
 CTime::CTime(const CTime& other)
-    : CObject(),
-      m_usYear(other.m_usYear),
-      m_usMonth(other.m_usMonth),
-      m_usDay(other.m_usDay),
-      m_usHour(other.m_usHour),
-      m_usMinute(other.m_usMinute),
-      m_usSecond(other.m_usSecond),
-      m_usMilliseconds(other.m_usMilliseconds)
-{
-}
+    : CObject(), m_usYear(other.m_usYear), m_usMonth(other.m_usMonth), m_usDay(other.m_usDay), m_usHour(other.m_usHour),
+      m_usMinute(other.m_usMinute), m_usSecond(other.m_usSecond), m_usMilliseconds(other.m_usMilliseconds)
+{}
 
 CTime& CTime::operator=(const CTime& other)
 {
@@ -124,8 +117,8 @@ bool CTime::isValidDate() const
 
 bool CTime::isZeroDate() const
 {
-    return m_usYear == 1 && m_usMonth == 1 && m_usDay == 1 && m_usHour == 0 && m_usMinute == 0 &&
-           m_usSecond == 0 && m_usMilliseconds == 0;
+    return m_usYear == 1 && m_usMonth == 1 && m_usDay == 1 && m_usHour == 0 && m_usMinute == 0 && m_usSecond == 0 &&
+           m_usMilliseconds == 0;
 }
 
 void CTime::setZeroDate()

@@ -4,10 +4,10 @@ namespace Trell {
 
 CCacheObject::CCacheObject(unsigned int id, const CString& name)
     : CObject(), m_uiId(id), m_strName(name), m_uiTime(0), m_uiFrequency(0)
-{
-}
+{}
 
-CCacheObject::~CCacheObject() {}
+CCacheObject::~CCacheObject()
+{}
 
 void CCacheObject::reset()
 {

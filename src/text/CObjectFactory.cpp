@@ -9,7 +9,8 @@ CObjectFactory* CObjectFactory::s_pInstance = nullptr;
 CObjectFactory::CObjectFactory() = default;
 
 // Copies only the registry; the object part starts afresh like any new object.
-CObjectFactory::CObjectFactory(const CObjectFactory& other) : CObject(), m_mapCreators(other.m_mapCreators) {}
+CObjectFactory::CObjectFactory(const CObjectFactory& other) : CObject(), m_mapCreators(other.m_mapCreators)
+{}
 
 CObjectFactory& CObjectFactory::operator=(const CObjectFactory& other)
 {

@@ -74,8 +74,7 @@ int findCounted(const char16_t* text, unsigned int start, unsigned int end, cons
 
 char16_t* CString::allocUnits(unsigned int units)
 {
-    char16_t* buffer =
-        static_cast<char16_t*>(CMemory::malloc((units + 1) * unsigned(sizeof(char16_t)), 0));
+    char16_t* buffer = static_cast<char16_t*>(CMemory::malloc((units + 1) * unsigned(sizeof(char16_t)), 0));
     if (buffer)
         buffer[units] = 0;
     return buffer;
@@ -144,13 +143,13 @@ CString::CString(CString&& other) noexcept : CObject(other), m_buffer(other.m_bu
     other.m_length = 0;
 }
 
-#define ECS_CSTRING_FROM_NUMBER(...)                                                               \
-    char16_t digits[NUMBER_UNITS] = {};                                                            \
-    CStringConverter::toString(__VA_ARGS__);                                                       \
-    const unsigned int length = textLength(digits);                                                \
-    char16_t* buffer = allocUnits(length);                                                         \
-    if (buffer)                                                                                    \
-        copyUnits(buffer, digits, length);                                                         \
+#define ECS_CSTRING_FROM_NUMBER(...)                                                                                   \
+    char16_t digits[NUMBER_UNITS] = {};                                                                                \
+    CStringConverter::toString(__VA_ARGS__);                                                                           \
+    const unsigned int length = textLength(digits);                                                                    \
+    char16_t* buffer = allocUnits(length);                                                                             \
+    if (buffer)                                                                                                        \
+        copyUnits(buffer, digits, length);                                                                             \
     adopt(buffer, length)
 
 CString::CString(int value) : CObject(), m_buffer(nullptr), m_length(0)
@@ -503,8 +502,7 @@ void CString::deleteString(unsigned int start, unsigned int count)
     if (count > available)
         count = available;
     // Moves the tail with its terminator; the buffer keeps its size.
-    std::memmove(m_buffer + start, m_buffer + start + count,
-                 std::size_t(available - count + 1) * sizeof(char16_t));
+    std::memmove(m_buffer + start, m_buffer + start + count, std::size_t(available - count + 1) * sizeof(char16_t));
     m_length -= count;
 }
 

@@ -161,8 +161,7 @@ void mergeStrings(const Container& items, char16_t separator, CString& out)
 
 // ---- Encodings -------------------------------------------------------------
 
-void CStringConverter::convertToUTF8(const char16_t* text, unsigned char* out, unsigned int size,
-                                     unsigned int* written)
+void CStringConverter::convertToUTF8(const char16_t* text, unsigned char* out, unsigned int size, unsigned int* written)
 {
     if (written != nullptr) {
         *written = 0;
@@ -177,8 +176,7 @@ void CStringConverter::convertToUTF8(const char16_t* text, unsigned char* out, u
     }
 }
 
-void CStringConverter::convertToUTF8(const CString& text, unsigned char* out, unsigned int size,
-                                     unsigned int* written)
+void CStringConverter::convertToUTF8(const CString& text, unsigned char* out, unsigned int size, unsigned int* written)
 {
     convertToUTF8(text.buffer(), out, size, written);
 }
@@ -285,21 +283,24 @@ void CStringConverter::separateString(const CString& text, char16_t separator, C
                                       bool keepFirstEmpty, bool keepLastEmpty)
 {
     tagStringSink sink(items);
-    separate(text, [separator](char16_t c) { return c == separator; }, sink, keepFirstEmpty, keepLastEmpty);
+    separate(
+        text, [separator](char16_t c) { return c == separator; }, sink, keepFirstEmpty, keepLastEmpty);
 }
 
 void CStringConverter::separateString(const CString& text, char16_t separator, CDataList<CString>& items,
                                       bool keepFirstEmpty, bool keepLastEmpty)
 {
     tagStringSink sink(items);
-    separate(text, [separator](char16_t c) { return c == separator; }, sink, keepFirstEmpty, keepLastEmpty);
+    separate(
+        text, [separator](char16_t c) { return c == separator; }, sink, keepFirstEmpty, keepLastEmpty);
 }
 
 void CStringConverter::separateString(const CString& text, char16_t separator, CDataArray<unsigned int>& items,
                                       bool keepFirstEmpty, bool keepLastEmpty)
 {
     tagNumberSink sink(items);
-    separate(text, [separator](char16_t c) { return c == separator; }, sink, keepFirstEmpty, keepLastEmpty);
+    separate(
+        text, [separator](char16_t c) { return c == separator; }, sink, keepFirstEmpty, keepLastEmpty);
 }
 
 void CStringConverter::split(const CString& text, const CDataArray<char16_t>& separators, CDataArray<CString>& items,
@@ -359,9 +360,9 @@ void CStringConverter::mergeString(const CDataArray<unsigned int>& items, char16
 
 // ---- Character escaping ---------------------------------------------------------
 
-void CStringConverter::encodeChars(const char16_t* text, unsigned int length, unsigned int count,
-                                   const char16_t* chars, const char16_t* const* replacements,
-                                   const unsigned int* replacementLengths, CString& out)
+void CStringConverter::encodeChars(const char16_t* text, unsigned int length, unsigned int count, const char16_t* chars,
+                                   const char16_t* const* replacements, const unsigned int* replacementLengths,
+                                   CString& out)
 {
     if (text == nullptr) {
         out.attach(nullptr, 0);
@@ -409,9 +410,9 @@ void CStringConverter::encodeChars(const CString& text, unsigned int count, cons
     encodeChars(text.buffer(), text.length(), count, chars, replacements, replacementLengths, out);
 }
 
-void CStringConverter::decodeChars(const char16_t* text, unsigned int length, unsigned int count,
-                                   const char16_t* chars, const char16_t* const* replacements,
-                                   const unsigned int* replacementLengths, CString& out)
+void CStringConverter::decodeChars(const char16_t* text, unsigned int length, unsigned int count, const char16_t* chars,
+                                   const char16_t* const* replacements, const unsigned int* replacementLengths,
+                                   CString& out)
 {
     if (text == nullptr) {
         out.attach(nullptr, 0);
@@ -433,8 +434,7 @@ void CStringConverter::decodeChars(const char16_t* text, unsigned int length, un
             const unsigned int n = replacementLengths[k];
             // An empty replacement would match everywhere without consuming
             // anything, so it never matches on the way back.
-            if (n != 0 && n <= length - i &&
-                std::memcmp(text + i, replacements[k], n * sizeof(char16_t)) == 0) {
+            if (n != 0 && n <= length - i && std::memcmp(text + i, replacements[k], n * sizeof(char16_t)) == 0) {
                 buffer[o++] = chars[k];
                 i += n;
                 matched = true;

@@ -59,8 +59,8 @@ public:
         if (capacity > MAX_UNITS) {
             capacity = MAX_UNITS;
         }
-        char16_t* data = static_cast<char16_t*>(
-            CMemory::malloc(static_cast<unsigned int>(capacity * sizeof(char16_t)), 0));
+        char16_t* data =
+            static_cast<char16_t*>(CMemory::malloc(static_cast<unsigned int>(capacity * sizeof(char16_t)), 0));
         if (data == nullptr) {
             m_bFailed = true;
             return nullptr;
@@ -139,10 +139,9 @@ struct tagConversion
     ELength length = LENGTH_NONE;
 };
 
-const char s_digitPairs[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
+const char s_digitPairs[] = "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+                            "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+                            "8081828384858687888990919293949596979899";
 
 // Writes the digits of `value` ending just before `end`; returns the count.
 unsigned int digitsOf(unsigned long long value, unsigned int base, bool upper, char16_t* end)
@@ -569,11 +568,26 @@ void readLength(const char16_t*& p, tagConversion& conv)
             conv.length = LENGTH_LL;
         }
         break;
-    case u'q': ++p; conv.length = LENGTH_LL; break;
-    case u'j': ++p; conv.length = LENGTH_J; break;
-    case u'z': ++p; conv.length = LENGTH_Z; break;
-    case u't': ++p; conv.length = LENGTH_T; break;
-    case u'L': ++p; conv.length = LENGTH_BIG_L; break;
+    case u'q':
+        ++p;
+        conv.length = LENGTH_LL;
+        break;
+    case u'j':
+        ++p;
+        conv.length = LENGTH_J;
+        break;
+    case u'z':
+        ++p;
+        conv.length = LENGTH_Z;
+        break;
+    case u't':
+        ++p;
+        conv.length = LENGTH_T;
+        break;
+    case u'L':
+        ++p;
+        conv.length = LENGTH_BIG_L;
+        break;
     default: break;
     }
 }

@@ -140,19 +140,46 @@ CStringConverter::CStringConverter() = default;
 CStringConverter::CStringConverter(const CStringConverter&) = default;
 CStringConverter::~CStringConverter() = default;
 
-int CStringConverter::toInt(const char16_t* text) { return parseSigned<char16_t, int>(text); }
-int CStringConverter::toInt(const unsigned char* text) { return parseSigned<unsigned char, int>(text); }
-unsigned int CStringConverter::toUInt(const char16_t* text) { return parseUnsigned(text); }
-unsigned int CStringConverter::toUInt(const unsigned char* text) { return parseUnsigned(text); }
-long long CStringConverter::toLLong(const char16_t* text) { return parseSigned<char16_t, long long>(text); }
+int CStringConverter::toInt(const char16_t* text)
+{
+    return parseSigned<char16_t, int>(text);
+}
+int CStringConverter::toInt(const unsigned char* text)
+{
+    return parseSigned<unsigned char, int>(text);
+}
+unsigned int CStringConverter::toUInt(const char16_t* text)
+{
+    return parseUnsigned(text);
+}
+unsigned int CStringConverter::toUInt(const unsigned char* text)
+{
+    return parseUnsigned(text);
+}
+long long CStringConverter::toLLong(const char16_t* text)
+{
+    return parseSigned<char16_t, long long>(text);
+}
 long long CStringConverter::toLLong(const unsigned char* text)
 {
     return parseSigned<unsigned char, long long>(text);
 }
-float CStringConverter::toFloat(const char16_t* text) { return parseFloat(text); }
-float CStringConverter::toFloat(const unsigned char* text) { return parseFloat(text); }
-bool CStringConverter::toBool(const char16_t* text) { return parseBool(text); }
-bool CStringConverter::toBool(const unsigned char* text) { return parseBool(text); }
+float CStringConverter::toFloat(const char16_t* text)
+{
+    return parseFloat(text);
+}
+float CStringConverter::toFloat(const unsigned char* text)
+{
+    return parseFloat(text);
+}
+bool CStringConverter::toBool(const char16_t* text)
+{
+    return parseBool(text);
+}
+bool CStringConverter::toBool(const unsigned char* text)
+{
+    return parseBool(text);
+}
 
 unsigned int CStringConverter::toString(int value, char16_t* out)
 {
@@ -202,8 +229,8 @@ unsigned int CStringConverter::toString(float value, char16_t* out, unsigned int
         out[0] = 0;
         return 0;
     }
-    unsigned int count = static_cast<unsigned int>(n) < sizeof(narrow) ? static_cast<unsigned int>(n)
-                                                                         : sizeof(narrow) - 1;
+    unsigned int count =
+        static_cast<unsigned int>(n) < sizeof(narrow) ? static_cast<unsigned int>(n) : sizeof(narrow) - 1;
     for (unsigned int i = 0; i < count; ++i) {
         out[i] = static_cast<char16_t>(static_cast<unsigned char>(narrow[i]));
     }

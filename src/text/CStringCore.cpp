@@ -41,8 +41,8 @@ inline char16_t upperUnit(char16_t c)
         return 0x178;
     if (c < 0x100)
         return c;
-    if (c <= 0x137 || (c >= 0x14A && c <= 0x173) || (c >= 0x218 && c <= 0x21B) ||
-        (c >= 0x490 && c <= 0x4BF) || c >= 0x4D0)
+    if (c <= 0x137 || (c >= 0x14A && c <= 0x173) || (c >= 0x218 && c <= 0x21B) || (c >= 0x490 && c <= 0x4BF) ||
+        c >= 0x4D0)
         return (c & 1) ? char16_t(c - 1) : c;
     if (c >= 0x179 && c <= 0x17E)
         return (c & 1) ? c : char16_t(c - 1);
@@ -65,8 +65,8 @@ inline char16_t lowerUnit(char16_t c)
         return char16_t(c + 0x20);
     if (c < 0x100)
         return c;
-    if (c <= 0x137 || (c >= 0x14A && c <= 0x173) || (c >= 0x218 && c <= 0x21B) ||
-        (c >= 0x490 && c <= 0x4BF) || c >= 0x4D0)
+    if (c <= 0x137 || (c >= 0x14A && c <= 0x173) || (c >= 0x218 && c <= 0x21B) || (c >= 0x490 && c <= 0x4BF) ||
+        c >= 0x4D0)
         return (c & 1) ? c : char16_t(c + 1);
     if (c == 0x178)
         return 0xFF;
@@ -103,8 +103,8 @@ ECS_NO_SANITIZE_OVERREAD int compareTerminated(const char16_t* a, const char16_t
         }
         const __m128i va = loadBlock(a);
         const __m128i vb = loadBlock(b);
-        const __m128i stop = _mm_or_si128(_mm_andnot_si128(_mm_cmpeq_epi16(va, vb), _mm_set1_epi16(-1)),
-                                          _mm_cmpeq_epi16(va, zero));
+        const __m128i stop =
+            _mm_or_si128(_mm_andnot_si128(_mm_cmpeq_epi16(va, vb), _mm_set1_epi16(-1)), _mm_cmpeq_epi16(va, zero));
         const unsigned int mask = maskOf(stop);
         if (mask) {
             const unsigned int i = firstUnit(mask);
@@ -419,8 +419,8 @@ int CStringCore::findLastChar(const char16_t* text, unsigned int length, char16_
     return -1;
 }
 
-int CStringCore::findText(const char16_t* text, int textLength, const char16_t* word, int wordLength,
-                          bool matchCase, bool wholeWord)
+int CStringCore::findText(const char16_t* text, int textLength, const char16_t* word, int wordLength, bool matchCase,
+                          bool wholeWord)
 {
     if (!text || !word)
         return -1;

@@ -41,8 +41,8 @@ unsigned int encode(const char16_t* text, unsigned char* out, unsigned int limit
             // "no byte is 0 and no byte has its top bit" means all 16 are 1..0x7F.
             const __m128i packed = _mm_packus_epi16(lo, hi);
             const unsigned int high = static_cast<unsigned int>(_mm_movemask_epi8(packed));
-            const unsigned int zero = static_cast<unsigned int>(
-                _mm_movemask_epi8(_mm_cmpeq_epi8(packed, _mm_setzero_si128())));
+            const unsigned int zero =
+                static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpeq_epi8(packed, _mm_setzero_si128())));
             const unsigned int stop = high | zero;
             _mm_storeu_si128(reinterpret_cast<__m128i*>(out + o), packed);
             if (stop == 0) {
@@ -150,8 +150,7 @@ unsigned int decode(const unsigned char* bytes, unsigned int count, char16_t* ou
                 if (count - i < 3) {
                     return o;
                 }
-                out[o++] = static_cast<char16_t>((b << 12) | ((bytes[i + 1] & 0x3Fu) << 6) |
-                                                 (bytes[i + 2] & 0x3Fu));
+                out[o++] = static_cast<char16_t>((b << 12) | ((bytes[i + 1] & 0x3Fu) << 6) | (bytes[i + 2] & 0x3Fu));
                 i += 3;
             } else if (b >= 0xC0u) {
                 if (count - i < 2) {

@@ -5,13 +5,8 @@
 namespace Trell {
 
 CMsgTimer::CTimerData::CTimerData(CTimer* pTimer, CTimer::ETimerStatus eStatus, unsigned int uiCount)
-    : CObject(),
-      m_pTimer(pTimer),
-      m_eStatus(eStatus),
-      m_uiCount(uiCount),
-      m_uiID(pTimer ? pTimer->getID() : 0)
-{
-}
+    : CObject(), m_pTimer(pTimer), m_eStatus(eStatus), m_uiCount(uiCount), m_uiID(pTimer ? pTimer->getID() : 0)
+{}
 
 CMsgTimer::CTimerData::~CTimerData() = default;
 
@@ -39,7 +34,8 @@ void CMsgTimer::CTimerData::deliver(CTimerManager* pManager)
     m_pTimer->terminate();
 }
 
-CMsgTimer::CMsgTimer() : CBaseMessage(MESSAGE_TYPE_TIMER), m_aryData(true) {}
+CMsgTimer::CMsgTimer() : CBaseMessage(MESSAGE_TYPE_TIMER), m_aryData(true)
+{}
 
 CMsgTimer::CMsgTimer(const CMsgTimer& other) : CBaseMessage(other), m_aryData(true)
 {

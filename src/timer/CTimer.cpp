@@ -9,35 +9,26 @@ namespace Trell {
 
 ITimerListener::~ITimerListener() = default;
 
-void ITimerListener::onTimer(const CTimer*, unsigned int) {}
+void ITimerListener::onTimer(const CTimer*, unsigned int)
+{}
 
-void ITimerListener::onTimerComplete(const CTimer*) {}
+void ITimerListener::onTimerComplete(const CTimer*)
+{}
 
-CTimer::CTimer() : CTimer(20, 0) {}
+CTimer::CTimer() : CTimer(20, 0)
+{}
 
 CTimer::CTimer(unsigned int uiDelay, unsigned int uiRepeatCount)
-    : CObject(),
-      m_pListener(nullptr),
-      m_uiDelay(uiDelay),
-      m_uiRepeatCount(uiRepeatCount),
-      m_uiCurrentCount(0),
-      m_bRunning(false),
-      m_uiStartTime(0)
-{
-}
+    : CObject(), m_pListener(nullptr), m_uiDelay(uiDelay), m_uiRepeatCount(uiRepeatCount), m_uiCurrentCount(0),
+      m_bRunning(false), m_uiStartTime(0)
+{}
 
 // A copy is a stopped timer with the same settings: the manager knows
 // timers by address, so a copy must never inherit a place there.
 CTimer::CTimer(const CTimer& other)
-    : CObject(other),
-      m_pListener(other.m_pListener.load()),
-      m_uiDelay(other.m_uiDelay.load()),
-      m_uiRepeatCount(other.m_uiRepeatCount.load()),
-      m_uiCurrentCount(0),
-      m_bRunning(false),
-      m_uiStartTime(0)
-{
-}
+    : CObject(other), m_pListener(other.m_pListener.load()), m_uiDelay(other.m_uiDelay.load()),
+      m_uiRepeatCount(other.m_uiRepeatCount.load()), m_uiCurrentCount(0), m_bRunning(false), m_uiStartTime(0)
+{}
 
 CTimer& CTimer::operator=(const CTimer& other)
 {
@@ -118,8 +109,7 @@ bool CTimer::pulse(unsigned int uiNow)
     if (uiRepeatCount == 0) {
         if (bDue) {
             m_uiCurrentCount.store(uiNext);
-            CTimerManager::getInstance()->timerPulse(
-                new CMsgTimer::CTimerData(this, TIMER_STATUS_PULSE, uiNext));
+            CTimerManager::getInstance()->timerPulse(new CMsgTimer::CTimerData(this, TIMER_STATUS_PULSE, uiNext));
         }
         return true;
     }
@@ -133,8 +123,7 @@ bool CTimer::pulse(unsigned int uiNow)
     if (uiNext == uiRepeatCount) {
         // The last count is reported as the completion only.
         m_uiCurrentCount.store(uiNext);
-        CTimerManager::getInstance()->timerPulse(
-            new CMsgTimer::CTimerData(this, TIMER_STATUS_COMPLETE, uiNext));
+        CTimerManager::getInstance()->timerPulse(new CMsgTimer::CTimerData(this, TIMER_STATUS_COMPLETE, uiNext));
         // Without a listener nobody delivers the completion, so the timer
         // ends here; otherwise it stays marked running until delivery.
         if (!m_pListener.load())

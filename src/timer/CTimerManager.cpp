@@ -1,7 +1,7 @@
 #include <timer/CTimerManager.h>
 
-#include <foundation/CSingleton.h>
 #include <configuration/CConfigParser.h>
+#include <foundation/CSingleton.h>
 #include <message/CMessageCenter.h>
 #include <platform/CAutoSync.h>
 #include <text/CString.h>
@@ -27,16 +27,9 @@ void CTimerManager::deleteInstance()
 }
 
 CTimerManager::CTimerManager()
-    : CThread(),
-      m_aryTimer(),
-      m_aryPending(),
-      m_aryDeletedTimer(),
-      m_uiCheckInterval(TIMER_CHECK_INTERVAL),
-      m_waitPulse(CString()),
-      m_syncDeleted(),
-      m_uiDeletedCount(0)
-{
-}
+    : CThread(), m_aryTimer(), m_aryPending(), m_aryDeletedTimer(), m_uiCheckInterval(TIMER_CHECK_INTERVAL),
+      m_waitPulse(CString()), m_syncDeleted(), m_uiDeletedCount(0)
+{}
 
 CTimerManager::~CTimerManager()
 {

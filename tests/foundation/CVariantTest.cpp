@@ -49,10 +49,12 @@ void checkType(unsigned int code)
 
 TEST(CVariant, EveryTypeCodeWithItsScalarAndArray)
 {
-    std::apply([](auto... zero) {
-        unsigned int i = 0;
-        (checkType<decltype(zero)>(CODES[i++]), ...);
-    }, Types());
+    std::apply(
+        [](auto... zero) {
+            unsigned int i = 0;
+            (checkType<decltype(zero)>(CODES[i++]), ...);
+        },
+        Types());
     EXPECT_EQ(CVariant().getType(), 0u);
     EXPECT_EQ(CVariant(2.5).get<float>(), 0.0f) << "another type reads as zero";
 }

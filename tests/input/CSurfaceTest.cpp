@@ -13,7 +13,10 @@ class CStateListener : public ISurfaceListener
 {
 public:
     void onAppStateChange(EAppState eState) override { calls.push_back(100 + eState); }
-    void onRenderStateChange(unsigned int uiIndex, ERenderState eState) override { calls.push_back(uiIndex * 10 + eState); }
+    void onRenderStateChange(unsigned int uiIndex, ERenderState eState) override
+    {
+        calls.push_back(uiIndex * 10 + eState);
+    }
     std::vector<unsigned int> calls;
 };
 
@@ -116,8 +119,9 @@ TEST_F(Surface, TouchPointsFromTheCenterReachTheSurfacesListener)
     CMessageCenterProxy::pushTouchMessage(2, 1, 9, 7, 2);
     pCenter->pushTouchMessage(7, 1, 0, 0, 0);
     pCenter->pushTouchMessage(1024, 1, 0, 0, 0);
-    EXPECT_EQ(drain(), (Heard{{1, 1, 5, 0, 0, 6, 0, 0, 0, 900}, {1, 2, 8, 3, 0, 6, 0, 0, 0, 950},
-                              {1, 3, 9, 4, 16, 7, 1, 4, 0, 950}}));
+    EXPECT_EQ(
+        drain(),
+        (Heard{{1, 1, 5, 0, 0, 6, 0, 0, 0, 900}, {1, 2, 8, 3, 0, 6, 0, 0, 0, 950}, {1, 3, 9, 4, 16, 7, 1, 4, 0, 950}}));
     EXPECT_EQ(CSurface::s_aryInstance.getCount(), 8u) << "7 is made by the push, 1024 is not";
     EXPECT_NE(factory.getSurface(7), nullptr);
 }

@@ -125,7 +125,8 @@ TEST(SocketsWin32, ExchangeBothWaysAndStopsEndWaitsOfTheEndpointThreads)
         CSocketClient client(CString(u"127.0.0.1"), server.getListeningPort(), true, 0);
         client.setListener(&clientEvents);
         client.start(false);
-        ASSERT_TRUE(waitUntil([&] { return clientEvents.iConnects == 1 && serverEvents.iConnects == iRound + 1; }, 20s));
+        ASSERT_TRUE(
+            waitUntil([&] { return clientEvents.iConnects == 1 && serverEvents.iConnects == iRound + 1; }, 20s));
         const std::string strText = "round " + std::to_string(iRound);
         EXPECT_EQ(static_cast<int>(strText.size()), client.sendData(bytesOf(strText), strText.size()));
         ASSERT_TRUE(waitUntil([&] { return clientEvents.received() == strText; }, 20s));
@@ -156,8 +157,7 @@ TEST(SocketsWin32, ARefusedConnectLogsTheWinsockCode)
     CSocketClient client(CString(u"127.0.0.1"), uiPort, true, 0);
     client.setListener(&events);
     client.start(false);
-    EXPECT_TRUE(waitUntil([&] { return log.has("server, error code=" + std::to_string(WSAECONNREFUSED) + "."); },
-                          20s));
+    EXPECT_TRUE(waitUntil([&] { return log.has("server, error code=" + std::to_string(WSAECONNREFUSED) + "."); }, 20s));
     client.stop();
     EXPECT_EQ(0, events.iConnects.load());
 }
@@ -200,8 +200,7 @@ public:
                   std::this_thread::sleep_for(1ms);
               }
           })
-    {
-    }
+    {}
     ~CMessagePump()
     {
         m_bStop = true;

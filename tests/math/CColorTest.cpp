@@ -64,12 +64,13 @@ TEST(CColor, EqualityNamedColoursAndCopies)
         far[component] = 0.5001f;
         const CColor n(near[0], near[1], near[2], near[3]), f(far[0], far[1], far[2], far[3]);
         EXPECT_EQ((std::array<bool, 4>{base == n, base != n, base == f, base != f}),
-                  (std::array<bool, 4>{true, false, false, true})) << component;
+                  (std::array<bool, 4>{true, false, false, true}))
+            << component;
     }
 
     const std::pair<const CColor&, unsigned int> named[] = {
-        {CColor::WHITE, 0xFFFFFFFFu}, {CColor::BLACK, 0xFF000000u}, {CColor::GREY, 0xFF808080u},
-        {CColor::RED, 0xFF0000FFu},   {CColor::GREEN, 0xFF00FF00u}, {CColor::BLUE, 0xFFFF0000u},
+        {CColor::WHITE, 0xFFFFFFFFu},  {CColor::BLACK, 0xFF000000u},  {CColor::GREY, 0xFF808080u},
+        {CColor::RED, 0xFF0000FFu},    {CColor::GREEN, 0xFF00FF00u},  {CColor::BLUE, 0xFFFF0000u},
         {CColor::YELLOW, 0xFF00FFFFu}, {CColor::PURPLE, 0xFF800080u}, {CColor::PINK, 0xFFCBC0FFu}};
     for (const auto& [colour, packed] : named)
         EXPECT_EQ(colour.getValue(), packed);

@@ -26,26 +26,36 @@ constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 TEST(CMath, RoundingTruncatesTowardZeroFirst)
 {
     // x, round, roundUp, roundDown. Beyond the int range and NaN give INT_MIN.
-    const std::tuple<float, int, int, int> rows[] = {
-        {3.0f, 3, 4, 3},    {2.0f, 2, 3, 2},    {2.5f, 3, 3, 2},  {-2.5f, -2, -1, -2},
-        {-1.6f, -1, 0, -1}, {-1.5f, -1, 0, -1}, {-0.4f, 0, 1, 0}, {3e9f, INT_MIN, INT_MIN + 1, INT_MIN},
-        {NaN, INT_MIN, INT_MIN + 1, INT_MIN}};
+    const std::tuple<float, int, int, int> rows[] = {{3.0f, 3, 4, 3},
+                                                     {2.0f, 2, 3, 2},
+                                                     {2.5f, 3, 3, 2},
+                                                     {-2.5f, -2, -1, -2},
+                                                     {-1.6f, -1, 0, -1},
+                                                     {-1.5f, -1, 0, -1},
+                                                     {-0.4f, 0, 1, 0},
+                                                     {3e9f, INT_MIN, INT_MIN + 1, INT_MIN},
+                                                     {NaN, INT_MIN, INT_MIN + 1, INT_MIN}};
     for (const auto& [x, round, up, down] : rows)
         EXPECT_EQ(std::make_tuple(CMath::round(x), CMath::roundUp(x), CMath::roundDown(x)),
-                  std::make_tuple(round, up, down)) << x;
+                  std::make_tuple(round, up, down))
+            << x;
 }
 
 TEST(CMath, ZeroAndEqualityAreStrictInSinglePrecision)
 {
     // 1.001f - 1 is 0.0010000467; a difference equal to epsilon is not below
     // it; 2^25 - 1 rounds to 2^25 in single precision (in double it passes).
-    const std::tuple<float, float, float, bool> rows[] = {{1.0f, 1.0005f, 0.001f, true}, {1.0f, 1.001f, 0.001f, false},
-                                                          {0.0f, 0.001f, 0.001f, false}, {0.0f, -0.0009f, 0.001f, true},
+    const std::tuple<float, float, float, bool> rows[] = {{1.0f, 1.0005f, 0.001f, true},
+                                                          {1.0f, 1.001f, 0.001f, false},
+                                                          {0.0f, 0.001f, 0.001f, false},
+                                                          {0.0f, -0.0009f, 0.001f, true},
                                                           {33554432.0f, 1.0f, 33554432.0f, false}};
     for (const auto& [a, b, epsilon, equal] : rows)
         EXPECT_EQ(std::make_pair(CMath::isEqual(a, b, epsilon), CMath::isNotEqual(a, b, epsilon)),
-                  std::make_pair(equal, !equal)) << a << " " << b;
-    EXPECT_TRUE(CMath::isZero(0.0f) && CMath::isZero(-0.0000999f) && !CMath::isZero(0.0001f) && !CMath::isZero(-0.0001f));
+                  std::make_pair(equal, !equal))
+            << a << " " << b;
+    EXPECT_TRUE(CMath::isZero(0.0f) && CMath::isZero(-0.0000999f) && !CMath::isZero(0.0001f) &&
+                !CMath::isZero(-0.0001f));
     for (const auto& [in, out] : {std::pair{-0.00001f, 0.0001f}, {0.0f, 0.0001f}, {-0.0001f, -0.0001f}, {5.0f, 5.0f}})
         EXPECT_EQ(CMath::getNonZero(in), out) << in;
     EXPECT_TRUE(CMath::isNaN(NaN) && !CMath::isNaN(std::numeric_limits<float>::infinity()));
@@ -54,7 +64,8 @@ TEST(CMath, ZeroAndEqualityAreStrictInSinglePrecision)
 TEST(CMath, SignsSwapsAndPowers)
 {
     EXPECT_EQ(std::make_tuple(CMath::sign(-7), CMath::sign(0), CMath::sign(9)), std::make_tuple(-1, 0, 1));
-    EXPECT_EQ(std::make_tuple(CMath::sign(-0.5f), CMath::sign(-0.0f), CMath::sign(0.25f)), std::make_tuple(-1.0f, 0.0f, 1.0f));
+    EXPECT_EQ(std::make_tuple(CMath::sign(-0.5f), CMath::sign(-0.0f), CMath::sign(0.25f)),
+              std::make_tuple(-1.0f, 0.0f, 1.0f));
     int i1 = 5, i2 = -2;
     unsigned int u1 = 9, u2 = 3;
     float f1 = 2.0f, f2 = 1.0f;
@@ -62,7 +73,7 @@ TEST(CMath, SignsSwapsAndPowers)
     CMath::swapAtMinMax(u1, u2);
     CMath::swapAtMinMax(f1, f2);
     EXPECT_EQ(std::make_tuple(i1, i2, u1, u2, f1, f2), std::make_tuple(-2, 5, 3u, 9u, 1.0f, 2.0f));
-    CMath::swapAtMinMax(i1, i2); // already ordered: stays
+    CMath::swapAtMinMax(i1, i2);             // already ordered: stays
     float zero = 0.0f, negativeZero = -0.0f; // equal: stays, sign bits included
     CMath::swapAtMinMax(zero, negativeZero);
     EXPECT_TRUE(!std::signbit(zero) && std::signbit(negativeZero));
@@ -81,8 +92,9 @@ TEST(CMath, SignsSwapsAndPowers)
 TEST(CMath, ReciprocalAndAngles)
 {
     // invSqrt is the reciprocal, no root.
-    EXPECT_EQ(std::make_tuple(CMath::invSqrt(4.0f), CMath::toAngle(1.0f), CMath::toRadian(90.0f), CMath::atan2(1.0f, 0.0f)),
-              std::make_tuple(0.25f, 57.29578f, 90.0f * CMath::PI / 180.0f, CMath::HALF_PI));
+    EXPECT_EQ(
+        std::make_tuple(CMath::invSqrt(4.0f), CMath::toAngle(1.0f), CMath::toRadian(90.0f), CMath::atan2(1.0f, 0.0f)),
+        std::make_tuple(0.25f, 57.29578f, 90.0f * CMath::PI / 180.0f, CMath::HALF_PI));
 }
 
 TEST(CMath, RandomStaysInItsRanges)

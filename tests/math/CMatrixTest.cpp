@@ -19,7 +19,10 @@ static_assert(MOVE.getTransposed().get(3, 0) == 7.0f && MOVE.transformPoint(CVec
 static_assert(MOVE.transformDirection(CVector3(1, 1, 1)).z == 1.0f && CMatrix4().getColumn(3) == CVector4(0, 0, 0, 1));
 static_assert(CMatrix3(MOVE) == CMatrix3() && CMatrix3(MOVE).getMatrix4() == CMatrix4());
 
-const float* data(const glm::mat3& m) { return &m[0][0]; }
+const float* data(const glm::mat3& m)
+{
+    return &m[0][0];
+}
 
 } // namespace
 

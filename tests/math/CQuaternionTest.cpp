@@ -55,7 +55,8 @@ TEST(CQuaternion, HalfTurnsAndDegenerateInputs)
     }
     CQuaternion q(1.0f, 2.0f, 3.0f, 4.0f), zero(0.0f, 0.0f, 0.0f, 0.0f), a, b;
     EXPECT_FALSE(q.setRotation(1.0f, CVector3()) || zero.getInverse(q));
-    EXPECT_TRUE(q == CQuaternion(1.0f, 2.0f, 3.0f, 4.0f) && zero.normalize() == 0.0f && zero == CQuaternion(0, 0, 0, 0));
+    EXPECT_TRUE(q == CQuaternion(1.0f, 2.0f, 3.0f, 4.0f) && zero.normalize() == 0.0f &&
+                zero == CQuaternion(0, 0, 0, 0));
     // Nearly equal rotations interpolate linearly instead of dividing by sin(0).
     a.setRotation(1e-4f, CVector3(0, 0, 1));
     const CQuaternion mid = CQuaternion::slerp(a, b, 0.5f);

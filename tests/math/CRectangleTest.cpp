@@ -29,14 +29,17 @@ TEST(CRectangle, EdgesCountTheLastPixel)
 {
     // x, y, width, height, right, bottom, centerX, centerY, empty
     const std::array<long long, 9> rows[] = {
-        {0, 0, 10, 10, 9, 9, 5, 5, 0},       {10, 10, 0, 5, 10, 14, 10, 12, 1}, {-5, 3, 1, 7, -5, 9, -5, 6, 0},
+        {0, 0, 10, 10, 9, 9, 5, 5, 0},
+        {10, 10, 0, 5, 10, 14, 10, 12, 1},
+        {-5, 3, 1, 7, -5, 9, -5, 6, 0},
         {4, 4, 3, 0, 6, 4, 5, 4, 1},
         {INT_MAX, 0, 3, 1, INT_MIN + 1, 0, INT_MIN, 0, 0}}; // wraps as 32-bit sums do
     for (const auto& r : rows) {
         const CRectangle rect = make({r[0], r[1], r[2], r[3]});
         EXPECT_EQ((std::array<long long, 5>{rect.getRight(), rect.getBottom(), rect.getCenterX(), rect.getCenterY(),
                                             rect.isEmpty()}),
-                  (std::array<long long, 5>{r[4], r[5], r[6], r[7], r[8]})) << r[0];
+                  (std::array<long long, 5>{r[4], r[5], r[6], r[7], r[8]}))
+            << r[0];
     }
 }
 
@@ -48,9 +51,13 @@ TEST(CRectangle, PointAndRectangleContainment)
     EXPECT_FALSE(CRectangle(10, 10, 0, 5).ptInRect(CPoint(10, 10)));
     EXPECT_TRUE(CRectangle(INT_MAX - 1, 0, 5, 1).ptInRect(CPoint(INT_MAX, 0)));
     // By x + width, not by the last pixel: an empty rectangle on the far edge fits.
-    for (const auto& [inner, inside] : {std::pair<Rect, bool>{{0, 0, 10, 10}, true}, {{5, 5, 5, 5}, true},
-                                        {{5, 5, 6, 5}, false}, {{5, 5, 5, 6}, false}, {{-1, 0, 2, 2}, false},
-                                        {{0, -1, 2, 2}, false}, {{10, 10, 0, 0}, true}})
+    for (const auto& [inner, inside] : {std::pair<Rect, bool>{{0, 0, 10, 10}, true},
+                                        {{5, 5, 5, 5}, true},
+                                        {{5, 5, 6, 5}, false},
+                                        {{5, 5, 5, 6}, false},
+                                        {{-1, 0, 2, 2}, false},
+                                        {{0, -1, 2, 2}, false},
+                                        {{10, 10, 0, 0}, true}})
         EXPECT_EQ(r.rectInRect(make(inner)), inside) << inner[0] << "," << inner[1];
 }
 
@@ -112,7 +119,8 @@ TEST(CRectangle, EditingEdgesExtentsAndCopies)
     const CRectangle copy(r);
     CRectangle target;
     target = r;
-    EXPECT_EQ(std::make_tuple(copy.getRef(), target.getRef(), copy == r, target == r), std::make_tuple(0, 0, true, true));
+    EXPECT_EQ(std::make_tuple(copy.getRef(), target.getRef(), copy == r, target == r),
+              std::make_tuple(0, 0, true, true));
     r.clear();
     EXPECT_EQ(values(r), (Rect{0, 0, 0, 0}));
 }
@@ -120,7 +128,8 @@ TEST(CRectangle, EditingEdgesExtentsAndCopies)
 TEST(CRectangleF, ContinuousEdgesAndStrictOverlap)
 {
     const CRectangleF r(0.0f, 0.0f, 10.0f, 10.0f);
-    EXPECT_FALSE(r.isIntersect(CRectangleF(10.0f, 0.0f, 5.0f, 5.0f)) || r.isIntersect(CRectangleF(0.0f, -5.0f, 5.0f, 5.0f)));
+    EXPECT_FALSE(r.isIntersect(CRectangleF(10.0f, 0.0f, 5.0f, 5.0f)) ||
+                 r.isIntersect(CRectangleF(0.0f, -5.0f, 5.0f, 5.0f)));
     EXPECT_TRUE(r.intersect(CRectangleF(10.0f, 0.0f, 5.0f, 5.0f)) == CRectangleF());
     EXPECT_TRUE(r.intersect(CRectangleF(9.5f, -1.0f, 5.0f, 5.0f)) == CRectangleF(9.5f, 0.0f, 0.5f, 4.0f));
     EXPECT_TRUE(CRectangleF(2.0f, 2.0f, 1.0f, 1.0f).intersect(r) == CRectangleF(2.0f, 2.0f, 1.0f, 1.0f));
@@ -132,7 +141,8 @@ TEST(CRectangleF, ContinuousEdgesAndStrictOverlap)
     EXPECT_FALSE(r.ptInRect(CVector2(10.0f, 5.0f)) || r.ptInRect(CVector2(5.0f, 10.0f)) ||
                  r.ptInRect(CVector2(-0.01f, 5.0f)) || r.ptInRect(CPoint(10, 10)));
     EXPECT_TRUE(r.rectInRect(CRectangleF(5.0f, 5.0f, 5.0f, 5.0f)) && r.rectInRect(r));
-    EXPECT_FALSE(r.rectInRect(CRectangleF(5.0f, 5.0f, 5.5f, 5.0f)) || r.rectInRect(CRectangleF(-1.0f, 0.0f, 1.0f, 1.0f)));
+    EXPECT_FALSE(r.rectInRect(CRectangleF(5.0f, 5.0f, 5.5f, 5.0f)) ||
+                 r.rectInRect(CRectangleF(-1.0f, 0.0f, 1.0f, 1.0f)));
     const float nan = std::numeric_limits<float>::quiet_NaN();
     EXPECT_TRUE(CRectangleF(0.0f, 0.0f, 0.0f, 1.0f).isEmpty() && CRectangleF(0.0f, 0.0f, 1.0f, -1.0f).isEmpty() &&
                 CRectangleF(0.0f, 0.0f, 1.0f, 0.0f).isEmpty() && CRectangleF(0.0f, 0.0f, -1.0f, 1.0f).isEmpty() &&

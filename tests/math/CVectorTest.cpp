@@ -29,7 +29,8 @@ TEST(CVector, AgreesWithGlmOnRandomVectors)
 
         const CVector2 a2(a.x, a.y), b2(b.x, b.y), u2 = a2.getNormalized(), sum2 = (a2 + b2 - b2 * 0.5f) / 2.0f;
         const glm::vec2 g2(a.x, a.y), h2(b.x, b.y), gu2 = glm::normalize(g2), gsum2 = (g2 + h2 * 0.5f) / 2.0f;
-        EXPECT_TRUE(near(&u2.x, &gu2.x, 2) && near(&sum2.x, &gsum2.x, 2) && near(a2.getDistance(b2), glm::distance(g2, h2)));
+        EXPECT_TRUE(near(&u2.x, &gu2.x, 2) && near(&sum2.x, &gsum2.x, 2) &&
+                    near(a2.getDistance(b2), glm::distance(g2, h2)));
 
         CVector4 a4(a, t);
         const glm::vec4 g4(ga, t), gu4 = glm::normalize(g4);

@@ -21,8 +21,14 @@ namespace MathTest {
 
 using namespace Trell;
 
-inline glm::vec3 toGlm(const CVector3& v) { return glm::vec3(v.x, v.y, v.z); }
-inline glm::quat toGlm(const CQuaternion& q) { return glm::quat(q.w, q.x, q.y, q.z); }
+inline glm::vec3 toGlm(const CVector3& v)
+{
+    return glm::vec3(v.x, v.y, v.z);
+}
+inline glm::quat toGlm(const CQuaternion& q)
+{
+    return glm::quat(q.w, q.x, q.y, q.z);
+}
 inline glm::mat4 toGlm(const CMatrix4& m)
 {
     glm::mat4 r;
@@ -40,8 +46,14 @@ inline ::testing::AssertionResult near(const float* ours, const float* reference
     }
     return ::testing::AssertionSuccess();
 }
-inline ::testing::AssertionResult near(float ours, float reference) { return near(&ours, &reference, 1); }
-inline ::testing::AssertionResult near(const CVector3& ours, const glm::vec3& reference) { return near(&ours.x, &reference.x, 3); }
+inline ::testing::AssertionResult near(float ours, float reference)
+{
+    return near(&ours, &reference, 1);
+}
+inline ::testing::AssertionResult near(const CVector3& ours, const glm::vec3& reference)
+{
+    return near(&ours.x, &reference.x, 3);
+}
 inline ::testing::AssertionResult near(const CMatrix4& ours, const glm::mat4& reference)
 {
     return near(ours.getData(), &reference[0][0], 16);
@@ -51,8 +63,14 @@ inline ::testing::AssertionResult near(const CMatrix4& ours, const glm::mat4& re
 class CRandom
 {
 public:
-    float next(float low = -10.0f, float high = 10.0f) { return std::uniform_real_distribution<float>(low, high)(m_engine); }
-    CVector3 vector(float range = 10.0f) { return CVector3(next(-range, range), next(-range, range), next(-range, range)); }
+    float next(float low = -10.0f, float high = 10.0f)
+    {
+        return std::uniform_real_distribution<float>(low, high)(m_engine);
+    }
+    CVector3 vector(float range = 10.0f)
+    {
+        return CVector3(next(-range, range), next(-range, range), next(-range, range));
+    }
     // Random entries with 5 added on the diagonal: diagonally dominant, so
     // invertible and well conditioned, and an inverse is accurate to the tolerance.
     CMatrix4 matrix()

@@ -16,8 +16,7 @@ using namespace Trell;
 TEST(MessageCenterNodes, PoppedNodesServeLaterPushesAndGoWithTheCenter)
 {
     struct COwnCenter : CMessageCenter
-    {
-    };
+    {};
     MemTesting::failAllocationsAfter(INT_MAX); // counts, refuses nothing
     {
         COwnCenter own;

@@ -30,8 +30,8 @@ std::map<std::string, std::string> kinds(const CTempFolder& temp, const std::str
         return out;
     for (const IFolder::tagEntry* pEntry : entries) {
         EXPECT_EQ(narrow(pEntry->path), temp.native("tree") + "/" + narrow(pEntry->name));
-        out[narrow(pEntry->name)] = std::string(pEntry->isFolder ? "F" : "f") + (pEntry->isLink ? "L" : "")
-                                    + (pEntry->isHidden ? "H" : "");
+        out[narrow(pEntry->name)] =
+            std::string(pEntry->isFolder ? "F" : "f") + (pEntry->isLink ? "L" : "") + (pEntry->isHidden ? "H" : "");
     }
     return out;
 }
@@ -51,7 +51,7 @@ TEST(CImpFolder, ListingReportsLinksAndHiddenEntriesAsTheyAre)
     fs::create_directory_symlink("..", temp.native("tree/.up"));
 
     const std::map<std::string, std::string> expected = {
-        {"file.txt", "f"}, {"sub", "F"},      {".keep", "fH"},    {".git", "FH"},
+        {"file.txt", "f"},   {"sub", "F"},      {".keep", "fH"},    {".git", "FH"},
         {"to-folder", "FL"}, {"to-file", "fL"}, {"dangling", "fL"}, {".up", "FLH"},
     };
     EXPECT_EQ(kinds(temp, "tree"), expected);
@@ -96,9 +96,8 @@ TEST(CImpFolder, CreateFolderMakesEveryMissingLevel)
         bool ok;
         const char* made;
     } const cases[] = {
-        {"x/y/z", true, "x/y/z"},       {"x/y/z", true, "x/y/z"}, // existing
-        {"w\\v\\", true, "w/v"},         {"m//n", true, "m/n"},
-        {"plain/below", false, nullptr}, // a file stands in the way
+        {"x/y/z", true, "x/y/z"}, {"x/y/z", true, "x/y/z"},                                  // existing
+        {"w\\v\\", true, "w/v"},  {"m//n", true, "m/n"},    {"plain/below", false, nullptr}, // a file stands in the way
     };
     for (const auto& c : cases) {
         EXPECT_EQ(imp->createFolder(temp.path(c.path)), c.ok) << c.path;

@@ -43,8 +43,8 @@ TEST(CImpPath, GenerateAbsolutePathCombinesLexically)
     };
     for (const auto& c : cases) {
         const CString result = path()->generateAbsolutePath(CString(c.base), CString(c.path));
-        EXPECT_TRUE(result == c.expected) << narrow(CString(c.base)) << " + " << narrow(CString(c.path)) << " gave "
-                                          << narrow(result);
+        EXPECT_TRUE(result == c.expected)
+            << narrow(CString(c.base)) << " + " << narrow(CString(c.path)) << " gave " << narrow(result);
     }
 }
 
@@ -80,8 +80,8 @@ TEST(CImpPath, GenerateRelativePathNeedsASharedRoot)
     };
     for (const auto& c : cases) {
         const CString result = path()->generateRelativePath(CString(c.base), c.folder, CString(c.path));
-        EXPECT_TRUE(result == c.expected) << narrow(CString(c.base)) << " -> " << narrow(CString(c.path))
-                                          << " gave " << narrow(result);
+        EXPECT_TRUE(result == c.expected)
+            << narrow(CString(c.base)) << " -> " << narrow(CString(c.path)) << " gave " << narrow(result);
     }
 }
 

@@ -51,7 +51,8 @@ struct tagEvent
     explicit tagEvent(const char* pszName)
     {
         const std::u16string name = wide(pszName);
-        object.open(CNamedObject::KIND_EVENT, name.c_str(), static_cast<unsigned int>(name.size()), sizeof(tagEventWords));
+        object.open(CNamedObject::KIND_EVENT, name.c_str(), static_cast<unsigned int>(name.size()),
+                    sizeof(tagEventWords));
         if (!(pWords = static_cast<tagEventWords*>(object.payload())))
             std::exit(1);
     }

@@ -19,37 +19,52 @@ TEST(CPath, NameRules)
         CString (*rule)(const CString&);
         std::vector<std::pair<const char16_t*, const char16_t*>> rows;
     } rules[] = {
-        {"addTrailingPathDelimiter", &CPath::addTrailingPathDelimiter,
+        {"addTrailingPathDelimiter",
+         &CPath::addTrailingPathDelimiter,
          {{u"a", u"a/"}, {u"a/", u"a/"}, {u"a\\", u"a\\"}, {u"", u"/"}, {nullptr, u"/"}}},
-        {"deleteTrailingPathDelimiter", &CPath::deleteTrailingPathDelimiter,
+        {"deleteTrailingPathDelimiter",
+         &CPath::deleteTrailingPathDelimiter,
          {{u"a/", u"a"}, {u"a\\", u"a"}, {u"a//", u"a/"}, {u"a", u"a"}, {u"", u""}, {u"/", u""}}},
-        {"getFileFolder", &CPath::getFileFolder,
-         {{u"dir/file.txt", u"dir/"}, {u"a\\b\\c.xml", u"a\\b\\"}, {u"a/b\\c", u"a/b\\"}, {u"file", u""},
-          {u"/", u"/"}, {u"", u""}}},
-        {"getFileFolderNoLastSeparator", &CPath::getFileFolderNoLastSeparator,
-         {{u"dir/file.txt", u"dir"}, {u"a\\b\\c.xml", u"a\\b"}, {u"file", u""}, {u"/x", u""}, {u"", u""}}},
-        {"getFileName", &CPath::getFileName,
-         {{u"dir/file.txt", u"file.txt"}, {u"a\\b\\c.xml", u"c.xml"}, {u"file", u"file"}, {u"dir/", u""},
+        {"getFileFolder",
+         &CPath::getFileFolder,
+         {{u"dir/file.txt", u"dir/"},
+          {u"a\\b\\c.xml", u"a\\b\\"},
+          {u"a/b\\c", u"a/b\\"},
+          {u"file", u""},
+          {u"/", u"/"},
           {u"", u""}}},
-        {"getFileTitle", &CPath::getFileTitle,
-         {{u"dir/file.tar.gz", u"file.tar"}, {u"a.b/c", u"c"}, {u"a\\b\\c.xml", u"c"}, {u"file", u"file"},
-          {u".profile", u""}, {u"", u""}}},
-        {"getFileExtern", &CPath::getFileExtern,
+        {"getFileFolderNoLastSeparator",
+         &CPath::getFileFolderNoLastSeparator,
+         {{u"dir/file.txt", u"dir"}, {u"a\\b\\c.xml", u"a\\b"}, {u"file", u""}, {u"/x", u""}, {u"", u""}}},
+        {"getFileName",
+         &CPath::getFileName,
+         {{u"dir/file.txt", u"file.txt"}, {u"a\\b\\c.xml", u"c.xml"}, {u"file", u"file"}, {u"dir/", u""}, {u"", u""}}},
+        {"getFileTitle",
+         &CPath::getFileTitle,
+         {{u"dir/file.tar.gz", u"file.tar"},
+          {u"a.b/c", u"c"},
+          {u"a\\b\\c.xml", u"c"},
+          {u"file", u"file"},
+          {u".profile", u""},
+          {u"", u""}}},
+        {"getFileExtern",
+         &CPath::getFileExtern,
          {{u"dir/file.tar.gz", u"gz"}, {u"a.b/c", u""}, {u"a.b\\c", u""}, {u"x.", u""}, {u"file", u""}, {u"", u""}}},
     };
     for (const auto& rule : rules) {
         for (const auto& [input, expected] : rule.rows) {
             const CString result = rule.rule(CString(input));
-            EXPECT_TRUE(result == expected) << rule.name << "('" << narrow(CString(input)) << "') gave '"
-                                            << narrow(result) << "'";
+            EXPECT_TRUE(result == expected)
+                << rule.name << "('" << narrow(CString(input)) << "') gave '" << narrow(result) << "'";
         }
     }
     EXPECT_TRUE(CPath::hasTrailingPathDelimiter(CString(u"a/")) && CPath::hasTrailingPathDelimiter(CString(u"a\\")));
     EXPECT_FALSE(CPath::hasTrailingPathDelimiter(CString(u"a")) || CPath::hasTrailingPathDelimiter(CString()));
     // Any last dot counts for the extension's index, even one inside a folder name.
-    const std::pair<const char16_t*, unsigned int> indexes[][2] = {
-        {{u"dir/file.txt", 4}, {u"dir/file.txt", 9}}, {{u"a\\b", 2}, {u"a.b/c", 2}},
-        {{u"file", 0}, {u"file", 0}}, {{nullptr, 0}, {nullptr, 0}}};
+    const std::pair<const char16_t*, unsigned int> indexes[][2] = {{{u"dir/file.txt", 4}, {u"dir/file.txt", 9}},
+                                                                   {{u"a\\b", 2}, {u"a.b/c", 2}},
+                                                                   {{u"file", 0}, {u"file", 0}},
+                                                                   {{nullptr, 0}, {nullptr, 0}}};
     for (const auto& [name, ext] : indexes) {
         EXPECT_EQ(CPath::getFileNameStartIndex(CString(name.first)), name.second);
         EXPECT_EQ(CPath::getFileExternStartIndex(CString(ext.first)), ext.second);

@@ -51,14 +51,20 @@ public:
     CTempFolder(const CTempFolder&) = delete;
     CTempFolder& operator=(const CTempFolder&) = delete;
 
-    bool isValid() const { return !m_strPath.empty(); }
+    bool isValid() const
+    {
+        return !m_strPath.empty();
+    }
     // Native path of a name inside the folder ("" gives the folder itself).
     std::string native(const std::string& strName = "") const
     {
         return strName.empty() ? m_strPath : m_strPath + "/" + strName;
     }
     // The same as library text (UTF-8 names are decoded).
-    Trell::CString path(const std::string& strName = "") const { return toCString(native(strName)); }
+    Trell::CString path(const std::string& strName = "") const
+    {
+        return toCString(native(strName));
+    }
     static Trell::CString toCString(const std::string& strUtf8)
     {
         return Trell::CString(std::filesystem::u8path(strUtf8).u16string().c_str());
@@ -76,7 +82,10 @@ public:
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
     // Names are UTF-8 (u8path: Windows would read them in its ANSI code page).
-    bool exists(const std::string& strName) const { return std::filesystem::exists(std::filesystem::u8path(native(strName))); }
+    bool exists(const std::string& strName) const
+    {
+        return std::filesystem::exists(std::filesystem::u8path(native(strName)));
+    }
 
 private:
     std::string m_strPath;

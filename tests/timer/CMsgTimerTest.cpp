@@ -13,8 +13,8 @@ CMsgTimer* makeMessage(const Contents& records)
 {
     CMsgTimer* pMessage = new CMsgTimer();
     for (const auto& record : records)
-        pMessage->addData(new CMsgTimer::CTimerData(const_cast<CTimer*>(record.first), CTimer::TIMER_STATUS_PULSE,
-                                                    record.second));
+        pMessage->addData(
+            new CMsgTimer::CTimerData(const_cast<CTimer*>(record.first), CTimer::TIMER_STATUS_PULSE, record.second));
     return pMessage;
 }
 

@@ -11,8 +11,7 @@ using namespace Trell;
 
 CHeadlessSurface::CHeadlessSurface(CHeadlessPlatformFactory* pFactory, CSurface* pOwner)
     : m_pFactory(pFactory), m_pOwner(pOwner)
-{
-}
+{}
 
 CHeadlessSurface::~CHeadlessSurface()
 {

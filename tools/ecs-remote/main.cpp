@@ -38,33 +38,32 @@ using namespace Trell;
 
 namespace {
 
-const char* const USAGE =
-    "usage: ecs-remote [options] [command ...]\n"
-    "\n"
-    "Connects to 127.0.0.1:4000 (or listens with --listen), runs the commands in\n"
-    "order and prints every frame received as one line.\n"
-    "\n"
-    "options:\n"
-    "  --address A     server address to connect to (dotted IPv4, default 127.0.0.1)\n"
-    "  --port N        port (default 4000)\n"
-    "  --listen        listen for the engine instead of connecting\n"
-    "  --bind A        with --listen: the interface to listen on (default 127.0.0.1;\n"
-    "                  0.0.0.0 for every interface)\n"
-    "  --raw           no framing: send payloads as they are, print chunks as raw\n"
-    "  --timeout S     give up when not connected within S seconds (default 10)\n"
-    "  --for S         keep printing for S seconds after the commands (default 1;\n"
-    "                  0 ends at once, -1 runs until interrupted)\n"
-    "  --heartbeat     as a client, send the heartbeat every 5 s while connected\n"
-    "\n"
-    "commands:\n"
-    "  touch ID STATUS X Y [XDELTA YDELTA XSPEED YSPEED TIMESTAMP]\n"
-    "                  a touch_input (STATUS 1 press, 2 move, 3 release, 4 wheel)\n"
-    "  page HANDLE NAME    a page_cmd\n"
-    "  popup HANDLE NAME   a popup_cmd (the name goes out as \"page_name\")\n"
-    "  xml FILE        the XML file's document as logic data\n"
-    "  raw HEX         bytes as a raw payload, e.g. raw 01ff20\n"
-    "  hb              one heartbeat (0xAF 0x00) now\n"
-    "  wait MS         pause\n";
+const char* const USAGE = "usage: ecs-remote [options] [command ...]\n"
+                          "\n"
+                          "Connects to 127.0.0.1:4000 (or listens with --listen), runs the commands in\n"
+                          "order and prints every frame received as one line.\n"
+                          "\n"
+                          "options:\n"
+                          "  --address A     server address to connect to (dotted IPv4, default 127.0.0.1)\n"
+                          "  --port N        port (default 4000)\n"
+                          "  --listen        listen for the engine instead of connecting\n"
+                          "  --bind A        with --listen: the interface to listen on (default 127.0.0.1;\n"
+                          "                  0.0.0.0 for every interface)\n"
+                          "  --raw           no framing: send payloads as they are, print chunks as raw\n"
+                          "  --timeout S     give up when not connected within S seconds (default 10)\n"
+                          "  --for S         keep printing for S seconds after the commands (default 1;\n"
+                          "                  0 ends at once, -1 runs until interrupted)\n"
+                          "  --heartbeat     as a client, send the heartbeat every 5 s while connected\n"
+                          "\n"
+                          "commands:\n"
+                          "  touch ID STATUS X Y [XDELTA YDELTA XSPEED YSPEED TIMESTAMP]\n"
+                          "                  a touch_input (STATUS 1 press, 2 move, 3 release, 4 wheel)\n"
+                          "  page HANDLE NAME    a page_cmd\n"
+                          "  popup HANDLE NAME   a popup_cmd (the name goes out as \"page_name\")\n"
+                          "  xml FILE        the XML file's document as logic data\n"
+                          "  raw HEX         bytes as a raw payload, e.g. raw 01ff20\n"
+                          "  hb              one heartbeat (0xAF 0x00) now\n"
+                          "  wait MS         pause\n";
 
 std::mutex g_printMutex;
 std::atomic<bool> g_bInterrupted{false};
@@ -354,8 +353,8 @@ int runCommands(CEndpoint* pEndpoint, const tagOptions& options)
         bool bXml = true;
         size_t used = 1;
         if (name == "touch" && left >= 4) {
-            const char16_t* names[] = {u"id", u"touch_status", u"x", u"y", u"x_delta", u"y_delta",
-                                       u"x_speed", u"y_speed", u"time_stamp"};
+            const char16_t* names[] = {u"id",      u"touch_status", u"x",       u"y",         u"x_delta",
+                                       u"y_delta", u"x_speed",      u"y_speed", u"time_stamp"};
             std::vector<std::pair<const char16_t*, CString>> attributes;
             size_t n = 0;
             while (n < 9 && n < left && isNumber(c[i + 1 + n].c_str())) {
@@ -474,8 +473,7 @@ int main(int argc, char** argv)
         endpoint.m_pServer->start();
         printLine("# listening on " + options.bind + ":" + std::to_string(options.uiPort));
     } else {
-        endpoint.m_pClient =
-            std::make_unique<CSocketClient>(fromUtf8(options.address), options.uiPort, true, 0);
+        endpoint.m_pClient = std::make_unique<CSocketClient>(fromUtf8(options.address), options.uiPort, true, 0);
         endpoint.m_pClient->setThreadName(u"ecs-remote");
         endpoint.m_pClient->setNeedSendHB(options.bHeartBeat);
         endpoint.m_pClient->setListener(&endpoint);

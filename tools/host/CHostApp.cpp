@@ -51,16 +51,11 @@ CString fromUtf8(const std::string& strText)
 const char* touchStatusName(unsigned int uiStatus)
 {
     switch (uiStatus) {
-    case CCursor::TOUCH_STATUS_PRESS:
-        return "press";
-    case CCursor::TOUCH_STATUS_MOVE:
-        return "move";
-    case CCursor::TOUCH_STATUS_RELEASE:
-        return "release";
-    case CCursor::TOUCH_STATUS_WHEEL:
-        return "wheel";
-    default:
-        return "none";
+    case CCursor::TOUCH_STATUS_PRESS: return "press";
+    case CCursor::TOUCH_STATUS_MOVE: return "move";
+    case CCursor::TOUCH_STATUS_RELEASE: return "release";
+    case CCursor::TOUCH_STATUS_WHEEL: return "wheel";
+    default: return "none";
     }
 }
 
@@ -118,10 +113,10 @@ bool CHostApp::startUp(const tagHostOptions& options, IPlatformFactory* pFactory
     CPath::setProjectFolder(strProject);
 
     // 2. The configuration; every later reader of settings depends on it.
-    const CString strConfig = options.strConfigPath.empty()
-                                  ? CPath::generateAbsolutePath(CPath::addTrailingPathDelimiter(strProject),
-                                                                CString(u"engine-config.xml"))
-                                  : fromUtf8(options.strConfigPath);
+    const CString strConfig =
+        options.strConfigPath.empty()
+            ? CPath::generateAbsolutePath(CPath::addTrailingPathDelimiter(strProject), CString(u"engine-config.xml"))
+            : fromUtf8(options.strConfigPath);
     CConfigParser* pConfig = CConfigParser::getInstance();
     if (!pConfig || !pConfig->load(strConfig)) {
         printHost("cannot load the configuration " + toUtf8(strConfig));
@@ -349,8 +344,7 @@ void CHostApp::onHandleGestureMessage(unsigned int uiGesture, unsigned int uiID,
 
 void CHostApp::onHandleHardkeyMessage(unsigned int uiKeyCode, unsigned int uiKeyStatus)
 {
-    printLine(messagePrefix() + "hardkey code=" + std::to_string(uiKeyCode) + " status=" +
-              std::to_string(uiKeyStatus));
+    printLine(messagePrefix() + "hardkey code=" + std::to_string(uiKeyCode) + " status=" + std::to_string(uiKeyStatus));
 }
 
 void CHostApp::onHandleIMEMessage(const CString& strText)
@@ -428,8 +422,7 @@ void CHostApp::onTouchInputAvailable(const CCursor& cursor)
     // platform touch would, so it gets its track, speeds and press repetition.
     const unsigned int uiStatus = cursor.getTouchStatus();
     if (uiStatus >= CCursor::TOUCH_STATUS_PRESS && uiStatus <= CCursor::TOUCH_STATUS_RELEASE)
-        CMessageCenter::getInstance()->pushTouchMessage(0, cursor.getID(), cursor.getX(), cursor.getY(),
-                                                        uiStatus - 1);
+        CMessageCenter::getInstance()->pushTouchMessage(0, cursor.getID(), cursor.getX(), cursor.getY(), uiStatus - 1);
 }
 
 void CHostApp::onPageCMDAvailable(IDataTransferListener::EOperationHandle eHandle, CString strPageName)

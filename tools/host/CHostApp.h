@@ -19,13 +19,12 @@
 #include <text/CString.h>
 #include <timer/CTimer.h>
 
-
 #include <cstdio>
 #include <functional>
 #include <mutex>
-#include <utility>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Trell {
@@ -44,16 +43,16 @@ class ITrackView;
 // What the host is told on its command line.
 struct tagHostOptions
 {
-    std::string strProjectFolder;   // empty: the current folder
-    std::string strConfigPath;      // empty: <project>/engine-config.xml
+    std::string strProjectFolder; // empty: the current folder
+    std::string strConfigPath;    // empty: <project>/engine-config.xml
     std::string strBindAddress = "127.0.0.1";
-    unsigned int uiPort = 4000;     // 0: no data transfer server
+    unsigned int uiPort = 4000;         // 0: no data transfer server
     unsigned int uiRunMilliseconds = 0; // 0: until a quit
     unsigned int uiShareMemoryKey = 0;  // 0: no shared-memory reader
     unsigned int uiShareMemorySize = 4096;
     std::vector<std::string> audioFiles; // the audio player's playlist
     bool bWindow = false;
-    std::string strScreenshot;      // window mode: the drawn tracks, written at quit
+    std::string strScreenshot; // window mode: the drawn tracks, written at quit
 };
 
 // The reference host: starts the library's subsystems in the engine's order,

@@ -181,8 +181,7 @@ public:
             track.iYSpeed = cursor.getYSpeed();
             track.bDown = false;
             break;
-        default:
-            break;
+        default: break;
         }
         redraw();
     }
@@ -211,9 +210,9 @@ public:
                 XFillArc(m_pDisplay, m_window, m_gc, last.x - iRadius, last.y - iRadius, 2 * iRadius, 2 * iRadius, 0,
                          360 * 64);
                 char szText[128];
-                const int iLength = std::snprintf(szText, sizeof(szText), "finger %u: %s, speed %d,%d, repeats %u",
-                                                  entry.first, track.bDown ? "down" : "up", track.iXSpeed,
-                                                  track.iYSpeed, track.uiRepeats);
+                const int iLength =
+                    std::snprintf(szText, sizeof(szText), "finger %u: %s, speed %d,%d, repeats %u", entry.first,
+                                  track.bDown ? "down" : "up", track.iXSpeed, track.iYSpeed, track.uiRepeats);
                 XDrawString(m_pDisplay, m_window, m_gc, 10, 20 + 16 * iLine++, szText, iLength);
             }
             XFlush(m_pDisplay);
@@ -258,9 +257,7 @@ private:
                 pOwner->getCursorManager().wheelCursor(event.xbutton.x, event.xbutton.y,
                                                        event.xbutton.button == Button4 ? WHEEL_NOTCH : -WHEEL_NOTCH);
             break;
-        case MotionNotify:
-            pCenter->pushTouchMessage(uiIndex, 1, event.xmotion.x, event.xmotion.y, 1);
-            break;
+        case MotionNotify: pCenter->pushTouchMessage(uiIndex, 1, event.xmotion.x, event.xmotion.y, 1); break;
         case ButtonRelease:
             if (event.xbutton.button == Button1)
                 pCenter->pushTouchMessage(uiIndex, 1, event.xbutton.x, event.xbutton.y, 2);
@@ -275,8 +272,7 @@ private:
             if (static_cast<Atom>(event.xclient.data.l[0]) == m_wmDelete)
                 CSurfaceNotifier::notifyQuitSurface(pOwner);
             break;
-        default:
-            break;
+        default: break;
         }
     }
 

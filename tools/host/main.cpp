@@ -8,7 +8,6 @@
 #include <HeadlessSurface.h>
 #include <system/CSystem.h>
 
-
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>

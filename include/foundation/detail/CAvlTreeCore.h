@@ -33,8 +33,7 @@ struct tagAvlNode : public Payload
 
     template <class... A>
     explicit tagAvlNode(A&&... payloadArgs) : Payload(std::forward<A>(payloadArgs)...)
-    {
-    }
+    {}
 };
 
 // The AVL tree behind CDataMap, CObjectMap and CSet, with the per-container
@@ -360,7 +359,10 @@ struct CAvlTreeCore
 
     // ---- Operations on this tree's state ----
 
-    Node* findNode(const K& key) const { return find(pRoot, key); }
+    Node* findNode(const K& key) const
+    {
+        return find(pRoot, key);
+    }
 
     // Links the node made by `make()` as a leaf; null (and `make` not called,
     // or its null passed on) when the key is present, the count is full or
@@ -509,7 +511,10 @@ struct CAvlTreeCore
         return pCursor != nullptr;
     }
 
-    bool checkInvariants(bool balanced) const { return check(pRoot, uiCount, balanced); }
+    bool checkInvariants(bool balanced) const
+    {
+        return check(pRoot, uiCount, balanced);
+    }
 
 private:
     // Every insertion or removal resets the cursor and drops the index cache.

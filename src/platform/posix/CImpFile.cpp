@@ -37,8 +37,7 @@ bool copyContent(const std::string& strFrom, const std::string& strTo, bool bFai
     // Copying a file onto itself (another spelling of the same name) would
     // truncate the source.
     struct stat stTarget;
-    if (stat(strTo.c_str(), &stTarget) == 0 && stTarget.st_dev == st.st_dev &&
-        stTarget.st_ino == st.st_ino) {
+    if (stat(strTo.c_str(), &stTarget) == 0 && stTarget.st_dev == st.st_dev && stTarget.st_ino == st.st_ino) {
         close(fdIn);
         return false;
     }

@@ -97,8 +97,10 @@ bool CImpFolder::listEntries(const CString& strPath, CObjectArray<tagEntry>& ary
             struct stat st;
             if (lstat((strNative + pszName).c_str(), &st) != 0)
                 continue; // vanished while being listed
-            ucType = S_ISLNK(st.st_mode) ? DT_LNK : S_ISDIR(st.st_mode) ? DT_DIR
-                     : (S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode)) ? DT_CHR : DT_REG;
+            ucType = S_ISLNK(st.st_mode)                            ? DT_LNK
+                     : S_ISDIR(st.st_mode)                          ? DT_DIR
+                     : (S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode)) ? DT_CHR
+                                                                    : DT_REG;
         }
         tagEntry* pItem = new tagEntry;
         if (!pItem)

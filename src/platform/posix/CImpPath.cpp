@@ -43,8 +43,7 @@ CString CImpPath::generateAbsolutePath(const CString& strBasePath, const CString
     return PathText::combine(strBasePath, strPath);
 }
 
-CString CImpPath::generateRelativePath(const CString& strBasePath, bool bBaseIsFolder,
-                                       const CString& strPath)
+CString CImpPath::generateRelativePath(const CString& strBasePath, bool bBaseIsFolder, const CString& strPath)
 {
     // Folder names compare with case, as POSIX file systems do.
     return PathText::relative(strBasePath, bBaseIsFolder, strPath, false);

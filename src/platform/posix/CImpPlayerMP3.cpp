@@ -40,7 +40,8 @@ bool initializeGStreamer()
 void logLoadFailure(const CString& strPath, const char16_t* pszReason)
 {
     const char16_t* pszPath = strPath.buffer() ? strPath.buffer() : u"";
-    PlatformLog::logWarning(CStringConverter::format(u"MP3 player: cannot load %ls (%ls).", pszPath, pszReason).buffer());
+    PlatformLog::logWarning(
+        CStringConverter::format(u"MP3 player: cannot load %ls (%ls).", pszPath, pszReason).buffer());
 }
 
 // Reads the file through an MPEG audio parser to its end and gives its
@@ -145,8 +146,7 @@ struct CImpPlayerMP3::tagPipeline
             pSelf->bEnded = true;
             break;
         }
-        default:
-            break;
+        default: break;
         }
         return GST_BUS_DROP;
     }
@@ -167,8 +167,7 @@ struct CImpPlayerMP3::tagPipeline
         for (;;) {
             GstState eCurrent = GST_STATE_VOID_PENDING;
             // Short slices, so that an error cuts the wait short.
-            const GstStateChangeReturn eResult =
-                gst_element_get_state(pPlaybin, &eCurrent, nullptr, 20 * GST_MSECOND);
+            const GstStateChangeReturn eResult = gst_element_get_state(pPlaybin, &eCurrent, nullptr, 20 * GST_MSECOND);
             if (eResult == GST_STATE_CHANGE_FAILURE || hasError())
                 return false;
             if (eResult != GST_STATE_CHANGE_ASYNC)
@@ -196,7 +195,8 @@ struct CImpPlayerMP3::tagPipeline
     }
 };
 
-CImpPlayerMP3::CImpPlayerMP3() : m_pPipeline(nullptr), m_uiTotalTime(0) {}
+CImpPlayerMP3::CImpPlayerMP3() : m_pPipeline(nullptr), m_uiTotalTime(0)
+{}
 
 CImpPlayerMP3::~CImpPlayerMP3()
 {

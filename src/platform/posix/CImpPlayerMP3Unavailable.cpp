@@ -10,10 +10,10 @@
 namespace Trell {
 
 struct CImpPlayerMP3::tagPipeline
-{
-};
+{};
 
-CImpPlayerMP3::CImpPlayerMP3() : m_pPipeline(nullptr), m_uiTotalTime(0) {}
+CImpPlayerMP3::CImpPlayerMP3() : m_pPipeline(nullptr), m_uiTotalTime(0)
+{}
 
 CImpPlayerMP3::~CImpPlayerMP3() = default;
 
@@ -25,20 +25,25 @@ bool CImpPlayerMP3::load(const CString& strPath)
     return false;
 }
 
-void CImpPlayerMP3::close() {}
+void CImpPlayerMP3::close()
+{}
 
 bool CImpPlayerMP3::play()
 {
     return false;
 }
 
-void CImpPlayerMP3::stop() {}
+void CImpPlayerMP3::stop()
+{}
 
-void CImpPlayerMP3::pause() {}
+void CImpPlayerMP3::pause()
+{}
 
-void CImpPlayerMP3::resume() {}
+void CImpPlayerMP3::resume()
+{}
 
-void CImpPlayerMP3::seekToTime(unsigned int) {}
+void CImpPlayerMP3::seekToTime(unsigned int)
+{}
 
 unsigned int CImpPlayerMP3::getCurrentTime()
 {

@@ -13,8 +13,7 @@ namespace Trell {
 
 CImpShareMemory::CImpShareMemory(IShareMemoryOwner* pOwner)
     : CShareMemoryRoster(pOwner), m_region(), m_mutexRead(), m_mutexWrite(), m_roster(), m_pRoster(nullptr)
-{
-}
+{}
 
 CImpShareMemory::~CImpShareMemory()
 {
@@ -80,9 +79,9 @@ void CImpShareMemory::logRegionFailure(unsigned int uiKey, CNamedObject::EOpen e
     if (stat(strPath.c_str(), &st) == 0 && st.st_size >= static_cast<off_t>(sizeof(CNamedObject::tagHeader)) &&
         static_cast<unsigned long long>(st.st_size) != sizeof(CNamedObject::tagHeader) + uiRegionSize) {
         const unsigned int uiFound = static_cast<unsigned int>(st.st_size - sizeof(CNamedObject::tagHeader));
-        logWarning(CStringConverter::format(
-            u"Shared memory %u: the region exists with a size of %u bytes, not %u; refused.", uiKey, uiFound,
-            uiRegionSize));
+        logWarning(
+            CStringConverter::format(u"Shared memory %u: the region exists with a size of %u bytes, not %u; refused.",
+                                     uiKey, uiFound, uiRegionSize));
         return;
     }
     logWarning(CStringConverter::format(u"Shared memory %u: the region could not be opened.", uiKey));

@@ -15,7 +15,8 @@
 
 namespace Trell {
 
-CImpSocketClient::CImpSocketClient(ISocketClientOwner* pOwner) : m_pOwner(pOwner) {}
+CImpSocketClient::CImpSocketClient(ISocketClientOwner* pOwner) : m_pOwner(pOwner)
+{}
 
 CImpSocketClient::~CImpSocketClient()
 {

@@ -20,7 +20,8 @@ const unsigned int NO_CLIENT = 0xFFFFFFFF;
 
 } // namespace
 
-CImpSocketServer::CImpSocketServer(ISocketServerOwner* pOwner) : m_pOwner(pOwner), m_uiClient(NO_CLIENT) {}
+CImpSocketServer::CImpSocketServer(ISocketServerOwner* pOwner) : m_pOwner(pOwner), m_uiClient(NO_CLIENT)
+{}
 
 CImpSocketServer::~CImpSocketServer()
 {
@@ -42,8 +43,7 @@ bool CImpSocketServer::initSocket()
     address.sin_port = htons(static_cast<unsigned short>(m_pOwner->getPort()));
     const CString& strBind = m_pOwner->getBindAddress();
     address.sin_addr.s_addr = strBind.length() == 0 ? htonl(INADDR_ANY) : SocketOptions::toIPv4(strBind);
-    if (::bind(iFd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
-        ::listen(iFd, BACKLOG) != 0) {
+    if (::bind(iFd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 || ::listen(iFd, BACKLOG) != 0) {
         ::close(iFd);
         return false;
     }

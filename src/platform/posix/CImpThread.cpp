@@ -55,23 +55,19 @@ void applyPriority(int iSystemPriority)
 
 } // namespace
 
-CImpThread::CImpThread(CThread* pOwner) : m_pOwner(pOwner), m_thread(), m_bHasThread(false) {}
+CImpThread::CImpThread(CThread* pOwner) : m_pOwner(pOwner), m_thread(), m_bHasThread(false)
+{}
 
 CImpThread::~CImpThread() = default;
 
 int CImpThread::toNiceOffset(int iSystemPriority)
 {
     switch (iSystemPriority) {
-    case 2:
-        return -10;
-    case 1:
-        return -5;
-    case -1:
-        return 5;
-    case -2:
-        return 10;
-    default:
-        return 0;
+    case 2: return -10;
+    case 1: return -5;
+    case -1: return 5;
+    case -2: return 10;
+    default: return 0;
     }
 }
 

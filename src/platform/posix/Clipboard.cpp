@@ -86,8 +86,7 @@ private:
                 m_strReported.clear();
             } else if (strDisplay != m_strReported) {
                 // Once per display, not on every call that finds it away.
-                logDisplay(u"X display ", strDisplay,
-                           u" cannot be opened; the clipboard stays inside this process.");
+                logDisplay(u"X display ", strDisplay, u" cannot be opened; the clipboard stays inside this process.");
                 m_strReported = strDisplay;
             }
         }

@@ -104,12 +104,9 @@ std::uint64_t hashName(const char16_t* pszName, unsigned int uiLength)
 const char* kindTag(CNamedObject::EKind eKind)
 {
     switch (eKind) {
-    case CNamedObject::KIND_EVENT:
-        return "evt";
-    case CNamedObject::KIND_MUTEX:
-        return "mtx";
-    default:
-        return "mem";
+    case CNamedObject::KIND_EVENT: return "evt";
+    case CNamedObject::KIND_MUTEX: return "mtx";
+    default: return "mem";
     }
 }
 
@@ -190,8 +187,8 @@ CNamedObject::EOpen CNamedObject::open(EKind eKind, const char16_t* pszName, uns
         struct stat st;
         // Without access the owner is looked up by name (shm_open keeps its
         // entries in /dev/shm).
-        const bool bStat = fd >= 0 ? fstat(fd, &st) == 0
-                                   : errno == EACCES && stat(("/dev/shm" + m_strShmName).c_str(), &st) == 0;
+        const bool bStat =
+            fd >= 0 ? fstat(fd, &st) == 0 : errno == EACCES && stat(("/dev/shm" + m_strShmName).c_str(), &st) == 0;
         if (bStat && st.st_uid != geteuid()) {
             if (fd >= 0)
                 ::close(fd);
@@ -257,8 +254,9 @@ CNamedObject::EOpen CNamedObject::attach(EKind eKind, std::uint32_t uiPayloadByt
     }
     // The life lock is taken (or kept, downgraded) as shared: from here on
     // the object counts this handle among its users.
-    if (pHeader->uiMagic != MAGIC || pHeader->uiLayout != LAYOUT || pHeader->uiKind != static_cast<std::uint32_t>(eKind) ||
-        pHeader->uiPayloadBytes != uiPayloadBytes || !setLock(m_fd, F_RDLCK, LIFE_BYTE, false)) {
+    if (pHeader->uiMagic != MAGIC || pHeader->uiLayout != LAYOUT ||
+        pHeader->uiKind != static_cast<std::uint32_t>(eKind) || pHeader->uiPayloadBytes != uiPayloadBytes ||
+        !setLock(m_fd, F_RDLCK, LIFE_BYTE, false)) {
         munmap(pView, bytes);
         return OPEN_FAILED;
     }

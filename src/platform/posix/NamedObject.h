@@ -64,10 +64,10 @@ public:
     };
     enum EOpen
     {
-        OPEN_CREATED,  // this handle initialised the object (it was absent or stale)
-        OPEN_JOINED,   // the object was live: its contents are as its users left them
-        OPEN_REFUSED,  // an entry of that name belongs to another user (logged)
-        OPEN_FAILED    // bad arguments or a system error
+        OPEN_CREATED, // this handle initialised the object (it was absent or stale)
+        OPEN_JOINED,  // the object was live: its contents are as its users left them
+        OPEN_REFUSED, // an entry of that name belongs to another user (logged)
+        OPEN_FAILED   // bad arguments or a system error
     };
 
     // Shared header at offset 0 of every object.
@@ -172,7 +172,7 @@ public:
         LOCK_TAKEN,
         LOCK_ABANDONED, // taken, but the previous owner died holding it (logged)
         LOCK_TIMEOUT,
-        LOCK_FAILED     // the mutex is not open
+        LOCK_FAILED // the mutex is not open
     };
 
     CNamedMutex() = default;

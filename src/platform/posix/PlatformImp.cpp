@@ -91,8 +91,8 @@ void calibrate(unsigned long long ullCounter, unsigned long long ullNanoseconds,
     }
     if (ullNanoseconds < s_ullCalibrationNanoseconds + CALIBRATION_SPAN_NS || ullCounter <= s_ullCalibrationCounter)
         return;
-    const unsigned long long ullRate = (ullCounter - s_ullCalibrationCounter)
-                                       / ((ullNanoseconds - s_ullCalibrationNanoseconds) / 1000000ull);
+    const unsigned long long ullRate =
+        (ullCounter - s_ullCalibrationCounter) / ((ullNanoseconds - s_ullCalibrationNanoseconds) / 1000000ull);
     s_ullCyclesPerMs.store(ullRate, std::memory_order_relaxed);
 }
 #endif

@@ -50,9 +50,9 @@ int createUnique(const std::string& strStem, mode_t uiMode, std::string& strTemp
     timespec ts;
     clock_gettime(CLOCK_REALTIME, &ts);
     for (int iTry = 0; iTry < 100; ++iTry) {
-        const unsigned long long ullTag = (static_cast<unsigned long long>(getpid()) << 32)
-                                          ^ static_cast<unsigned long long>(ts.tv_nsec)
-                                          ^ (static_cast<unsigned long long>(s_uiCounter.fetch_add(1)) << 40);
+        const unsigned long long ullTag = (static_cast<unsigned long long>(getpid()) << 32) ^
+                                          static_cast<unsigned long long>(ts.tv_nsec) ^
+                                          (static_cast<unsigned long long>(s_uiCounter.fetch_add(1)) << 40);
         char szSuffix[24];
         std::snprintf(szSuffix, sizeof(szSuffix), ".%llx", ullTag);
         strTemp = strStem + szSuffix;

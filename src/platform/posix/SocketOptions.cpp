@@ -55,8 +55,8 @@ int pollRetrying(pollfd& wait, int iMilliseconds)
         if (iResult >= 0 || errno != EINTR)
             return iResult;
         if (iMilliseconds > 0) {
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                deadline - std::chrono::steady_clock::now());
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
             iMilliseconds = left.count() > 0 ? static_cast<int>(left.count()) : 0;
         }
     }

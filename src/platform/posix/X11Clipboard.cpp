@@ -190,7 +190,8 @@ bool CX11Clipboard::tagState::open(const std::string& strDisplay)
     return !bBroken.load();
 }
 
-CX11Clipboard::CX11Clipboard(tagState* pState) : m_pState(pState) {}
+CX11Clipboard::CX11Clipboard(tagState* pState) : m_pState(pState)
+{}
 
 CX11Clipboard::~CX11Clipboard()
 {
@@ -353,8 +354,7 @@ bool CX11Clipboard::tagState::fetch(std::string& strOut)
     const Clock::time_point start = Clock::now();
     XEvent event;
     const auto isReply = [this](const XEvent& e) {
-        return e.type == SelectionNotify && e.xselection.requestor == window &&
-               e.xselection.selection == atomClipboard;
+        return e.type == SelectionNotify && e.xselection.requestor == window && e.xselection.selection == atomClipboard;
     };
     if (!waitFor(isReply, event, start + std::chrono::milliseconds(STEP_TIMEOUT_MS)) ||
         event.xselection.property == None)
@@ -382,9 +382,8 @@ bool CX11Clipboard::tagState::fetch(std::string& strOut)
     }
     // The type the owner gave tells the encoding: some owners answer every
     // request with what they hold, Latin-1 STRING included.
-    strOut = type == XA_STRING
-                 ? latin1ToUtf8(reinterpret_cast<const unsigned char*>(strBytes.data()), strBytes.size())
-                 : strBytes;
+    strOut = type == XA_STRING ? latin1ToUtf8(reinterpret_cast<const unsigned char*>(strBytes.data()), strBytes.size())
+                               : strBytes;
     return true;
 }
 
@@ -423,8 +422,8 @@ bool CX11Clipboard::tagState::readIncremental(std::string& strBytes, Atom& type,
         unsigned long ulItems = 0;
         unsigned long ulAfter = 0;
         unsigned char* pData = nullptr;
-        if (XGetWindowProperty(pDisplay, window, atomProperty, 0, 0x1FFFFFFF, True, AnyPropertyType, &type,
-                               &iFormat, &ulItems, &ulAfter, &pData) != Success)
+        if (XGetWindowProperty(pDisplay, window, atomProperty, 0, 0x1FFFFFFF, True, AnyPropertyType, &type, &iFormat,
+                               &ulItems, &ulAfter, &pData) != Success)
             return false;
         const bool bEnd = ulItems == 0;
         if (pData && iFormat == 8)
@@ -475,8 +474,7 @@ void CX11Clipboard::tagState::serve(const XSelectionRequestEvent& request)
             reply.property = property;
         } else if ((request.target == atomUtf8 || request.target == atomText) && strOwned.size() <= ulMaxBytes) {
             XChangeProperty(pDisplay, request.requestor, property, atomUtf8, 8, PropModeReplace,
-                            reinterpret_cast<const unsigned char*>(strOwned.data()),
-                            static_cast<int>(strOwned.size()));
+                            reinterpret_cast<const unsigned char*>(strOwned.data()), static_cast<int>(strOwned.size()));
             reply.property = property;
         }
     }
@@ -499,7 +497,8 @@ CX11Clipboard* CX11Clipboard::connect(const std::string&)
     return nullptr;
 }
 
-CX11Clipboard::CX11Clipboard(tagState* pState) : m_pState(pState) {}
+CX11Clipboard::CX11Clipboard(tagState* pState) : m_pState(pState)
+{}
 
 CX11Clipboard::~CX11Clipboard()
 {

@@ -81,8 +81,9 @@ bool CImpFolder::listEntries(const CString& strPath, CObjectArray<tagEntry>& ary
         const DWORD uiAttributes = data.dwFileAttributes;
         pItem->isLink = (uiAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
         pItem->isFolder = (uiAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-        pItem->isHidden = (uiAttributes & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_DEVICE)) != 0 ||
-                          data.cFileName[0] == L'.';
+        pItem->isHidden =
+            (uiAttributes & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_DEVICE)) != 0 ||
+            data.cFileName[0] == L'.';
         pItem->name = CString(WideText::fromWide(data.cFileName));
         pItem->path = strFolder;
         pItem->path.append(pItem->name);

@@ -18,8 +18,7 @@ public:
     ~CImpPath() override {}
 
     CString getApplicationFolder() override;
-    CString generateRelativePath(const CString& strBasePath, bool bBaseIsFolder,
-                                 const CString& strPath) override;
+    CString generateRelativePath(const CString& strBasePath, bool bBaseIsFolder, const CString& strPath) override;
     CString generateAbsolutePath(const CString& strBasePath, const CString& strPath) override;
 };
 

@@ -8,6 +8,8 @@
 #include <string>
 
 #include <windows.h>
+
+// Needs the types windows.h declares.
 #include <mmsystem.h>
 
 namespace Trell {
@@ -40,7 +42,8 @@ void logFailure(const char16_t* pszStep, MCIERROR error)
 
 } // namespace
 
-CImpPlayerMP3::CImpPlayerMP3() : m_uiDevice(0), m_uiTotalTime(0) {}
+CImpPlayerMP3::CImpPlayerMP3() : m_uiDevice(0), m_uiTotalTime(0)
+{}
 
 CImpPlayerMP3::~CImpPlayerMP3()
 {
@@ -53,8 +56,8 @@ bool CImpPlayerMP3::load(const CString& strPath)
     MCI_OPEN_PARMSW open{};
     open.lpstrDeviceType = L"MPEGVideo";
     open.lpstrElementName = WideText::toWide(strPath);
-    MCIERROR error = mciSendCommandW(0, MCI_OPEN, MCI_OPEN_TYPE | MCI_OPEN_ELEMENT | MCI_WAIT,
-                                     reinterpret_cast<DWORD_PTR>(&open));
+    MCIERROR error =
+        mciSendCommandW(0, MCI_OPEN, MCI_OPEN_TYPE | MCI_OPEN_ELEMENT | MCI_WAIT, reinterpret_cast<DWORD_PTR>(&open));
     if (error != 0) {
         logFailure(u"opening the file", error);
         return false;
@@ -66,8 +69,8 @@ bool CImpPlayerMP3::load(const CString& strPath)
     MCI_STATUS_PARMS status{};
     if (error == 0) {
         status.dwItem = MCI_STATUS_LENGTH;
-        error = mciSendCommandW(m_uiDevice, MCI_STATUS, MCI_STATUS_ITEM | MCI_WAIT,
-                                reinterpret_cast<DWORD_PTR>(&status));
+        error =
+            mciSendCommandW(m_uiDevice, MCI_STATUS, MCI_STATUS_ITEM | MCI_WAIT, reinterpret_cast<DWORD_PTR>(&status));
     }
     if (error != 0) {
         logFailure(u"reading the length", error);

@@ -25,16 +25,9 @@ std::set<std::pair<unsigned int, std::uint32_t>> g_openSlots;
 } // namespace
 
 CImpShareMemory::CImpShareMemory(IShareMemoryOwner* pOwner)
-    : CShareMemoryRoster(pOwner),
-      m_hRegion(nullptr),
-      m_mutexRead(),
-      m_mutexWrite(),
-      m_pJoined(nullptr),
-      m_hRoster(nullptr),
-      m_pRoster(nullptr),
-      m_uiSlot(0)
-{
-}
+    : CShareMemoryRoster(pOwner), m_hRegion(nullptr), m_mutexRead(), m_mutexWrite(), m_pJoined(nullptr),
+      m_hRoster(nullptr), m_pRoster(nullptr), m_uiSlot(0)
+{}
 
 CImpShareMemory::~CImpShareMemory()
 {
@@ -44,8 +37,7 @@ CImpShareMemory::~CImpShareMemory()
 void* CImpShareMemory::mapRegion(const CString& strName, unsigned int uiBytes, void*& hMapping, bool& bCreated)
 {
     // No security attributes: the handle is not inherited by children.
-    hMapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, uiBytes,
-                                  WideText::toWide(strName));
+    hMapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, uiBytes, WideText::toWide(strName));
     if (!hMapping)
         return nullptr;
     bCreated = GetLastError() != ERROR_ALREADY_EXISTS;
@@ -63,7 +55,8 @@ bool CImpShareMemory::openObjects(unsigned int uiKey)
     bool bCreated = false;
     // The roster first: it records the region's size, which the mapping
     // itself does not tell.
-    m_pRoster = static_cast<tagRoster*>(mapRegion(objectName(uiKey, u"_Roster"), sizeof(tagRoster), m_hRoster, bCreated));
+    m_pRoster =
+        static_cast<tagRoster*>(mapRegion(objectName(uiKey, u"_Roster"), sizeof(tagRoster), m_hRoster, bCreated));
     if (!m_pRoster) {
         logWarning(CStringConverter::format(u"Shared memory %u: its events or its roster could not be opened.", uiKey));
         return false;
@@ -72,13 +65,14 @@ bool CImpShareMemory::openObjects(unsigned int uiKey)
     m_pReaders = &m_pRoster->readers;
     std::uint32_t uiFound = 0;
     if (!m_pRoster->uiRegionBytes.compare_exchange_strong(uiFound, uiRegionSize) && uiFound != uiRegionSize) {
-        logWarning(CStringConverter::format(
-            u"Shared memory %u: the region exists with a size of %u bytes, not %u; refused.", uiKey, uiFound,
-            uiRegionSize));
+        logWarning(
+            CStringConverter::format(u"Shared memory %u: the region exists with a size of %u bytes, not %u; refused.",
+                                     uiKey, uiFound, uiRegionSize));
         return false;
     }
     void* hRegion = nullptr;
-    m_pView = static_cast<unsigned char*>(mapRegion(objectName(uiKey, u"_ShareMemory"), uiRegionSize, hRegion, bCreated));
+    m_pView =
+        static_cast<unsigned char*>(mapRegion(objectName(uiKey, u"_ShareMemory"), uiRegionSize, hRegion, bCreated));
     m_hRegion = hRegion;
     if (!m_pView) {
         logWarning(CStringConverter::format(u"Shared memory %u: the region could not be opened.", uiKey));

@@ -13,6 +13,8 @@
 #include <vector>
 
 #include <windows.h>
+
+// Needs the types windows.h declares.
 #include <shellapi.h>
 
 namespace Trell {
@@ -53,8 +55,8 @@ HANDLE spawn(std::u16string strLine, bool bShow, HANDLE hOutput)
     HANDLE ahInherited[2] = {nullptr, hOutput};
     if (hOutput) {
         SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
-        hInput = CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, OPEN_EXISTING, 0,
-                             nullptr);
+        hInput =
+            CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, OPEN_EXISTING, 0, nullptr);
         if (hInput == INVALID_HANDLE_VALUE)
             return nullptr;
         startup.StartupInfo.dwFlags |= STARTF_USESTDHANDLES;
@@ -136,8 +138,7 @@ CString decodeAnsi(const char* pBytes, DWORD dwCount)
     if (iUnits <= 0)
         return CString(u"");
     std::u16string strText(static_cast<std::size_t>(iUnits), u'\0');
-    MultiByteToWideChar(CP_ACP, 0, pBytes, static_cast<int>(dwWhole), reinterpret_cast<wchar_t*>(&strText[0]),
-                        iUnits);
+    MultiByteToWideChar(CP_ACP, 0, pBytes, static_cast<int>(dwWhole), reinterpret_cast<wchar_t*>(&strText[0]), iUnits);
     return CString(strText.c_str(), static_cast<unsigned int>(strText.size()));
 }
 
@@ -175,9 +176,9 @@ void CImpSystem::openURL(const CString& strURL)
     // Above 32 is success; the rest are error codes.
     const INT_PTR iResult = reinterpret_cast<INT_PTR>(hResult);
     if (iResult <= 32) {
-        const CString strLine = CStringConverter::format(u"Can't open URL %ls: the shell answered %d.",
-                                                         strURL.buffer() ? strURL.buffer() : u"",
-                                                         static_cast<int>(iResult));
+        const CString strLine =
+            CStringConverter::format(u"Can't open URL %ls: the shell answered %d.",
+                                     strURL.buffer() ? strURL.buffer() : u"", static_cast<int>(iResult));
         PlatformLog::logWarning(strLine.buffer());
     }
 }

@@ -6,7 +6,8 @@
 
 namespace Trell {
 
-CImpThread::CImpThread(CThread* pOwner) : m_pOwner(pOwner), m_hThread(nullptr) {}
+CImpThread::CImpThread(CThread* pOwner) : m_pOwner(pOwner), m_hThread(nullptr)
+{}
 
 CImpThread::~CImpThread()
 {

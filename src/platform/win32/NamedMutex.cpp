@@ -31,17 +31,14 @@ CNamedMutex::ELock CNamedMutex::lock(unsigned int uiMilliseconds)
     if (!m_hMutex)
         return LOCK_FAILED;
     switch (WaitForSingleObject(m_hMutex, uiMilliseconds)) {
-    case WAIT_OBJECT_0:
-        return LOCK_TAKEN;
+    case WAIT_OBJECT_0: return LOCK_TAKEN;
     case WAIT_ABANDONED: {
         const std::u16string strLine = u"Named mutex " + m_strName + u" was abandoned by its owner; taken over.";
         PlatformLog::logWarning(strLine.c_str());
         return LOCK_ABANDONED;
     }
-    case WAIT_TIMEOUT:
-        return LOCK_TIMEOUT;
-    default:
-        return LOCK_FAILED;
+    case WAIT_TIMEOUT: return LOCK_TIMEOUT;
+    default: return LOCK_FAILED;
     }
 }
 

@@ -26,7 +26,7 @@ public:
         LOCK_TAKEN,
         LOCK_ABANDONED, // taken, but the previous owner died holding it (logged)
         LOCK_TIMEOUT,
-        LOCK_FAILED     // the mutex is not open
+        LOCK_FAILED // the mutex is not open
     };
 
     CNamedMutex() = default;

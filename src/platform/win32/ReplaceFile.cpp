@@ -44,8 +44,8 @@ HANDLE createUnique(const std::wstring& strStem, std::wstring& strTemp)
         std::swprintf(szSuffix, sizeof(szSuffix) / sizeof(szSuffix[0]), L".%lx%x%x", GetCurrentProcessId(),
                       GetTickCount(), s_uiCounter.fetch_add(1));
         strTemp = strStem + szSuffix;
-        HANDLE hFile = CreateFileW(strTemp.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                   FILE_ATTRIBUTE_HIDDEN, nullptr);
+        HANDLE hFile =
+            CreateFileW(strTemp.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_HIDDEN, nullptr);
         if (hFile != INVALID_HANDLE_VALUE || GetLastError() != ERROR_FILE_EXISTS)
             return hFile;
     }
@@ -91,8 +91,8 @@ bool replaceFileContent(const CString& strPath, const unsigned char* pData, unsi
     // The new file takes the old one's attributes (read-only aside, which
     // would refuse the rename).
     if (bOk) {
-        const DWORD uiKeep = bExists ? (uiAttributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY))
-                                     : FILE_ATTRIBUTE_NORMAL;
+        const DWORD uiKeep =
+            bExists ? (uiAttributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY)) : FILE_ATTRIBUTE_NORMAL;
         SetFileAttributesW(strTemp.c_str(), uiKeep == 0 ? FILE_ATTRIBUTE_NORMAL : uiKeep);
     }
     if (bOk && !MoveFileExW(strTemp.c_str(), strTarget.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
