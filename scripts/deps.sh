@@ -11,7 +11,7 @@ set -euo pipefail
 # (plugins-good decodes and encodes MP3); tshark runs the protocol dissector.
 packages=(cmake ninja-build g++ clang pkg-config libgtest-dev libgmock-dev
           libbenchmark-dev libicu-dev valgrind libmimalloc-dev libjemalloc-dev
-          libpugixml-dev libtinyxml2-dev libclang-rt-14-dev ccache
+          libpugixml-dev libtinyxml2-dev libclang-rt-14-dev ccache clang-format
           libglm-dev libx11-dev xvfb xclip xdotool
           libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
           gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools
