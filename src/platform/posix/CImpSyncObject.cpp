@@ -2,25 +2,6 @@
 
 namespace Trell {
 
-namespace {
-
-// Tries before sleeping: the library's locks guard a few list or table
-// updates, far shorter than a futex sleep and wake-up, so a waiter that
-// arrives while the holder is inside usually gets the lock within these.
-// The bound stays small so that a preempted holder costs little spinning.
-const int LOCK_SPIN_TRIES = 20;
-
-inline void cpuRelax()
-{
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#elif defined(__aarch64__) || defined(__arm__)
-    __asm__ __volatile__("yield");
-#endif
-}
-
-} // namespace
-
 CImpSyncObject::CImpSyncObject()
 {
     pthread_mutexattr_t attr;
@@ -37,13 +18,10 @@ CImpSyncObject::~CImpSyncObject()
 
 void CImpSyncObject::lock()
 {
-    // A recursive trylock also succeeds for the holder, so re-entry is
-    // served on the first try.
-    for (int i = 0; i < LOCK_SPIN_TRIES; ++i) {
-        if (pthread_mutex_trylock(&m_mutex) == 0)
-            return;
-        cpuRelax();
-    }
+    // No spinning before the sleep: with producers and a consumer on every
+    // core, waiters that spin on the lock's line slow its holder down and
+    // burn the time they wait for (the message center measured 2.6-3.9 times
+    // the CPU of a std::mutex queue that way).
     pthread_mutex_lock(&m_mutex);
 }
 

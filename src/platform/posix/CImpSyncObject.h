@@ -6,7 +6,7 @@
 
 namespace Trell {
 
-// A recursive pthread mutex that spins briefly before sleeping: the owning
+// A recursive pthread mutex, sleeping when taken by another thread: the owning
 // thread may lock again, as the library's lock contract requires.
 class CImpSyncObject final : public ISyncObject
 {
