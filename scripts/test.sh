@@ -30,7 +30,18 @@ echo "=== preset: win64 (under wine) ==="
 start=$SECONDS
 cmake --preset win64 >/dev/null
 cmake --build --preset win64 -j "$jobs"
+# The prefix is booted before the suite, and one wine server serves the
+# whole suite: a boot still running beside the first test programs, or a
+# server shutting down between two of them, can kill a program starting
+# at that moment.
+export WINEPREFIX="$PWD/build/wineprefix"
+./scripts/wine-run.sh cmd /c exit >/dev/null 2>&1 || true
+wineserver -p
+trap 'wineserver -k 2>/dev/null || true' EXIT
 ctest --preset win64
+wineserver -k 2>/dev/null || true
+trap - EXIT
+unset WINEPREFIX
 echo "win64 stage: $((SECONDS - start)) s"
 echo "=== preset: win32 (build and link) ==="
 start=$SECONDS

@@ -31,14 +31,21 @@ const unsigned int DATA = 31;
 const unsigned int USER = 50;
 
 // Another thread must be able to take the center's lock from inside a
-// callback; it could not if the caller still held it. Detached, so a
-// deadlock fails the test instead of hanging it.
+// callback; it could not if the caller still held it. Joined when it got
+// the lock; detached only on a deadlock, which fails the test instead of
+// hanging it. (Detaching every probe is not an option: under wine, a thread
+// detached at once may never run on a loaded machine.)
 bool lockIsFree(CMessageCenter* pCenter)
 {
     std::packaged_task<unsigned int()> task([pCenter] { return pCenter->getMessageCount(); });
     std::future<unsigned int> result = task.get_future();
-    std::thread(std::move(task)).detach();
-    return result.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+    std::thread probe(std::move(task));
+    const bool bFree = result.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+    if (bFree)
+        probe.join();
+    else
+        probe.detach();
+    return bFree;
 }
 
 // Counts the announcements (when probing, those made with the center's lock
