@@ -36,6 +36,7 @@ cmake --build --preset win64 -j "$jobs"
 # at that moment.
 export WINEPREFIX="$PWD/build/wineprefix"
 ./scripts/wine-run.sh cmd /c exit >/dev/null 2>&1 || true
+wineserver -w # the boot's own server goes first: a second one refuses to start
 wineserver -p
 trap 'wineserver -k 2>/dev/null || true' EXIT
 ctest --preset win64
