@@ -33,11 +33,13 @@ cmake --build --preset win64 -j "$jobs"
 # The prefix is booted before the suite, and one wine server serves the
 # whole suite: a boot still running beside the first test programs, or a
 # server shutting down between two of them, can kill a program starting
-# at that moment.
+# at that moment. The server's first program starts wine's background
+# services, which keep its output open: that one writes to /dev/null.
 export WINEPREFIX="$PWD/build/wineprefix"
 ./scripts/wine-run.sh cmd /c exit >/dev/null 2>&1 || true
 wineserver -w # the boot's own server goes first: a second one refuses to start
 wineserver -p
+./scripts/wine-run.sh cmd /c exit >/dev/null 2>&1 || true
 trap 'wineserver -k 2>/dev/null || true' EXIT
 ctest --preset win64
 wineserver -k 2>/dev/null || true
