@@ -27,10 +27,8 @@ TEST(CMath, RoundingTruncatesTowardZeroFirst)
 {
     // x, round, roundUp, roundDown. Beyond the int range and NaN give INT_MIN.
     const std::tuple<float, int, int, int> rows[] = {{3.0f, 3, 4, 3},
-                                                     {2.0f, 2, 3, 2},
                                                      {2.5f, 3, 3, 2},
                                                      {-2.5f, -2, -1, -2},
-                                                     {-1.6f, -1, 0, -1},
                                                      {-1.5f, -1, 0, -1},
                                                      {-0.4f, 0, 1, 0},
                                                      {3e9f, INT_MIN, INT_MIN + 1, INT_MIN},

@@ -31,7 +31,6 @@ TEST(CRectangle, EdgesCountTheLastPixel)
     const std::array<long long, 9> rows[] = {
         {0, 0, 10, 10, 9, 9, 5, 5, 0},
         {10, 10, 0, 5, 10, 14, 10, 12, 1},
-        {-5, 3, 1, 7, -5, 9, -5, 6, 0},
         {4, 4, 3, 0, 6, 4, 5, 4, 1},
         {INT_MAX, 0, 3, 1, INT_MIN + 1, 0, INT_MIN, 0, 0}}; // wraps as 32-bit sums do
     for (const auto& r : rows) {
