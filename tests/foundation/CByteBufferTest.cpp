@@ -90,7 +90,6 @@ TEST(CByteBuffer, ShortReadsConsumeTheRestAndYieldZero)
     } cases[] = {
         {1, [](CByteBuffer& b) { return double(b.readSHORT()); }},
         {3, [](CByteBuffer& b) { return double(b.readUINT()); }},
-        {3, [](CByteBuffer& b) { return double(b.readFLOAT()); }},
         {7, [](CByteBuffer& b) { return b.readDOUBLE(); }},
     };
     CByteBuffer b(0, 8);
