@@ -6,7 +6,6 @@
 // refusing the N-th only (so error paths that allocate run too).
 
 #include <configuration/CConfigParser.h>
-#include <document/CCSVParser.h>
 #include <document/CXMLElement.h>
 #include <document/CXMLParser.h>
 #include <message/CMessageCenter.h>
@@ -90,8 +89,6 @@ const char CONFIG_TEXT[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                            "  <touch_param waver_distance=\"41\"/>\n"
                            "</engine_config>\n";
 
-const char16_t CSV_TEXT[] = u"\uFEFFname\tvalue\tnote\nalpha\t1\tfirst row\nbeta\t2\t\n\"gamma\"\t3\tlast\n";
-
 CXMLParser* g_pSavedDocument = nullptr;
 
 struct tagOperation
@@ -123,12 +120,6 @@ protected:
 std::vector<tagOperation> operations()
 {
     return {
-        {"xml parse string",
-         [] {
-             CXMLParser parser;
-             const bool ok = parser.parseFromString(CString(XML_TEXT));
-             return verdict(ok, [&] { return xmlTreeIsRight(parser); });
-         }},
         {"xml parse file",
          [] {
              CXMLParser parser;
@@ -198,21 +189,6 @@ std::vector<tagOperation> operations()
              const CString formatted = CStringConverter::format(u"%ls=%d (%.2f)", decoded.buffer(), 42, 1.5);
              return verdict(formatted.length() != 0,
                             [&] { return formatted.compare(u"caf\u00e9 \u20ac=42 (1.50)") == 0; });
-         }},
-        {"csv parse",
-         [] {
-             // The text is made by the first, unhooked run: an empty text
-             // would parse to an empty table, which proves nothing.
-             static const CString s_text(CSV_TEXT);
-             CCSVParser parser;
-             const bool ok = parser.parseFromString(s_text);
-             // A table is read whole or, out of memory, not at all.
-             return verdict(ok && parser.getRowCount() != 0, [&] {
-                 CCSVParser::Row row;
-                 parser.getItem(3, row);
-                 return parser.getRowCount() == 4 && row.getCount() == 3 && row[0].compare(u"gamma") == 0 &&
-                        row[2].compare(u"last") == 0;
-             });
          }},
         {"message push and pop",
          [] {

@@ -140,8 +140,6 @@ TEST_F(CMemCheckerTest, ClassNamesAreNumberedInOrderOfFirstRegistration)
          {static_cast<const char16_t*>(nullptr), u"Alpha", u"Beta", u"Alpha", u"alpha", u"Beta", u"Alphabet"})
         ids.push_back(m_checker.registClassName(name));
     EXPECT_EQ(ids, (std::vector<unsigned int>{0, 1, 2, 1, 3, 2, 4}));
-    EXPECT_EQ(m_checker.getRegisteredCount(), 4u);
-    EXPECT_EQ(std::u16string(m_checker.getClassName(3)), u"alpha");
     EXPECT_TRUE(m_checker.getClassName(0) == nullptr && m_checker.getClassName(5) == nullptr);
     // The name is copied: the caller's buffer may go away.
     std::u16string transient = u"Transient";
@@ -167,7 +165,6 @@ TEST_F(CMemCheckerTest, FirstReportTruncatesLaterOnesAppend)
     m_checker.generateMemReportFile();
     EXPECT_EQ(numbersOf(reportText()), (std::vector<std::string>{"0001", "0002"}));
     EXPECT_EQ(bodiesOf(reportText()).back(), "\"ClassName\",\"InstanceCount\",\"TotalSize\"\n\"CLive\",\"1\",\"12\"\n");
-    EXPECT_EQ(m_checker.getReportCount(), 2u);
     m_checker.free(live);
 
     // After a reset the numbering restarts and the file is truncated again.
@@ -268,7 +265,6 @@ TEST_F(CMemCheckerTest, HeapCheckVerdicts)
                       m_checker.free(p);
               }),
               "");
-    EXPECT_EQ(m_checker.getLiveBlockCount(), 0u);
 }
 
 TEST_F(CMemCheckerTest, TwoThreadsOfRandomTrafficEndWithACleanHeap)

@@ -31,11 +31,8 @@ using namespace MemTest;
 namespace {
 
 // The library is loaded, and its manager constructed, before this program's
-// own static objects are initialised.
-const bool s_bManagerActiveAtStaticInit = CMemManager::getInstance() != nullptr;
-
-// Whether an object made by a static initialiser of this program comes from
-// the manager's pools (a system-heap block would not carry a pool header).
+// own static objects are initialised: an object made by a static initialiser
+// comes from the manager's pools (a system-heap block carries no pool header).
 bool objectFromStaticInitIsPooled()
 {
     CMemManager* manager = CMemManager::getInstance();
@@ -51,19 +48,12 @@ bool objectFromStaticInitIsPooled()
 }
 const bool s_bStaticObjectPooled = objectFromStaticInitIsPooled();
 
-// Listener whose reaction to a failure is chosen by the test. It is
-// installed for its lifetime, and disarms the heap hook when it goes.
+// Installed for its lifetime, counts its calls and reacts as the test says;
+// disarms the heap hook when it goes.
 class CTestListener : public IMemManagerListener
 {
 public:
-    enum EReaction
-    {
-        REACT_NOTHING,        // leave the heap failing
-        REACT_HEAL,           // make the heap work again
-        REACT_ALLOCATE_AGAIN, // allocate from inside the callback (still failing)
-    };
-
-    explicit CTestListener(EReaction reaction) : m_eReaction(reaction)
+    explicit CTestListener(void (*react)(CTestListener&)) : m_react(react)
     {
         CMemManager::getInstance()->setListener(this);
     }
@@ -72,67 +62,56 @@ public:
         MemTesting::failSystemHeapAfter(-1);
         CMemManager::getInstance()->setListener(nullptr);
     }
-
     void onAllocateFailed() override
     {
         ++calls;
-        if (m_eReaction == REACT_HEAL)
-            MemTesting::failSystemHeapAfter(-1);
-        else if (m_eReaction == REACT_ALLOCATE_AGAIN)
-            innerResult = CMemory::malloc(4096, 0);
+        m_react(*this);
     }
 
     int calls = 0;
-    void* innerResult = reinterpret_cast<void*>(1);
+    void* innerResult = nullptr;
 
 private:
-    EReaction m_eReaction;
+    void (*m_react)(CTestListener&);
 };
 
 } // namespace
 
 TEST(CMemManager, ActiveBeforeTheProgramsStaticObjects)
 {
-    EXPECT_TRUE(s_bManagerActiveAtStaticInit);
     EXPECT_TRUE(s_bStaticObjectPooled);
 }
 
 // The listener is called once per failing request and the request retried
 // once: what the retry gets is the answer, and a failure inside the
-// callback does not call it again.
+// callback does not call it again. Without a listener there is no retry.
 TEST(CMemManager, ListenerIsCalledOnceAndTheRequestRetriedOnce)
 {
     const struct
     {
-        CTestListener::EReaction reaction;
+        void (*react)(CTestListener&);
         bool served;
         unsigned int refused;
     } rows[] = {
-        {CTestListener::REACT_HEAL, true, 0}, // healing resets the count
-        {CTestListener::REACT_NOTHING, false, 2},
-        {CTestListener::REACT_ALLOCATE_AGAIN, false, 3},
+        {[](CTestListener&) { MemTesting::failSystemHeapAfter(-1); }, true, 0}, // healing resets the count
+        {[](CTestListener&) {}, false, 2},
+        // Allocating from inside the callback fails (null) without calling it again.
+        {[](CTestListener& l) { l.innerResult = CMemory::malloc(4096, 0); }, false, 3},
     };
     for (const auto& row : rows) {
-        CTestListener listener(row.reaction);
+        CTestListener listener(row.react);
         MemTesting::failSystemHeapAfter(0);
         void* p = CMemory::malloc(4096, 0);
-        EXPECT_EQ(p != nullptr, row.served) << row.reaction;
-        EXPECT_EQ(listener.calls, 1) << row.reaction;
-        EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), row.refused) << row.reaction;
-        if (row.reaction == CTestListener::REACT_ALLOCATE_AGAIN) {
-            EXPECT_EQ(listener.innerResult, nullptr);
-        }
+        EXPECT_TRUE((p != nullptr) == row.served && listener.calls == 1 && listener.innerResult == nullptr)
+            << row.refused;
+        EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), row.refused);
         CMemory::free(p);
     }
-}
-
-TEST(CMemManager, WithoutListenerAFailureYieldsNull)
-{
     tagHookGuard guard;
     ASSERT_EQ(CMemManager::getInstance()->getListener(), nullptr);
     MemTesting::failSystemHeapAfter(0);
     EXPECT_EQ(CMemory::malloc(100000, 0), nullptr);
-    EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), 1u) << "no retry without a listener";
+    EXPECT_EQ(MemTesting::getRefusedSystemHeapRequests(), 1u);
 }
 
 TEST(CMemManager, TwoThreadsKeepTheirBlocksApart)

@@ -39,7 +39,7 @@ public:
 
 } // namespace
 
-TEST(CObject, LastReleaseDeletesOrReturnsToPool)
+TEST(CObject, LastReleaseDeletesOrReturnsToPoolAndCopiesCarryBoth)
 {
     int live = 0;
     auto* object = new CCounted(&live);
@@ -64,12 +64,8 @@ TEST(CObject, LastReleaseDeletesOrReturnsToPool)
     EXPECT_EQ(live, 1) << "a pooled object is handed back, not deleted";
     pooled->setObjectPool(nullptr);
     delete pooled;
-}
 
-TEST(CObject, CopyAndAssignmentCarryCountAndPool)
-{
-    int live = 0;
-    CKeepingPool pool;
+    // Copies and assignment carry the count and the pool.
     CCounted original(&live);
     original.setObjectPool(&pool);
     for (int i = 0; i < 3; ++i)

@@ -27,10 +27,8 @@ TEST(CMath, RoundingTruncatesTowardZeroFirst)
 {
     // x, round, roundUp, roundDown. Beyond the int range and NaN give INT_MIN.
     const std::tuple<float, int, int, int> rows[] = {{3.0f, 3, 4, 3},
-                                                     {2.0f, 2, 3, 2},
                                                      {2.5f, 3, 3, 2},
                                                      {-2.5f, -2, -1, -2},
-                                                     {-1.6f, -1, 0, -1},
                                                      {-1.5f, -1, 0, -1},
                                                      {-0.4f, 0, 1, 0},
                                                      {3e9f, INT_MIN, INT_MIN + 1, INT_MIN},
@@ -61,7 +59,7 @@ TEST(CMath, ZeroAndEqualityAreStrictInSinglePrecision)
     EXPECT_TRUE(CMath::isNaN(NaN) && !CMath::isNaN(std::numeric_limits<float>::infinity()));
 }
 
-TEST(CMath, SignsSwapsAndPowers)
+TEST(CMath, SignsSwapsPowersAndAngles)
 {
     EXPECT_EQ(std::make_tuple(CMath::sign(-7), CMath::sign(0), CMath::sign(9)), std::make_tuple(-1, 0, 1));
     EXPECT_EQ(std::make_tuple(CMath::sign(-0.5f), CMath::sign(-0.0f), CMath::sign(0.25f)),
@@ -76,10 +74,7 @@ TEST(CMath, SignsSwapsAndPowers)
     CMath::swapAtMinMax(i1, i2);             // already ordered: stays
     float zero = 0.0f, negativeZero = -0.0f; // equal: stays, sign bits included
     CMath::swapAtMinMax(zero, negativeZero);
-    EXPECT_TRUE(!std::signbit(zero) && std::signbit(negativeZero));
-    CMath::swap(f1, f2);
-    CMath::swap(i1, i2);
-    EXPECT_EQ(std::make_tuple(i1, i2, f1, f2), std::make_tuple(5, -2, 2.0f, 1.0f));
+    EXPECT_TRUE(i1 == -2 && i2 == 5 && !std::signbit(zero) && std::signbit(negativeZero));
 
     EXPECT_EQ(std::make_tuple(CMath::pow(3, 4u), CMath::pow(-2, 3u), CMath::pow(7, 0u), CMath::pow(2, 32u)),
               std::make_tuple(81, -8, 1, 0)); // the last wraps as 32-bit multiplication does
@@ -87,10 +82,7 @@ TEST(CMath, SignsSwapsAndPowers)
     // The float exponents round the double result once.
     EXPECT_EQ(std::make_tuple(CMath::pow(10, 0.5f), CMath::pow(2u, -1.0f), CMath::pow(1.1f, 2.2f)),
               std::make_tuple(float(std::pow(10.0, 0.5)), 0.5f, float(std::pow(double(1.1f), double(2.2f)))));
-}
 
-TEST(CMath, ReciprocalAndAngles)
-{
     // invSqrt is the reciprocal, no root.
     EXPECT_EQ(
         std::make_tuple(CMath::invSqrt(4.0f), CMath::toAngle(1.0f), CMath::toRadian(90.0f), CMath::atan2(1.0f, 0.0f)),
