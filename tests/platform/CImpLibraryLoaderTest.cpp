@@ -35,7 +35,6 @@ TEST(CImpLibraryLoader, LoadsAModuleAndCallsItsEntryPoint)
         int* pEntry = static_cast<int*>(loader->getEntryInstance(pHandle));
         ASSERT_NE(pEntry, nullptr);
         EXPECT_EQ(*pEntry, 4242);
-        EXPECT_EQ(loader->getEntryInstance(pHandle), pEntry);
         loader->unloadLibrary(pHandle);
     }
 }
@@ -47,7 +46,6 @@ TEST(CImpLibraryLoader, NoEntryPointOrNoModuleGivesNull)
     ASSERT_NE(pHandle, nullptr);
     EXPECT_EQ(loader->getEntryInstance(pHandle), nullptr);
     loader->unloadLibrary(pHandle);
-    EXPECT_EQ(loader->loadLibrary(CString()), nullptr);
     EXPECT_EQ(loader->loadLibrary(CString(u"")), nullptr);
     EXPECT_EQ(loader->loadLibrary(CString(u"/no/such/module.so")), nullptr);
     // A file that is no module at all: this test's source.
