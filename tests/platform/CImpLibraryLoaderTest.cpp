@@ -12,19 +12,9 @@
 
 using namespace Trell;
 
-namespace {
-
-std::unique_ptr<ILibraryLoader> makeLoader()
+TEST(CImpLibraryLoader, LoadsAModuleAndCallsItsEntryPointOrGivesNull)
 {
-    return std::unique_ptr<ILibraryLoader>(PlatformImp::createLibraryLoader());
-}
-
-} // namespace
-
-TEST(CImpLibraryLoader, LoadsAModuleAndCallsItsEntryPoint)
-{
-    auto loader = makeLoader();
-    ASSERT_TRUE(loader);
+    std::unique_ptr<ILibraryLoader> loader(PlatformImp::createLibraryLoader());
     // Windows-style separators name the same module.
     std::string windows = ECS_TEST_MODULE;
     std::replace(windows.begin(), windows.end(), '/', '\\');
@@ -37,15 +27,11 @@ TEST(CImpLibraryLoader, LoadsAModuleAndCallsItsEntryPoint)
         EXPECT_EQ(*pEntry, 4242);
         loader->unloadLibrary(pHandle);
     }
-}
-
-TEST(CImpLibraryLoader, NoEntryPointOrNoModuleGivesNull)
-{
-    auto loader = makeLoader();
     void* pHandle = loader->loadLibrary(toCString(ECS_TEST_MODULE_NOENTRY));
     ASSERT_NE(pHandle, nullptr);
     EXPECT_EQ(loader->getEntryInstance(pHandle), nullptr);
     loader->unloadLibrary(pHandle);
+    EXPECT_EQ(loader->loadLibrary(CString()), nullptr);
     EXPECT_EQ(loader->loadLibrary(CString(u"")), nullptr);
     EXPECT_EQ(loader->loadLibrary(CString(u"/no/such/module.so")), nullptr);
     // A file that is no module at all: this test's source.

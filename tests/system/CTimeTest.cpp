@@ -36,7 +36,6 @@ TEST(CTime, FieldsAreClamped)
     CTime t;
     EXPECT_EQ(fields(t), "1-1-1 0:0:0.0");
     EXPECT_TRUE(t.isZeroDate());
-    EXPECT_EQ(t.getDayOfWeek(), 1u) << "0001-01-01 is a Monday";
     EXPECT_FALSE(CTime(1, 1, 1, 0, 0, 0, 1).isZeroDate() || CTime(2021, 1, 1).isZeroDate());
     const std::pair<CTime, const char*> clamped[] = {{CTime(2021, 2, 30, 25, 61, 61, 1500), "2021-2-28 23:59:59.999"},
                                                      {CTime(0, 0, 0, 0, 0, 0, 0), "1-1-1 0:0:0.0"},
