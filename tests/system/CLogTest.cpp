@@ -257,8 +257,6 @@ TEST_F(LogTest, WithoutConfigurationDefaultsApplyAndNoneIsCreated)
         CLogEngine::error2(u"e");
         return testing::internal::GetCapturedStdout();
     };
-    CLog::initialize(); // nothing to open
-    EXPECT_FALSE(CLogProbe::hasFile());
     EXPECT_EQ(logEach(), DEFAULT_LINES);
     EXPECT_EQ(m_outer.lines().size(), 3u);
     // A log call on some thread must not create the unlocked singleton.
