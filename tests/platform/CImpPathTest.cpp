@@ -30,9 +30,7 @@ TEST(CImpPath, GenerateAbsolutePathCombinesLexically)
     } const cases[] = {
         {u"C:/p", u"x\\y.xml", u"C:/p/x/y.xml"},
         {u"C:\\p\\", u"x\\y.xml", u"C:/p/x/y.xml"},
-        {u"/home/u/project", u"res/a.png", u"/home/u/project/res/a.png"},
         {u"/home/u/project/", u"./res/../img/a.png", u"/home/u/project/img/a.png"},
-        {u"/home/u/project", u"../other/a.png", u"/home/u/other/a.png"},
         {u"/a", u"../../../b", u"/b"},
         {u"C:/", u"..\\x", u"C:/x"},
         {u"/a//b", u"c//d/", u"/a/b/c/d/"},
@@ -58,13 +56,10 @@ TEST(CImpPath, GenerateRelativePathNeedsASharedRoot)
         const char16_t* expected;
     } const cases[] = {
         {u"C:/a/b/c", true, u"C:/a/d/e.txt", u"../../d/e.txt"},
-        {u"C:\\a\\b\\c", true, u"C:\\a\\d\\e.txt", u"../../d/e.txt"},
         {u"C:/a/b/c.xml", false, u"C:/a/d/e.txt", u"../d/e.txt"},
-        {u"C:/a", true, u"C:/a/b/c.txt", u"./b/c.txt"},
         {u"c:/a", true, u"C:/a/x.txt", u"./x.txt"},
         {u"/home/u/p/proj.xml", false, u"/home/u/p/res/a.png", u"./res/a.png"},
         {u"/home/u/p", true, u"/home/u", u".."},
-        {u"/home/u/p", true, u"/home", u"../.."},
         {u"/home/u/p", true, u"/home/u/p", u"."},
 #ifdef _WIN32
         {u"/home/u/p", true, u"/home/U/p/x", u"./x"}, // Windows folder names ignore case

@@ -3,18 +3,17 @@
 #include <platform/IPlayerMP3.h>
 #include <platform/ISystem.h>
 #include <platform/PlatformImp.h>
-#include <system/CLog.h>
-#include <system/ILogOuter.h>
 #include <text/CString.h>
 
+#include "support/ChildProcess.h"
 #include "support/WaitUntil.h"
+#include "system/TempFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -24,62 +23,7 @@ using namespace Trell;
 
 namespace {
 
-std::u16string wide(const CString& strText)
-{
-    return strText.buffer() ? std::u16string(strText.buffer(), strText.length()) : std::u16string();
-}
-
-CString text(const std::u16string& strText)
-{
-    return CString(strText.c_str(), static_cast<unsigned int>(strText.size()));
-}
-
-std::u16string ascii(const std::string& strText)
-{
-    return std::u16string(strText.begin(), strText.end());
-}
-
 const std::u16string CHILD = u"\"" + ascii(ECS_TEST_CHILD) + u"\"";
-
-// A folder of its own for the case, removed with everything in it.
-class CFolder
-{
-public:
-    CFolder()
-        : m_path(std::filesystem::temp_directory_path() /
-                 ("ecs-system-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++s_iCount)))
-    {
-        std::filesystem::create_directories(m_path);
-    }
-    ~CFolder() { std::filesystem::remove_all(m_path); }
-    // The path with "/" separators, as the child's gate takes it.
-    std::string path(const std::string& strName) const { return (m_path / strName).generic_string(); }
-
-private:
-    static inline int s_iCount = 0;
-    std::filesystem::path m_path;
-};
-
-class CLogLines : public ILogOuter
-{
-public:
-    CLogLines() { CLog::setLogOuter(this); }
-    ~CLogLines() override { CLog::setLogOuter(nullptr); }
-    void outputLog(const CString&, const CString&, const CString& message) override
-    {
-        std::lock_guard<std::mutex> guard(m_mutex);
-        m_lines.push_back(wide(message));
-    }
-    std::vector<std::u16string> take()
-    {
-        std::lock_guard<std::mutex> guard(m_mutex);
-        return std::move(m_lines);
-    }
-
-private:
-    std::mutex m_mutex;
-    std::vector<std::u16string> m_lines;
-};
 
 std::u16string capture(ISystem& system, const std::u16string& strCommand, bool bWait)
 {
@@ -94,8 +38,8 @@ TEST(CImpSystemWin32, CapturedOutputIsOneBoundedRead)
 {
     std::unique_ptr<ISystem> pSystem(PlatformImp::createSystem());
     ASSERT_TRUE(pSystem);
-    CFolder folder;
-    const std::u16string strHold = CHILD + u" hold " + ascii(folder.path("gate"));
+    CTempFolder folder;
+    const std::u16string strHold = CHILD + u" hold " + ascii(folder.native("gate"));
     const struct
     {
         std::u16string command;
@@ -113,18 +57,18 @@ TEST(CImpSystemWin32, CapturedOutputIsOneBoundedRead)
     };
     for (const auto& c : aCases)
         EXPECT_EQ(capture(*pSystem, c.command, c.wait), c.output) << std::string(c.command.begin(), c.command.end());
-    std::ofstream(folder.path("gate")).put('\n');
+    std::ofstream(folder.native("gate")).put('\n');
 }
 
 TEST(CImpSystemWin32, StartProcessWaitsOnlyWhenAsked)
 {
     std::unique_ptr<ISystem> pSystem(PlatformImp::createSystem());
-    CFolder folder;
-    const std::string strGate = folder.path("gate");
-    const std::string strRecord = folder.path("record");
+    CTempFolder folder;
+    const std::string strGate = folder.native("gate");
+    const std::string strRecord = folder.native("record");
     // The child writes its arguments to the record file named in its
     // environment, which it inherits from this process.
-    _putenv_s("ECS_CHILD_RECORD", strRecord.c_str());
+    CEnvironment record("ECS_CHILD_RECORD", strRecord.c_str());
     pSystem->startProcess(text(ascii(ECS_TEST_CHILD)), text(u"hold " + ascii(strGate)), false, false);
     // Returned while the child holds.
     EXPECT_FALSE(std::filesystem::exists(strRecord));
@@ -133,13 +77,9 @@ TEST(CImpSystemWin32, StartProcessWaitsOnlyWhenAsked)
     std::filesystem::remove(strRecord);
     // Waited for; the path and the parameters each go in quotes: one argument.
     pSystem->startProcess(text(ascii(ECS_TEST_CHILD)), text(u"a b"), true, true);
-    std::ifstream record(strRecord);
-    std::vector<std::string> aryLines;
-    for (std::string strLine; std::getline(record, strLine);)
-        aryLines.push_back(strLine);
+    const std::vector<std::string> aryLines = readLines(strRecord);
     ASSERT_EQ(2u, aryLines.size());
     EXPECT_EQ("a b", aryLines[1]);
-    _putenv_s("ECS_CHILD_RECORD", "");
 }
 
 TEST(CImpSystemWin32, ClipboardKeepsTheLastText)
@@ -156,7 +96,7 @@ TEST(CImpSystemWin32, ClipboardKeepsTheLastText)
 
 TEST(CImpPlayerMP3Win32, AFileThatCannotOpenLeavesNothingLoaded)
 {
-    CLogLines log;
+    CLogRecorder log;
     std::unique_ptr<IPlayerMP3> pPlayer(PlatformImp::createPlayerMP3());
     EXPECT_FALSE(pPlayer->load(CString(u"C:\\no\\such\\file.mp3")));
     EXPECT_FALSE(pPlayer->isLoaded());
@@ -167,5 +107,5 @@ TEST(CImpPlayerMP3Win32, AFileThatCannotOpenLeavesNothingLoaded)
     pPlayer->stop();
     const std::vector<std::u16string> aryLines = log.take();
     ASSERT_EQ(1u, aryLines.size());
-    EXPECT_EQ(0u, aryLines[0].find(u"MP3 player: opening the file failed (MCI error "));
+    EXPECT_EQ(0u, aryLines[0].find(u"Warning|MP3 player: opening the file failed (MCI error "));
 }

@@ -106,16 +106,6 @@ void disconnect(ISystem& system)
 
 } // namespace
 
-TEST(Clipboard, WithoutADisplayTheTextStaysInTheProcess)
-{
-    CEnvironment noDisplay("DISPLAY", nullptr);
-    std::unique_ptr<ISystem> pSystem(PlatformImp::createSystem());
-    pSystem->writeToClipboard(CString(u"local \U0001F600"));
-    pSystem->writeToClipboard(CString(u""));
-    pSystem->writeToClipboard(CString());
-    EXPECT_EQ(wide(pSystem->readFromClipboard()), u"local \U0001F600");
-}
-
 TEST(Clipboard, RoundTripsWithAnotherXClientInBothDirections)
 {
     CReaper reaper("clipboard round trip");

@@ -6,7 +6,6 @@
 //   signal <event>                  opens, notifies, closes
 //   pingpong <ping> <pong>          notifies <ping>, waits up to 60 s on <pong>
 //   hold <event> <ready>            opens <event>, notifies <ready>, waits on <event> for ever
-//   openexit <event>                opens <event> and _exits without closing
 //   rally <ping> <pong> <rounds>    per round waits on <ping> and notifies <pong>
 //   churn <a> <b> <rounds>          per round opens and closes <a> and <b>
 //   holdmutex <mutex> <ready> <ms>  locks, notifies <ready>, unlocks after <ms> (0: never)
@@ -99,9 +98,6 @@ int main(int argc, char** argv)
         tagEvent event(argv[2]);
         tagEvent(argv[3]).notify();
         event.wait(0);
-    } else if (mode == "openexit" && argc == 3) {
-        tagEvent event(argv[2]);
-        _exit(0);
     } else if (mode == "rally" && argc == 5) {
         tagEvent ping(argv[2]), pong(argv[3]);
         for (int i = 0; i < iRounds; ++i) {

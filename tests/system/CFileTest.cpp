@@ -33,10 +33,8 @@ TEST(CFile, WriteThenReadSeekAndSize)
     ASSERT_TRUE(file.open(temp.path("data.bin"), false));
     EXPECT_TRUE(writeAll(file, "hello world"));
     ASSERT_TRUE(file.open(temp.path("data.bin"), true)) << "opening again closes the written stream";
-    EXPECT_EQ(file.getFileSize(), 11u);
-    EXPECT_FALSE(file.isEmpty());
-    EXPECT_EQ(readSome(file, 5), "hello");
     EXPECT_EQ(file.getFileSize(), 11u) << "the size query keeps the position";
+    EXPECT_EQ(readSome(file, 5), "hello");
     EXPECT_EQ(readSome(file, 6), " world");
     EXPECT_EQ(readSome(file, 1), "<failed>") << "only a whole transfer counts";
     file.seekTo(-5, CFile::SEEK_TYPE_END);
