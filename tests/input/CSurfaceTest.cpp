@@ -50,7 +50,6 @@ TEST_F(Surface, InstancesGrowAndAreFoundByName)
     ASSERT_TRUE(loadConfiguration(kSurfaces));
     EXPECT_EQ(CSurface::getSurfaceByByName(CString(u"popup")), pOne);
     EXPECT_EQ(CSurface::getSurfaceByByName(CString(u"main")), CSurface::s_aryInstance.getAt(0));
-    EXPECT_EQ(CSurface::getSurfaceByByName(CString(u"Main")), nullptr);
     CSurface::deleteInstance();
     EXPECT_EQ(CSurface::s_aryInstance.getCount() + factory.getLiveCount(), 0u);
 }

@@ -289,7 +289,6 @@ TEST(CStringConverterEscape, EmptyAndNullInputs)
     // A table with any part missing counts as no table: a plain copy both ways.
     const char16_t* const* noReplacements = nullptr;
     const std::tuple<unsigned int, const char16_t*, const char16_t* const*, const unsigned int*> tables[] = {
-        {0, nullptr, nullptr, nullptr},
         {4, nullptr, s_replacements, s_lengths},
         {4, s_chars, noReplacements, s_lengths},
         {4, s_chars, s_replacements, nullptr}};

@@ -220,8 +220,6 @@ TEST(CString, QueriesAnswerOutOfRangeAndNullAsDocumented)
               (std::vector<int>{4, -1, -1, -1, -1, 3, -1, 1, 0, 0}));
     EXPECT_TRUE(h.startWith(u"He") && h.startWithIC(CString(u"HELLO")) && h != u"hello");
     EXPECT_FALSE(h.startWith(u"he") || h.startWith(CString()) || null.startWith(u"a"));
-    EXPECT_TRUE(h < CString(u"Help") && CString(u"b") > CString(u"a"));
-    EXPECT_TRUE(CString() <= CString(u"") && CString(u"") >= CString());
 }
 
 // --- editing ------------------------------------------------------------------------
