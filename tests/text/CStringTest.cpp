@@ -247,11 +247,13 @@ TEST(CString, EditsGiveExactWellFormedTexts)
         {"sub past the length", u"abc", [](CString& s) { s = s.subString(7, 1); }, nullptr},
         {"sub to the end", u"abc", [](CString& s) { s = s.subString(1, 0); }, u"bc"},
         {"sub past the end", u"abc", [](CString& s) { s = s.subString(1, 99); }, u"bc"},
+        {"sub inside", u"abc", [](CString& s) { s = s.subString(1, 1); }, u"b"},
         {"sub of null", nullptr, [](CString& s) { s = s.subString(0, 1); }, nullptr},
         {"null + null", nullptr, [](CString& s) { s = s + CString(); }, nullptr},
         {"empty + null", u"", [](CString& s) { s = s + CString(); }, nullptr},
         {"text + text", u"ab", [](CString& s) { s = s + u"cd"; }, u"abcd"},
         {"null + text", nullptr, [](CString& s) { s = s + u"cd"; }, u"cd"},
+        {"text + null", u"ab", [](CString& s) { s = s + CString(); }, u"ab"},
         {"delete to past the end", u"abc", [](CString& s) { s.deleteString(1, 99); }, u"a"},
         {"delete inside", u"abcdef", [](CString& s) { s.deleteString(1, 2); }, u"adef"},
         {"delete at the end", u"adef", [](CString& s) { s.deleteString(4, 1); }, u"adef"},
@@ -283,6 +285,7 @@ TEST(CString, EditsGiveExactWellFormedTexts)
         // VT and NBSP are not blanks.
         {"trim blank end", blanks, [](CString& s) { s.trimBlank(false, true); }, u" \t\r\na b\x000B\x00A0"},
         {"trim blank neither", blanks, [](CString& s) { s.trimBlank(false, false); }, blanks},
+        {"trim blank all", u" \t ", [](CString& s) { s.trimBlank(true, true); }, u""},
         {"trim blank null", nullptr, [](CString& s) { s.trimBlank(true, true); }, nullptr},
     };
     for (const tagEdit& e : edits) {
