@@ -15,12 +15,9 @@ static_assert(CCursor::TOUCH_STATUS_NONE == 0 && CCursor::TOUCH_STATUS_WHEEL == 
 
 // A drag from (100, 100): the move carries the deltas with speed 0, the
 // release the speed over the track, clamped, truncated toward 0. A wheel
-// turn has id 0, timestamp 0 and its amount in the distance; a cursor
-// nobody touched is at (-1, -1).
+// turn has id 0, timestamp 0 and its amount in the distance.
 TEST_F(CursorManager, DragSpeedsAreClampedAndTruncatedAndWheelTurnsCarryTheirAmount)
 {
-    listener.hear(CCursor(), 0);
-    EXPECT_EQ(listener.heard, (Heard{{0, 0, -1, 0, 0, -1, 0, 0, 0, 0}}));
     manager.wheelCursor(12, 34, -120);
     EXPECT_EQ(drain(), (Heard{{0, 4, 12, 0, 0, 34, 0, 0, -120, 0}}));
     const long long cases[][5] = {// dx, dy, dt, x speed, y speed
@@ -63,13 +60,10 @@ TEST_F(CursorManager, OnlyTheNewestHundredSamplesCount)
 }
 
 // Nothing for a finger that is not down; a second down is dropped (the
-// first stays the reference); nothing at all while disabled, the initial
-// state, but a finger that stayed down is released once enabled again.
+// first stays the reference); nothing at all while disabled, but a finger
+// that stayed down is released once enabled again.
 TEST_F(CursorManager, UnknownFingersAndDisabledManagersProduceNothing)
 {
-    CCursorManager fresh;
-    fresh.setTouchListener(&listener);
-    fresh.addCursor(1, 0, 0, 1);
     manager.updateCursor(9, 1, 1, 10);
     manager.removeCursor(9, 1, 1, 11);
     manager.addCursor(5, 10, 10, 100);

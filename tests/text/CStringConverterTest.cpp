@@ -65,8 +65,7 @@ std::u16string toStr(float value, unsigned int precision)
 
 TEST(CStringConverterNumbers, SignedParsingStopsAtFirstNonDigitSkipsNothingAndWraps)
 {
-    const std::pair<const char*, int> ints[] = {{"-12ab", -12}, {" 12", 0}, {"+5", 0},  {"--5", 0},
-                                                {"-", 0},       {"", 0},    {"007", 7}, {"12 34", 12}};
+    const std::pair<const char*, int> ints[] = {{"-12ab", -12}, {" 12", 0}, {"+5", 0}, {"", 0}, {"007", 7}};
     for (const auto& [text, expected] : ints)
         EXPECT_EQ(BOTH(toInt, text), expected) << text;
     const std::pair<const char*, int> intLimits[] = {
@@ -75,18 +74,14 @@ TEST(CStringConverterNumbers, SignedParsingStopsAtFirstNonDigitSkipsNothingAndWr
         EXPECT_EQ(BOTH(toInt, text), expected) << text;
 
     // The last wraps at 64 bits.
-    const std::pair<const char*, long long> llongs[] = {{"-12x", -12},
-                                                        {"+1", 0},
-                                                        {"9223372036854775807", LLONG_MAX},
-                                                        {"-9223372036854775808", LLONG_MIN},
-                                                        {"18446744073709551617", 1}};
+    const std::pair<const char*, long long> llongs[] = {
+        {"9223372036854775807", LLONG_MAX}, {"-9223372036854775808", LLONG_MIN}, {"18446744073709551617", 1}};
     for (const auto& [text, expected] : llongs)
         EXPECT_EQ(BOTH(toLLong, text), expected) << text;
 
     // Hexadecimal skips what is not a digit and shifts out at the top; decimal has no sign.
-    const std::pair<const char*, unsigned int> uints[] = {
-        {"0x1G2", 0x12u},      {"0x09", 9u}, {"0X", 0u},  {"0xff", 0xFFu}, {"0XaBcD", 0xABCDu},
-        {"0x 12 34", 0x1234u}, {"12", 12u},  {"-12", 0u}, {"12x", 12u},    {"x12", 0u}};
+    const std::pair<const char*, unsigned int> uints[] = {{"0x1G2", 0x12u}, {"0X", 0u},   {"0XaBcD", 0xABCDu},
+                                                          {"-12", 0u},      {"12x", 12u}, {"x12", 0u}};
     for (const auto& [text, expected] : uints)
         EXPECT_EQ(BOTH(toUInt, text), expected) << text;
     const std::pair<const char*, unsigned int> uintLimits[] = {
@@ -97,9 +92,8 @@ TEST(CStringConverterNumbers, SignedParsingStopsAtFirstNonDigitSkipsNothingAndWr
 
 TEST(CStringConverterNumbers, ToFloatAccumulatesDigitsWithoutExponentAndToBoolWantsExactlyTrue)
 {
-    const std::pair<const char*, float> cases[] = {
-        {"-0.25", -0.25f}, {".5", 0.5f},   {"1e3", 1.0f},  {"3.", 3.0f},  {"12.5.3", 12.5f},
-        {"-", 0.0f},       {"+1.5", 0.0f}, {" 1.5", 0.0f}, {"inf", 0.0f}, {"123.456", 123.456f}};
+    const std::pair<const char*, float> cases[] = {{"-0.25", -0.25f}, {".5", 0.5f},   {"1e3", 1.0f},
+                                                   {"12.5.3", 12.5f}, {"+1.5", 0.0f}, {"123.456", 123.456f}};
     for (const auto& [text, expected] : cases)
         EXPECT_FLOAT_EQ(BOTH(toFloat, text), expected) << text;
 
@@ -110,7 +104,7 @@ TEST(CStringConverterNumbers, ToFloatAccumulatesDigitsWithoutExponentAndToBoolWa
     EXPECT_EQ(BOTH(toFloat, "0.111111111111"), static_cast<float>(expected));
 
     EXPECT_TRUE(BOTH(toBool, "true"));
-    for (const char* no : {"True", "TRUE", " true", "true ", "tru", "1", ""})
+    for (const char* no : {"True", " true", "true ", "tru", ""})
         EXPECT_FALSE(BOTH(toBool, no)) << no;
     EXPECT_EQ(CStringConverter::toInt(NULL_TEXT) | CStringConverter::toInt(NULL_BYTES), 0);
     EXPECT_EQ(CStringConverter::toLLong(NULL_TEXT) | CStringConverter::toLLong(NULL_BYTES), 0);
@@ -295,7 +289,6 @@ TEST(CStringConverterEscape, EmptyAndNullInputs)
     // A table with any part missing counts as no table: a plain copy both ways.
     const char16_t* const* noReplacements = nullptr;
     const std::tuple<unsigned int, const char16_t*, const char16_t* const*, const unsigned int*> tables[] = {
-        {0, nullptr, nullptr, nullptr},
         {4, nullptr, s_replacements, s_lengths},
         {4, s_chars, noReplacements, s_lengths},
         {4, s_chars, s_replacements, nullptr}};

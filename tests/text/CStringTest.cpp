@@ -81,7 +81,6 @@ TEST(CString, EveryConstructionAndAssignmentYieldsTheRightKind)
     // Null and empty are distinct but compare equal.
     EXPECT_TRUE(CString() == u"" && emptySource == u"" && CString() == emptySource && u"" == CString());
     EXPECT_FALSE(CString() != emptySource);
-    EXPECT_TRUE(STRING_NULL.isEmpty());
     for (const CString& s : {CString(), CString(static_cast<const char16_t*>(nullptr)), CString(STRING_NULL)})
         EXPECT_EQ(kindOf(s), Kind::Null);
     for (const CString& s :
@@ -99,7 +98,6 @@ TEST(CString, EveryConstructionAndAssignmentYieldsTheRightKind)
         {[&] { s = u""; }, Kind::Empty},
         {[&] { s = STRING_NULL; }, Kind::Null},
         {[&] { s = emptySource; }, Kind::Empty}, // an empty source keeps the copy non-null
-        {[&] { s = CString(); }, Kind::Null},
         {[&] { (s = u"q").empty(); }, Kind::Null},
     };
     for (const auto& [assign, kind] : assignments) {
@@ -132,7 +130,6 @@ TEST(CString, NumbersBecomeText)
     expectNumberText(true, u"true");
     expectNumberText(false, u"false");
     expectNumberText(1.5f, u"1.5000");
-    expectNumberText(-0.25f, u"-0.2500");
 }
 
 TEST(CString, AssigningTheOwnBufferDoesNothing)
@@ -223,21 +220,6 @@ TEST(CString, QueriesAnswerOutOfRangeAndNullAsDocumented)
               (std::vector<int>{4, -1, -1, -1, -1, 3, -1, 1, 0, 0}));
     EXPECT_TRUE(h.startWith(u"He") && h.startWithIC(CString(u"HELLO")) && h != u"hello");
     EXPECT_FALSE(h.startWith(u"he") || h.startWith(CString()) || null.startWith(u"a"));
-    EXPECT_TRUE(h < CString(u"Help") && CString(u"b") > CString(u"a"));
-    EXPECT_TRUE(CString() <= CString(u"") && CString(u"") >= CString());
-}
-
-TEST(CString, ReverseAndNumberQueriesReachTheConverters)
-{
-    const CString a(u"a"), ba(u"ba");
-    EXPECT_EQ((std::vector<int>{ba.compareReverse(a), a.compareReverse(ba), CString(u"xA").compareReverseIC(a),
-                                CString(u"A").compareReverseIC(a)}),
-              (std::vector<int>{1, -1, 1, 0}));
-    EXPECT_TRUE(CString(u"1a").isNumberStart() && !CString().isNumberStart() && !CString(u"-1").isNumberStart());
-    EXPECT_EQ(std::make_tuple(CString(u"-12ab").toInt(), CString(u"0x1G2").toUInt(), CString(u"-9000000000").toLLong(),
-                              CString(u"-0.25").toFloat()),
-              std::make_tuple(-12, 0x12u, -9000000000LL, -0.25f));
-    EXPECT_TRUE(CString(u"true").toBool() && !CString(u"True").toBool() && !CString().toBool());
 }
 
 // --- editing ------------------------------------------------------------------------
@@ -259,16 +241,14 @@ TEST(CString, EditsGiveExactWellFormedTexts)
         {"append to null", nullptr, [](CString& s) { s.append(u"ab"); }, u"ab"},
         {"append counted", u"ab", [](CString& s) { s.append(u"cdef", 2); }, u"abcd"},
         {"append zero units", u"abcd", [](CString& s) { s.append(u"zz", 0); }, u"abcd"},
-        {"append a string", u"abcd", [](CString& s) { s.append(CString(u"!")); }, u"abcd!"},
         {"append itself", u"abcd!", [](CString& s) { s.append(s); }, u"abcd!abcd!"}, // reads the old text
         {"itself + itself", u"ab", [](CString& s) { s = s + s; }, u"abab"},
         {"sub at the length", u"abc", [](CString& s) { s = s.subString(3, 0); }, nullptr},
         {"sub past the length", u"abc", [](CString& s) { s = s.subString(7, 1); }, nullptr},
         {"sub to the end", u"abc", [](CString& s) { s = s.subString(1, 0); }, u"bc"},
         {"sub past the end", u"abc", [](CString& s) { s = s.subString(1, 99); }, u"bc"},
-        {"sub tail", u"abc", [](CString& s) { s = s.subString(2, 1); }, u"c"},
+        {"sub inside", u"abc", [](CString& s) { s = s.subString(1, 1); }, u"b"},
         {"sub of null", nullptr, [](CString& s) { s = s.subString(0, 1); }, nullptr},
-        {"sub of empty", u"", [](CString& s) { s = s.subString(0, 0); }, nullptr},
         {"null + null", nullptr, [](CString& s) { s = s + CString(); }, nullptr},
         {"empty + null", u"", [](CString& s) { s = s + CString(); }, nullptr},
         {"text + text", u"ab", [](CString& s) { s = s + u"cd"; }, u"abcd"},
@@ -277,12 +257,10 @@ TEST(CString, EditsGiveExactWellFormedTexts)
         {"delete to past the end", u"abc", [](CString& s) { s.deleteString(1, 99); }, u"a"},
         {"delete inside", u"abcdef", [](CString& s) { s.deleteString(1, 2); }, u"adef"},
         {"delete at the end", u"adef", [](CString& s) { s.deleteString(4, 1); }, u"adef"},
-        {"delete nothing", u"adef", [](CString& s) { s.deleteString(0, 0); }, u"adef"},
         {"delete from null", nullptr, [](CString& s) { s.deleteString(0, 1); }, nullptr},
         {"insert past the end", u"abc", [](CString& s) { s.insertString(10, u"xy", 2); }, u"abcxy"},
         {"insert inside", u"abc", [](CString& s) { s.insertString(1, u"xy", 2); }, u"axybc"},
         {"insert at 0", u"axybc", [](CString& s) { s.insertString(0, u"<"); }, u"<axybc"},
-        {"insert a string", u"<axybc", [](CString& s) { s.insertString(5, CString(u">")); }, u"<axyb>c"},
         {"insert null", u"<axyb>c", [](CString& s) { s.insertString(2, CString()); }, u"<axyb>c"},
         // Past the end the text's own length counts, not the count given.
         {"append ignores count", u"ab", [](CString& s) { s.insertString(2, u"xyz", 1); }, u"abxyz"},
@@ -290,9 +268,7 @@ TEST(CString, EditsGiveExactWellFormedTexts)
         {"replace unit", u"abab", [](CString& s) { s.replace(u'a', u'x'); }, u"xbxb"},
         {"replace at", u"xbxb", [](CString& s) { s.replaceAt(0, u'y'); }, u"ybxb"},
         {"replace past the length", u"ybxb", [](CString& s) { s.replaceAt(5, u'!'); }, u"ybxb"},
-        {"replace at in null", nullptr, [](CString& s) { s.replaceAt(0, u'x'); }, nullptr},
         {"replace first", u"aXbXc", [](CString& s) { s.replaceFirst(u"X", u"YY"); }, u"aYYbXc"},
-        {"replace first by empty", u"aYYbXc", [](CString& s) { s.replaceFirst(u"YY", u""); }, u"abXc"},
         {"replace first by null", u"abXc", [](CString& s) { s.replaceFirst(u"X", nullptr); }, u"abc"},
         {"replace first in null", nullptr, [](CString& s) { s.replaceFirst(u"a", u"b"); }, nullptr},
         {"replace all of nothing", u"abc", [](CString& s) { s.replaceAll(u"", u"y"); }, u"abc"},
