@@ -33,6 +33,29 @@ TEST_F(CTimerTest, RepeatCountThreeReportsCountsOneAndTwoThenCompletes)
     EXPECT_TRUE(silent.isRunning());
 }
 
+// Repeat count 1: one completion, no pulse; start is ignored while the
+// completion is on its way (out of the manager but still marked running).
+TEST_F(CTimerTest, RepeatCountOneOnlyCompletesAndIgnoresStartMeanwhile)
+{
+    CTimer timer(10, 1);
+    listenAndStart(timer, m_listener);
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+    // Past the next due time, with a sentinel keeping the worker checking: a
+    // completed timer still checked would end here, before its delivery.
+    g_uiFakeNow.store(30);
+    CTimer sentinel(0, 0);
+    sentinel.start();
+    ASSERT_TRUE(waitForChecks(2));
+    sentinel.stop();
+    EXPECT_TRUE(timer.isRunning());
+    timer.start();
+    EXPECT_EQ(timer.getCurrentCount(), 1u) << "a start that took effect zeroes the count";
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.completeCount() == 1; }));
+    EXPECT_FALSE(timer.isRunning());
+    EXPECT_EQ(m_listener.pulseCount(), 0u);
+}
+
 // setRepeatCount restarts the count at 0 on the old schedule: the counts due
 // by now come again at once, up to the new end (count 2 of 2 completes).
 TEST_F(CTimerTest, SetRepeatCountRestartsTheCountButNotTheSchedule)
