@@ -124,4 +124,22 @@ TEST_F(CMsgTimerDelivery, CompletionCallsTheListenerThenEndsTheTimer)
     EXPECT_EQ(m_listener.m_events.size(), 2u);
 }
 
+// A listener may delete its timer from the completion callback: the delivery
+// must not touch it after (the sanitizer build reports it).
+TEST_F(CMsgTimerDelivery, ListenerMayDeleteItsTimerOnCompletion)
+{
+    struct CDeletingListener : public CRecordingListener
+    {
+        void onTimerComplete(const CTimer* pTimer) override
+        {
+            CRecordingListener::onTimerComplete(pTimer);
+            delete const_cast<CTimer*>(pTimer);
+        }
+    } listener;
+    CTimer* pDoomed = new CTimer(10, 1);
+    listenAndStart(*pDoomed, listener);
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; }));
+}
+
 } // namespace

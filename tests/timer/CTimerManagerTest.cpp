@@ -94,4 +94,23 @@ TEST_F(CTimerManagerTest, TimersOutliveAStoppedManagerAndAreCheckedOnce)
     EXPECT_EQ(m_listener.counts(&timer), (std::vector<unsigned int>{1, 2}));
 }
 
+// At shutdown the manager or the center may go first: deleting a running
+// manager stops its worker, and stopping a timer after the center is gone
+// must not build a new center that nobody deletes.
+TEST_F(CTimerManagerTest, ShutdownInEitherOrder)
+{
+    CTimer timer(10, 0);
+    listenAndStart(timer, m_listener);
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
+    timer.stop();
+    CTimerManager::deleteInstance();
+    CTimerManager::getInstance()->start();
+    EXPECT_NE(CTimerManager::getInstance()->getThreadID(), 0u);
+    timer.start();
+    CMessageCenter::deleteInstance();
+    timer.stop();
+    EXPECT_FALSE(CMessageCenter::hasInstance());
+}
+
 } // namespace
