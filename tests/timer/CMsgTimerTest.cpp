@@ -122,6 +122,16 @@ TEST_F(CMsgTimerDelivery, CompletionCallsTheListenerThenEndsTheTimer)
     g_uiFakeNow.store(1000);
     ASSERT_TRUE(settle(3, true));
     EXPECT_EQ(m_listener.m_events.size(), 2u);
+
+    // Left in the manager, an ended timer goes at the next check; then the
+    // worker sleeps (allowing a check in progress and one more).
+    CTimer ended(100, 2);
+    listenAndStart(ended, m_listener);
+    CMsgTimer::CTimerData(&ended, CTimer::TIMER_STATUS_COMPLETE, 2).handleMessage();
+    ASSERT_TRUE(waitForChecks(0));
+    const unsigned int uiReads = g_uiClockReads.load();
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    EXPECT_LE(g_uiClockReads.load() - uiReads, 2u) << "the ended timer is still checked";
 }
 
 // A listener may delete its timer from the completion callback: the delivery
