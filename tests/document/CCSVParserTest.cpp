@@ -87,8 +87,6 @@ TEST(CCSVParser, SavesTheExactFormat)
     ASSERT_TRUE(table.saveToString(out));
     EXPECT_EQ(str(out), u"\uFEFF");
     table.add({u"a", u"b"});
-    ASSERT_TRUE(table.saveToString(out));
-    EXPECT_EQ(str(out), u"\uFEFF\"a\"\t\"b\"\n");
     table.add({u"say \"hi\"", u"", u"x\ty"});
     ASSERT_TRUE(table.saveToString(out));
     EXPECT_EQ(str(out), u"\uFEFF\"a\"\t\"b\"\n\"say \"hi\"\"\t\"\"\t\"x\ty\"\n");

@@ -134,4 +134,22 @@ TEST_F(CMsgTimerDelivery, CompletionCallsTheListenerThenEndsTheTimer)
     EXPECT_LE(g_uiClockReads.load() - uiReads, 2u) << "the ended timer is still checked";
 }
 
+// A listener may delete its timer from the completion callback: the delivery
+// must not touch it after (the sanitizer build reports it).
+TEST_F(CMsgTimerDelivery, ListenerMayDeleteItsTimerOnCompletion)
+{
+    struct CDeletingListener : public CRecordingListener
+    {
+        void onTimerComplete(const CTimer* pTimer) override
+        {
+            CRecordingListener::onTimerComplete(pTimer);
+            delete const_cast<CTimer*>(pTimer);
+        }
+    } listener;
+    CTimer* pDoomed = new CTimer(10, 1);
+    listenAndStart(*pDoomed, listener);
+    g_uiFakeNow.store(10);
+    ASSERT_TRUE(pumpUntil([&] { return listener.completeCount() == 1; }));
+}
+
 } // namespace
