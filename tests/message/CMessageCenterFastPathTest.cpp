@@ -26,7 +26,7 @@ TEST(MessageCenterNodes, PoppedNodesServeLaterPushesAndGoWithTheCenter)
         while (own.popMessage()) {
         }
         const long long kept = MemTesting::getAllocationBalance() - empty;
-        EXPECT_GT(kept, 0);
+        EXPECT_GE(kept, 100) << "a usual backlog's nodes are not kept";
         EXPECT_LT(kept, 10000);
         // Half of them: the rest must go with the center.
         for (long long i = 0; i < kept / 2; ++i)
