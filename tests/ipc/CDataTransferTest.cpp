@@ -357,7 +357,8 @@ TEST(CDataTransfer, DestructionLeavesNothingToDeliver)
 }
 
 // Empty payloads make a data message that delivers nothing; a message
-// handled while its instance has no listener delivers nothing either.
+// handled while its instance has no listener delivers nothing either, and
+// another instance's end leaves it deliverable.
 TEST(CMsgDataTransfer, EmptyOrOrphanedMessagesDeliverNothing)
 {
     CDataListener heard;
@@ -378,6 +379,7 @@ TEST(CMsgDataTransfer, EmptyOrOrphanedMessagesDeliverNothing)
     pTransfer->setListener(nullptr);
     pPage->handleMessage();
     pTransfer->setListener(&heard);
+    std::make_unique<CDataTransfer>().reset();
     pPage->handleMessage();
     EXPECT_EQ(std::vector<std::string>{"page 0 x"}, heard.m_events);
 }
