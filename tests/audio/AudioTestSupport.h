@@ -52,9 +52,8 @@ constexpr bool THREAD_SANITIZER = false;
 
 // A file made once per program in a temporary folder: "long.mp3" (2.3 s of
 // tone: 2 seconds long), "tagged.mp3" (the same behind an ID3v2 tag),
-// "short.mp3" and "short_b.mp3" (1.3 s: 1 second long), "tone.wav",
-// "corrupt.mp3", "empty.mp3" and "folder.mp3" (a folder); any other name is
-// missing. The first use also makes every player of the program play in
+// "short.mp3" and "short_b.mp3" (1.3 s: 1 second long), "corrupt.mp3" and
+// "empty.mp3"; any other name is missing. The first use also makes every player of the program play in
 // real time without a sound card.
 inline CString media(const std::string& strName)
 {
@@ -74,7 +73,6 @@ inline CString media(const std::string& strName)
         writeTone("long.mp3", 23, strMP3);
         writeTone("short.mp3", 13, strMP3);
         writeTone("short_b.mp3", 13, strMP3);
-        writeTone("tone.wav", 13, "wavenc");
         // An ID3v2.4 tag of 256 bytes of padding (the size is syncsafe).
         s_folder.writeFile("tagged.mp3", std::string("ID3\x04\0\0\0\0\x02\0", 10) + std::string(256, '\0') +
                                              s_folder.readFile("long.mp3"));
@@ -83,7 +81,6 @@ inline CString media(const std::string& strName)
             strNoise += static_cast<char>((i * 7919u) >> 3);
         s_folder.writeFile("corrupt.mp3", strNoise);
         s_folder.writeFile("empty.mp3", "");
-        s_folder.writeFile("folder.mp3/inside", "x");
         return true;
     }();
     return s_bMade ? s_folder.path(strName) : CString();
@@ -140,11 +137,6 @@ public:
     bool waitFor(const std::string& strEvent, unsigned int uiTimes = 1) const
     {
         return waitUntil([&] { return count(strEvent) >= uiTimes; });
-    }
-    size_t size() const
-    {
-        std::lock_guard<std::mutex> guard(m_mutex);
-        return m_events.size();
     }
 
     std::atomic<unsigned int> m_uiCurrent{0}, m_uiTotal{0};

@@ -1,7 +1,7 @@
 // The shared-memory channel within this process (reader and writer with
 // handles of their own, this thread handling the messages) and between
-// processes, with readers and writers in ecs_test_shm_helper, some of them
-// killed with SIGKILL. Every wait is bounded; the reaper ends a hung run.
+// processes, with readers in ecs_test_shm_helper, one of them killed with
+// SIGKILL. Every wait is bounded; the reaper ends a hung run.
 #include <configuration/CConfigParser.h>
 #include <ipc/CMsgShareMemory.h>
 #include <ipc/CShareMemory.h>
@@ -15,8 +15,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-
-#include <sys/wait.h>
 
 using namespace IpcTest;
 using Clock = std::chrono::steady_clock;
@@ -83,15 +81,12 @@ struct tagRecorder : IShareMemoryListener
     std::function<void(const std::string&)> onData;
 };
 
-// A helper process: its '@' lines; SIGUSR1 tells it to go on.
+// A reader in a helper process: its '@' lines; SIGUSR1 tells it to go on.
 class CHelper
 {
 public:
-    CHelper(const std::string& mode, unsigned int uiKey, unsigned int uiSize = 16)
-        : m_pOut(popen(
-              ("exec " ECS_TEST_SHM_HELPER " " + mode + " " + std::to_string(uiKey) + " " + std::to_string(uiSize))
-                  .c_str(),
-              "re")),
+    explicit CHelper(unsigned int uiKey)
+        : m_pOut(popen(("exec " ECS_TEST_SHM_HELPER " " + std::to_string(uiKey)).c_str(), "re")),
           m_pid(std::atoi(line(false).c_str()))
     {}
     ~CHelper() { wait(SIGKILL); }
@@ -158,8 +153,8 @@ using CShareMemoryProcessTest = CShareMemoryTest;
 // offset 8 with its length at 4 and the count at 0 (one reader holds it
 // while the listener runs); a shorter block leaves nothing of a longer one.
 // "#exit#" is the farewell whoever writes it, a longer block is data, and
-// the writer's close says it too. The writer is a proxy, opened without the
-// thread entry. The last close removes every entry.
+// the writer's close says it too. The writer is a proxy. The last close
+// removes every entry.
 TEST_F(CShareMemoryTest, RegionIsNamedLaidOutAndZeroed)
 {
     const unsigned int uiKey = key();
@@ -183,7 +178,6 @@ TEST_F(CShareMemoryTest, RegionIsNamedLaidOutAndZeroed)
                                         "trell.mtx." + k + "_Read", "trell.mtx." + k + "_Write"}));
     EXPECT_EQ(regionBytes(uiKey), std::string(24, '\0'));
 
-    EXPECT_TRUE(writer.isEmpty());
     ASSERT_TRUE(writer.open(uiKey, true, 16));
     const std::vector<std::string> blocks = {"abcdefghijklmnop", "xyz", "#exit#", "#exit#!"};
     for (std::size_t i = 0; i < blocks.size(); ++i) {
@@ -192,16 +186,9 @@ TEST_F(CShareMemoryTest, RegionIsNamedLaidOutAndZeroed)
     }
     EXPECT_EQ(recorder.events, (std::vector<std::string>{"abcdefghijklmnop", "xyz", "<farewell>", "#exit#!"}));
     EXPECT_EQ(held.at(1), std::string("\1\0\0\0\3\0\0\0xyz", 11) + std::string(13, '\0'));
-    unsigned char acLast[7] = {};
-    EXPECT_TRUE(writer.readData(acLast, 7));
-    EXPECT_EQ(std::string(acLast, acLast + 7), "#exit#!");
     writer.close();
     ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 5; }));
     EXPECT_EQ(recorder.events.back(), "<farewell>");
-    reader.close();
-    ASSERT_TRUE(reader.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 4));
-    EXPECT_TRUE(reader.getThreadName().isEmpty());
-    EXPECT_EQ(reader.getThreadPriority(), 51);
     reader.close();
 }
 
@@ -230,14 +217,13 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
         {&reader, 16, 0, "already open"},
         {&other, UINT_MAX, 1, "a region of 4294967295 bytes is too large"},
         {&other, UINT_MAX - 8, 1, "a region of 4294967295 bytes is too large"},
-        {&other, 1u << 30, 1, "a region of 1073741832 bytes is too large"},
         {&other, 16, 7, "mode 7 is neither reader nor writer"},
         {&other, 32, 1, "the region exists with a size of 24 bytes, not 40; refused"},
     };
     for (const auto& row : rows) {
-        m_log.clear();
+        const unsigned int uiBefore = m_log.count(row.pszLog);
         EXPECT_FALSE(row.pChannel->open(uiKey, static_cast<CShareMemory::EModeType>(row.iMode), row.uiSize));
-        EXPECT_TRUE(logged(row.pszLog)) << row.pszLog;
+        EXPECT_EQ(m_log.count(row.pszLog), uiBefore + 1) << row.pszLog;
     }
     EXPECT_FALSE(other.writeData(bytesOf("x"), 1));
     EXPECT_FALSE(reader.writeData(bytesOf("x"), 1));
@@ -302,7 +288,7 @@ TEST_F(CShareMemoryTest, NotificationsReachOnlyTheirOpenChannel)
 TEST_F(CShareMemoryProcessTest, WriterWaitsForEveryReaderAndSurvivesOneKilled)
 {
     const unsigned int uiKey = key();
-    CHelper a("reader", uiKey), b("reader", uiKey);
+    CHelper a(uiKey), b(uiKey);
     ASSERT_EQ(a.line() + b.line(), "readyready");
     EXPECT_EQ(regionBytes(uiKey), std::string(24, '\0'));
     CShareMemory writer;
@@ -329,83 +315,6 @@ TEST_F(CShareMemoryProcessTest, WriterWaitsForEveryReaderAndSurvivesOneKilled)
     writer.close();
     EXPECT_EQ(b.line(), "close");
     EXPECT_EQ(b.wait(), 0);
-}
-
-// A lone reader killed while it holds the region (so holding "_Write") does
-// not wedge the writer: it takes over what the reader left, with the count
-// repaired (a reader that came in while the block was out is not counted),
-// and goes on.
-TEST_F(CShareMemoryProcessTest, LoneReaderKilledWhileHoldingTheRegionIsRecovered)
-{
-    const unsigned int uiKey = key();
-    CHelper reader("reader", uiKey);
-    ASSERT_EQ(reader.line(), "ready");
-    CShareMemory writer, late;
-    tagRecorder recorder(late);
-    ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 16));
-    ASSERT_TRUE(writeWhenAllowed(writer, "block"));
-    ASSERT_EQ(reader.line(), "data block");
-    ASSERT_TRUE(late.open(uiKey, CShareMemory::MODE_TYPE_READER, 16));
-    reader.wait(SIGKILL);
-    ASSERT_TRUE(writeWhenAllowed(writer, "after"));
-    EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
-    EXPECT_TRUE(logged(": a reader died; the reader count goes from 1 to 0."));
-    ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 1; }));
-    EXPECT_EQ(recorder.events[0], "after");
-    writer.close();
-}
-
-// A writer killed while it copies a block (the helper kills itself once the
-// block's length shows) never announces it: the reader here delivers nothing
-// torn and does not hang, and the next writer's block arrives whole. Entries
-// whose users all died are then reclaimed by the next open, zeroed at its size.
-TEST_F(CShareMemoryProcessTest, KilledWritersLeaveNothingTornOrStale)
-{
-    const unsigned int uiKey = key(), uiSize = 64u << 20;
-    CShareMemory reader;
-    tagRecorder recorder(reader);
-    bool bTorn = false;
-    recorder.onData = [&](const std::string& block) {
-        for (std::size_t i = 4; block.compare(0, 4, "PAT:") == 0 && i < block.size(); ++i)
-            bTorn = bTorn || static_cast<unsigned char>(block[i]) != ((i * 131u + 7u) | 1u);
-    };
-    ASSERT_TRUE(reader.open(uiKey, CShareMemory::MODE_TYPE_READER, uiSize));
-    CHelper writer("writer", uiKey, uiSize);
-    ASSERT_EQ(writer.line(), "before");
-    ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 1; }));
-    writer.go();
-    const bool bCopied = writer.line() == "complete";
-    const int iStatus = writer.wait();
-    ASSERT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGKILL);
-    waitUntil([] { return pumpMessages(), false; }, 1s);
-    EXPECT_FALSE(bTorn);
-    if (!bCopied) {
-        // Killed mid-copy: the length is in, part of the data is not (the
-        // pattern has no zero byte; a memcpy may write the end first, as the
-        // 32-bit C library's does).
-        EXPECT_EQ(recorder.events.size(), 1u);
-        EXPECT_EQ(reader.getSize(), uiSize);
-        std::string data(uiSize, '-');
-        ASSERT_TRUE(reader.readData(reinterpret_cast<unsigned char*>(data.data()), uiSize));
-        EXPECT_NE(data.find('\0', 4), std::string::npos);
-    }
-    CShareMemory next;
-    ASSERT_TRUE(next.open(uiKey, CShareMemory::MODE_TYPE_WRITER, uiSize));
-    ASSERT_TRUE(writeWhenAllowed(next, "after"));
-    ASSERT_TRUE(pumpUntil([&] { return recorder.events.back() == "after"; }));
-    EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
-    next.close();
-    reader.close();
-
-    const unsigned int uiStaleKey = key();
-    CHelper stale("writer", uiStaleKey);
-    ASSERT_EQ(stale.line(), "before");
-    stale.wait(SIGKILL);
-    EXPECT_EQ(entriesOf(uiStaleKey).size(), 6u);
-    EXPECT_EQ(regionBytes(uiStaleKey).substr(4, 10), std::string("\6\0\0\0before", 10));
-    ASSERT_TRUE(reader.open(uiStaleKey, CShareMemory::MODE_TYPE_READER, 32));
-    EXPECT_EQ(regionBytes(uiStaleKey), std::string(40, '\0'));
-    reader.close();
 }
 
 } // namespace

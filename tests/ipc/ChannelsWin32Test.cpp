@@ -13,6 +13,7 @@
 #include <text/CString.h>
 
 #include "support/WaitUntil.h"
+#include "system/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -28,14 +29,6 @@ using namespace Trell;
 using namespace std::chrono_literals;
 
 namespace {
-
-std::string narrow(const CString& text)
-{
-    std::string out;
-    for (unsigned int i = 0; i < text.length(); ++i)
-        out += static_cast<char>(text.buffer()[i] < 0x80 ? text.buffer()[i] : '?');
-    return out;
-}
 
 class CLogLines : public ILogOuter
 {
@@ -62,30 +55,19 @@ private:
     std::vector<std::string> m_lines;
 };
 
-struct CServerEvents : ISocketServerListener
+// What an endpoint heard. As a server's listener it echoes each chunk from
+// the receiving thread, as a host answers.
+struct CEvents : ISocketServerListener, ISocketClientListener
 {
+    TRELL_DECLARE_ALLOCATOR(u"CEvents")
+
     void onConnect(CSocketServer*, unsigned int) override { ++iConnects; }
     void onDisconnect(CSocketServer*, unsigned int) override { ++iDisconnects; }
     void onDataAvailable(CSocketServer* pServer, unsigned int uiClient, unsigned char* pData, int iLength) override
     {
-        std::lock_guard<std::mutex> guard(mutex);
-        strReceived.append(reinterpret_cast<char*>(pData), iLength);
-        // An echo from the receiving thread, as a host answers.
+        onDataAvailable(nullptr, pData, iLength);
         pServer->sendData(pData, static_cast<unsigned int>(iLength), uiClient);
     }
-    std::string received()
-    {
-        std::lock_guard<std::mutex> guard(mutex);
-        return strReceived;
-    }
-    std::atomic<int> iConnects{0};
-    std::atomic<int> iDisconnects{0};
-    std::mutex mutex;
-    std::string strReceived;
-};
-
-struct CClientEvents : ISocketClientListener
-{
     void onConnect(CSocketClient*) override { ++iConnects; }
     void onDisconnect(CSocketClient*) override { ++iDisconnects; }
     void onDataAvailable(CSocketClient*, unsigned char* pData, int iLength) override
@@ -111,18 +93,22 @@ const unsigned char* bytesOf(const std::string& text)
 
 } // namespace
 
-TEST(SocketsWin32, ExchangeBothWaysAndStopsEndWaitsOfTheEndpointThreads)
+// Both ways and twice; the stops end the endpoint threads' waits. Then
+// nothing listens on the port: the refused connect logs Winsock's code.
+TEST(SocketsWin32, ExchangeStopAndRefusal)
 {
-    CServerEvents serverEvents;
+    CLogLines log;
+    CEvents serverEvents;
     CSocketServer server(0, 0);
     server.setBindAddress(u"127.0.0.1");
     server.setListener(&serverEvents);
     server.start();
     ASSERT_TRUE(waitUntil([&] { return server.getListeningPort() != 0; }, 20s));
+    const unsigned int uiPort = server.getListeningPort();
 
     for (int iRound = 0; iRound < 2; ++iRound) {
-        CClientEvents clientEvents;
-        CSocketClient client(CString(u"127.0.0.1"), server.getListeningPort(), true, 0);
+        CEvents clientEvents;
+        CSocketClient client(CString(u"127.0.0.1"), uiPort, true, 0);
         client.setListener(&clientEvents);
         client.start(false);
         ASSERT_TRUE(
@@ -140,20 +126,8 @@ TEST(SocketsWin32, ExchangeBothWaysAndStopsEndWaitsOfTheEndpointThreads)
     // Its thread waits in accept now.
     server.stop();
     EXPECT_EQ(0u, server.getListeningPort());
-}
 
-TEST(SocketsWin32, ARefusedConnectLogsTheWinsockCode)
-{
-    CLogLines log;
-    // A port that was just free: nothing listens there.
-    CSocketServer probe(0, 0);
-    probe.setBindAddress(u"127.0.0.1");
-    probe.start();
-    ASSERT_TRUE(waitUntil([&] { return probe.getListeningPort() != 0; }, 20s));
-    const unsigned int uiPort = probe.getListeningPort();
-    probe.stop();
-
-    CClientEvents events;
+    CEvents events;
     CSocketClient client(CString(u"127.0.0.1"), uiPort, true, 0);
     client.setListener(&events);
     client.start(false);
@@ -172,45 +146,27 @@ struct CReader : IShareMemoryListener
     {
         std::string strBlock(channel.getSize(), '\0');
         channel.readData(reinterpret_cast<unsigned char*>(&strBlock[0]), static_cast<unsigned int>(strBlock.size()));
-        std::lock_guard<std::mutex> guard(mutex);
         aryBlocks.push_back(strBlock);
-    }
-    std::vector<std::string> blocks()
-    {
-        std::lock_guard<std::mutex> guard(mutex);
-        return aryBlocks;
     }
 
     CShareMemory channel;
-    std::atomic<int> iFarewells{0};
-    std::mutex mutex;
+    int iFarewells = 0;
     std::vector<std::string> aryBlocks;
 };
 
-// Handles the channels' notifications on a thread of its own, as a host's
-// main loop does.
-class CMessagePump
+// Handles the channels' notifications on this thread, as a host's main loop
+// does, until the condition holds.
+template <class TCondition>
+bool pumpUntil(TCondition condition)
 {
-public:
-    CMessagePump()
-        : m_thread([this] {
-              while (!m_bStop) {
-                  while (CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage())
-                      pMessage->handleMessage();
-                  std::this_thread::sleep_for(1ms);
-              }
-          })
-    {}
-    ~CMessagePump()
-    {
-        m_bStop = true;
-        m_thread.join();
-    }
-
-private:
-    std::atomic<bool> m_bStop{false};
-    std::thread m_thread;
-};
+    return waitUntil(
+        [&] {
+            while (CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage())
+                pMessage->handleMessage();
+            return condition();
+        },
+        20s);
+}
 
 unsigned int uniqueKey(unsigned int uiCase)
 {
@@ -219,8 +175,7 @@ unsigned int uniqueKey(unsigned int uiCase)
 
 bool writeWhenAllowed(CShareMemory& writer, const std::string& strBlock)
 {
-    return waitUntil([&] { return writer.writeData(bytesOf(strBlock), static_cast<unsigned int>(strBlock.size())); },
-                     20s);
+    return pumpUntil([&] { return writer.writeData(bytesOf(strBlock), static_cast<unsigned int>(strBlock.size())); });
 }
 
 } // namespace
@@ -235,22 +190,21 @@ TEST(ShareMemoryWin32, EveryReaderGetsEveryBlockInOrder)
     ASSERT_TRUE(b.channel.open(uiKey, CShareMemory::MODE_TYPE_READER, 32));
     CShareMemory writer;
     ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 32));
-    CMessagePump pump;
     std::vector<std::string> aryExpected;
     for (int i = 0; i < 12; ++i) {
         aryExpected.push_back("block " + std::to_string(i));
         ASSERT_TRUE(writeWhenAllowed(writer, aryExpected.back()));
     }
-    EXPECT_TRUE(waitUntil([&] { return a.blocks().size() == 12 && b.blocks().size() == 12; }, 20s));
-    EXPECT_EQ(aryExpected, a.blocks());
-    EXPECT_EQ(aryExpected, b.blocks());
+    EXPECT_TRUE(pumpUntil([&] { return a.aryBlocks.size() == 12 && b.aryBlocks.size() == 12; }));
+    EXPECT_EQ(aryExpected, a.aryBlocks);
+    EXPECT_EQ(aryExpected, b.aryBlocks);
     // A channel that joins the live region leaves its contents as they are.
     CShareMemory late;
     ASSERT_TRUE(late.open(uiKey, CShareMemory::MODE_TYPE_READER, 32));
     EXPECT_EQ(aryExpected.back().size(), a.channel.getSize());
     late.close();
     writer.close();
-    EXPECT_TRUE(waitUntil([&] { return a.iFarewells == 1 && b.iFarewells == 1; }, 20s));
+    EXPECT_TRUE(pumpUntil([&] { return a.iFarewells == 1 && b.iFarewells == 1; }));
     a.channel.close();
     b.channel.close();
 }
@@ -270,9 +224,8 @@ TEST(ShareMemoryWin32, AWriteMutexLeftByAnEndedThreadIsTakenOver)
     ASSERT_TRUE(reader.channel.open(uiKey, CShareMemory::MODE_TYPE_READER, 16));
     CShareMemory writer;
     ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 16));
-    CMessagePump pump;
     EXPECT_TRUE(writeWhenAllowed(writer, "after"));
-    EXPECT_TRUE(waitUntil([&] { return reader.blocks() == std::vector<std::string>{"after"}; }, 20s));
+    EXPECT_TRUE(pumpUntil([&] { return reader.aryBlocks == std::vector<std::string>{"after"}; }));
     EXPECT_TRUE(log.has(std::to_string(uiKey) + "_Write was abandoned by its owner; taken over."));
     writer.close();
     reader.channel.close();

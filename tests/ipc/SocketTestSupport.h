@@ -53,11 +53,6 @@ public:
         std::lock_guard<std::mutex> guard(m_mutex);
         return m_lines;
     }
-    void clear()
-    {
-        std::lock_guard<std::mutex> guard(m_mutex);
-        m_lines.clear();
-    }
     // The lines that hold `text`.
     unsigned int count(const std::string& text) const
     {
@@ -258,28 +253,16 @@ inline unsigned long long bytesReceived(int iFd)
     return info.tcpi_bytes_received;
 }
 
-// Bytes waiting in a socket of this process for its reader.
-inline int bytesQueued(int iFd)
-{
-    int iQueued = -1;
-    ::ioctl(iFd, FIONREAD, &iQueued);
-    return iQueued;
-}
-
-// Whether a socket of this process has received `ullTotal` bytes in all and
-// its reader has taken them out.
-inline bool allRead(int iFd, unsigned long long ullTotal)
-{
-    return waitUntil([&] { return bytesReceived(iFd) >= ullTotal && bytesQueued(iFd) == 0; });
-}
-
 // Sends bytes over `iRaw` that its far end in this process reads as one
 // chunk of their own: returns once they all arrived and were taken out.
 inline bool sendChunk(int iRaw, const std::string& bytes)
 {
     const int iOwn = findOwnSocket(portOf(iRaw, true), portOf(iRaw));
-    const unsigned long long ullBefore = iOwn < 0 ? 0 : bytesReceived(iOwn);
-    return iOwn >= 0 && rawSend(iRaw, bytes) && allRead(iOwn, ullBefore + bytes.size());
+    const unsigned long long ullTotal = (iOwn < 0 ? 0 : bytesReceived(iOwn)) + bytes.size();
+    int iQueued = -1;
+    return iOwn >= 0 && rawSend(iRaw, bytes) && waitUntil([&] {
+               return bytesReceived(iOwn) >= ullTotal && ::ioctl(iOwn, FIONREAD, &iQueued) == 0 && iQueued == 0;
+           });
 }
 
 // ---- the main loop and the data transfer --------------------------------------
