@@ -1,7 +1,7 @@
 // The shared-memory channel within this process (reader and writer with
 // handles of their own, this thread handling the messages) and between
-// processes, with readers in ecs_test_shm_helper, one of them killed with
-// SIGKILL. Every wait is bounded; the reaper ends a hung run.
+// processes, with readers and writers in ecs_test_shm_helper, some of them
+// killed with SIGKILL. Every wait is bounded; the reaper ends a hung run.
 #include <configuration/CConfigParser.h>
 #include <ipc/CMsgShareMemory.h>
 #include <ipc/CShareMemory.h>
@@ -15,6 +15,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+
+#include <sys/wait.h>
 
 using namespace IpcTest;
 using Clock = std::chrono::steady_clock;
@@ -81,12 +83,15 @@ struct tagRecorder : IShareMemoryListener
     std::function<void(const std::string&)> onData;
 };
 
-// A reader in a helper process: its '@' lines; SIGUSR1 tells it to go on.
+// A helper process: its '@' lines; SIGUSR1 tells it to go on.
 class CHelper
 {
 public:
-    explicit CHelper(unsigned int uiKey)
-        : m_pOut(popen(("exec " ECS_TEST_SHM_HELPER " " + std::to_string(uiKey)).c_str(), "re")),
+    CHelper(const std::string& mode, unsigned int uiKey, unsigned int uiSize = 16)
+        : m_pOut(popen(
+              ("exec " ECS_TEST_SHM_HELPER " " + mode + " " + std::to_string(uiKey) + " " + std::to_string(uiSize))
+                  .c_str(),
+              "re")),
           m_pid(std::atoi(line(false).c_str()))
     {}
     ~CHelper() { wait(SIGKILL); }
@@ -288,7 +293,7 @@ TEST_F(CShareMemoryTest, NotificationsReachOnlyTheirOpenChannel)
 TEST_F(CShareMemoryProcessTest, WriterWaitsForEveryReaderAndSurvivesOneKilled)
 {
     const unsigned int uiKey = key();
-    CHelper a(uiKey), b(uiKey);
+    CHelper a("reader", uiKey), b("reader", uiKey);
     ASSERT_EQ(a.line() + b.line(), "readyready");
     EXPECT_EQ(regionBytes(uiKey), std::string(24, '\0'));
     CShareMemory writer;
@@ -315,6 +320,83 @@ TEST_F(CShareMemoryProcessTest, WriterWaitsForEveryReaderAndSurvivesOneKilled)
     writer.close();
     EXPECT_EQ(b.line(), "close");
     EXPECT_EQ(b.wait(), 0);
+}
+
+// A lone reader killed while it holds the region (so holding "_Write") does
+// not wedge the writer: it takes over what the reader left, with the count
+// repaired (a reader that came in while the block was out is not counted),
+// and goes on.
+TEST_F(CShareMemoryProcessTest, LoneReaderKilledWhileHoldingTheRegionIsRecovered)
+{
+    const unsigned int uiKey = key();
+    CHelper reader("reader", uiKey);
+    ASSERT_EQ(reader.line(), "ready");
+    CShareMemory writer, late;
+    tagRecorder recorder(late);
+    ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 16));
+    ASSERT_TRUE(writeWhenAllowed(writer, "block"));
+    ASSERT_EQ(reader.line(), "data block");
+    ASSERT_TRUE(late.open(uiKey, CShareMemory::MODE_TYPE_READER, 16));
+    reader.wait(SIGKILL);
+    ASSERT_TRUE(writeWhenAllowed(writer, "after"));
+    EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
+    EXPECT_TRUE(logged(": a reader died; the reader count goes from 1 to 0."));
+    ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 1; }));
+    EXPECT_EQ(recorder.events[0], "after");
+    writer.close();
+}
+
+// A writer killed while it copies a block (the helper kills itself once the
+// block's length shows) never announces it: the reader here delivers nothing
+// torn and does not hang, and the next writer's block arrives whole. Entries
+// whose users all died are then reclaimed by the next open, zeroed at its size.
+TEST_F(CShareMemoryProcessTest, KilledWritersLeaveNothingTornOrStale)
+{
+    const unsigned int uiKey = key(), uiSize = 64u << 20;
+    CShareMemory reader;
+    tagRecorder recorder(reader);
+    bool bTorn = false;
+    recorder.onData = [&](const std::string& block) {
+        for (std::size_t i = 4; block.compare(0, 4, "PAT:") == 0 && i < block.size(); ++i)
+            bTorn = bTorn || static_cast<unsigned char>(block[i]) != ((i * 131u + 7u) | 1u);
+    };
+    ASSERT_TRUE(reader.open(uiKey, CShareMemory::MODE_TYPE_READER, uiSize));
+    CHelper writer("writer", uiKey, uiSize);
+    ASSERT_EQ(writer.line(), "before");
+    ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 1; }));
+    writer.go();
+    const bool bCopied = writer.line() == "complete";
+    const int iStatus = writer.wait();
+    ASSERT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGKILL);
+    waitUntil([] { return pumpMessages(), false; }, 1s);
+    EXPECT_FALSE(bTorn);
+    if (!bCopied) {
+        // Killed mid-copy: the length is in, part of the data is not (the
+        // pattern has no zero byte; a memcpy may write the end first, as the
+        // 32-bit C library's does).
+        EXPECT_EQ(recorder.events.size(), 1u);
+        EXPECT_EQ(reader.getSize(), uiSize);
+        std::string data(uiSize, '-');
+        ASSERT_TRUE(reader.readData(reinterpret_cast<unsigned char*>(data.data()), uiSize));
+        EXPECT_NE(data.find('\0', 4), std::string::npos);
+    }
+    CShareMemory next;
+    ASSERT_TRUE(next.open(uiKey, CShareMemory::MODE_TYPE_WRITER, uiSize));
+    ASSERT_TRUE(writeWhenAllowed(next, "after"));
+    ASSERT_TRUE(pumpUntil([&] { return recorder.events.back() == "after"; }));
+    EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
+    next.close();
+    reader.close();
+
+    const unsigned int uiStaleKey = key();
+    CHelper stale("writer", uiStaleKey);
+    ASSERT_EQ(stale.line(), "before");
+    stale.wait(SIGKILL);
+    EXPECT_EQ(entriesOf(uiStaleKey).size(), 6u);
+    EXPECT_EQ(regionBytes(uiStaleKey).substr(4, 10), std::string("\6\0\0\0before", 10));
+    ASSERT_TRUE(reader.open(uiStaleKey, CShareMemory::MODE_TYPE_READER, 32));
+    EXPECT_EQ(regionBytes(uiStaleKey), std::string(40, '\0'));
+    reader.close();
 }
 
 } // namespace
