@@ -249,6 +249,7 @@ TEST_F(ConfigTest, SurfacesAreCountedFoundAndOrderedByTheirUsedNeighbours)
     EXPECT_EQ(first, "110110111");
 
     EXPECT_EQ(c->getSurfaceByIndex(8), nullptr);
+    EXPECT_FALSE(c->getSurfaceByIndex(1)->enable_touch || c->getSurfaceByIndex(1)->enable_gesture); // by default
     EXPECT_EQ(c->getSurfaceByByName(CString(u"main")), c->getSurfaceByIndex(3));
     EXPECT_EQ(c->getSurfaceByByName(CString(u"Main")), c->getSurfaceByIndex(0));
     EXPECT_EQ(c->getSurfaceByByName(CString(u"MAIN")), nullptr);
