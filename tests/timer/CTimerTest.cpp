@@ -159,9 +159,9 @@ TEST_F(CTimerTest, StopOrDeleteBeforeDeliveryPurgesOnlyThatTimersRecords)
 
 // ---- one check, one message ---------------------------------------------------
 
-// A copy is stopped (the manager holds timers by address); timers due in
-// one check arrive in one message, in the order they were added, and
-// unhandled checks merge into that message.
+// A copy keeps the settings but is not checked (the manager holds timers by
+// address); timers due in one check arrive in one message, in the order
+// they were added, and unhandled checks merge into that message.
 TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
 {
     CTimer first(100, 0), second(100, 0), third(100, 2);
@@ -171,8 +171,12 @@ TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
     struct CTimerCopy : public CTimer
     {
         explicit CTimerCopy(const CTimer& other) : CTimer(other) {}
+        void assign(const CTimer& other) { CTimer::operator=(other); }
     } copy(third);
     EXPECT_FALSE(copy.isRunning());
+    EXPECT_EQ(copy.getDelay() * 10 + copy.getRepeatCount() + (copy.getListener() == &m_listener), 1003u);
+    copy.assign(CTimer(5, 7));
+    EXPECT_EQ(copy.getDelay() * 10 + copy.getRepeatCount() + (copy.getListener() == nullptr), 58u);
     g_uiFakeNow.store(100);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     g_uiFakeNow.store(200);
