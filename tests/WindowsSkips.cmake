@@ -33,7 +33,6 @@ set(ECS_WINE_SKIPPED_TESTS
 # there; listed here so that this file stays the whole list.
 set(ECS_WINDOWS_POSIX_ONLY_TESTS
     "foundation|CMemManager.ConsoleOutputFollowsTheHostsStreamOrientation|forks a child to read its console"
-    "foundation|CMemManager.SharedLibraryNeedsNoStaticTls|asks glibc's loader about the library's TLS"
     "text|CStringCore.ScansStopAtAPageEnd|places text before a guard page with mmap"
     "system|CSystem.ChildrenInheritNoneOfTheLibrarysDescriptors|lists a child's inherited POSIX descriptors"
     "configuration|ConfigTest.SaveUpdatesTheLinkedFileKeepingItsModeAndTheUsersFiles|symbolic links and POSIX file modes"

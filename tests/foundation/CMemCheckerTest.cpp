@@ -35,6 +35,7 @@ std::string narrowUtf16(const std::string& path)
     return text;
 }
 
+const std::string COLUMNS = "\"ClassName\",\"InstanceCount\",\"TotalSize\"\n";
 const std::regex REPORT_HEADER(R"(--- Report_(\d{4}) at \d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} ---\n)");
 
 // The text before the first report (empty in a good file), then the body of
@@ -148,7 +149,10 @@ TEST_F(CMemCheckerTest, ClassNamesAreNumberedInOrderOfFirstRegistration)
     EXPECT_EQ(std::u16string(m_checker.getClassName(5)), u"Transient");
 }
 
-TEST_F(CMemCheckerTest, FirstReportTruncatesLaterOnesAppend)
+// The first report truncates the file, later ones append with the next
+// number, and after a reset the numbering restarts. Rows are sorted by class
+// name, case-sensitively, the unregistered classes in one row first.
+TEST_F(CMemCheckerTest, ReportsAreNumberedAndTheirRowsSorted)
 {
     useReportFile("numbering.txt");
     std::ofstream(m_strReportPath, std::ios::binary) << "left over from an earlier run";
@@ -161,20 +165,6 @@ TEST_F(CMemCheckerTest, FirstReportTruncatesLaterOnesAppend)
     std::strftime(today, sizeof(today), "--- Report_0001 at %Y-%m-", std::localtime(&now));
     EXPECT_EQ(reportText().find(today), 0u) << reportText();
 
-    void* live = m_checker.malloc(12, m_checker.registClassName(u"CLive"));
-    m_checker.generateMemReportFile();
-    EXPECT_EQ(numbersOf(reportText()), (std::vector<std::string>{"0001", "0002"}));
-    EXPECT_EQ(bodiesOf(reportText()).back(), "\"ClassName\",\"InstanceCount\",\"TotalSize\"\n\"CLive\",\"1\",\"12\"\n");
-    m_checker.free(live);
-
-    // After a reset the numbering restarts and the file is truncated again.
-    m_checker.resetReportState();
-    m_checker.generateMemReportFile();
-    EXPECT_EQ(numbersOf(reportText()), std::vector<std::string>{"0001"});
-}
-
-TEST_F(CMemCheckerTest, ReportRowsAreSortedCaseSensitively)
-{
     const unsigned int lowerBeta = m_checker.registClassName(u"beta");
     const unsigned int upperAlpha = m_checker.registClassName(u"Alpha");
     const unsigned int lowerAlpha = m_checker.registClassName(u"alpha");
@@ -184,16 +174,19 @@ TEST_F(CMemCheckerTest, ReportRowsAreSortedCaseSensitively)
         m_checker.malloc(7, upperBeta),   m_checker.malloc(9, lowerBeta),   m_checker.malloc(3, 0),
         m_checker.malloc(4, 0),           m_checker.malloc(600, 99),
     };
-    useReportFile("rows.txt");
     m_checker.generateMemReportFile();
-    EXPECT_EQ(bodiesOf(reportText()).back(), "\"ClassName\",\"InstanceCount\",\"TotalSize\"\n"
-                                             "\"<UnregisteredClass or MetaType>\",\"3\",\"607\"\n"
-                                             "\"Alpha\",\"2\",\"30\"\n"
-                                             "\"Beta\",\"1\",\"7\"\n"
-                                             "\"alpha\",\"1\",\"5\"\n"
-                                             "\"beta\",\"1\",\"9\"\n");
+    EXPECT_EQ(numbersOf(reportText()), (std::vector<std::string>{"0001", "0002"}));
+    EXPECT_EQ(bodiesOf(reportText()).back(), COLUMNS + "\"<UnregisteredClass or MetaType>\",\"3\",\"607\"\n"
+                                                       "\"Alpha\",\"2\",\"30\"\n"
+                                                       "\"Beta\",\"1\",\"7\"\n"
+                                                       "\"alpha\",\"1\",\"5\"\n"
+                                                       "\"beta\",\"1\",\"9\"\n");
     for (void* p : blocks)
         m_checker.free(p);
+
+    m_checker.resetReportState();
+    m_checker.generateMemReportFile();
+    EXPECT_EQ(numbersOf(reportText()), std::vector<std::string>{"0001"});
 }
 
 // Without a usable file the report goes to the console as UTF-8; a
@@ -214,52 +207,44 @@ TEST_F(CMemCheckerTest, ReportGoesToTheConsoleWithoutAFile)
     m_checker.setMemReportFile(u"/nonexistent-folder-for-ecs-tests/report.txt");
     out += captureStdout([&] { m_checker.generateMemReportFile(); });
     m_checker.free(second);
-    const std::string columns = "\"ClassName\",\"InstanceCount\",\"TotalSize\"\n";
     EXPECT_EQ(numbersOf(out), (std::vector<std::string>{"0001", "0002"}));
-    EXPECT_EQ(bodiesOf(out), (std::vector<std::string>{"", columns + "\"A" + utf8 + "\",\"1\",\"21\"\n",
-                                                       columns + "\"AB" + utf8 + "\",\"1\",\"22\"\n"}));
+    EXPECT_EQ(bodiesOf(out), (std::vector<std::string>{"", COLUMNS + "\"A" + utf8 + "\",\"1\",\"21\"\n",
+                                                       COLUMNS + "\"AB" + utf8 + "\",\"1\",\"22\"\n"}));
 }
 
 TEST_F(CMemCheckerTest, HeapCheckVerdicts)
 {
+    using Verdict = std::pair<CMemChecker::EHeapState, unsigned int>;
     std::vector<unsigned char*> blocks;
     for (unsigned int size : {30u, 40u, 50u})
         blocks.push_back(static_cast<unsigned char*>(m_checker.malloc(size, 0)));
     unsigned int errors = 99;
-    EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_CLEAN);
-    EXPECT_EQ(errors, 0u);
+    const auto check = [&] { return Verdict(m_checker.checkHeap(&errors), errors); };
+    EXPECT_EQ(check(), Verdict(CMemChecker::HEAP_CLEAN, 0u));
 
     // An overflowed block is an error but keeps its place in the statistics.
     blocks[1][40] = 0;
-    EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_ERRORS);
-    EXPECT_EQ(errors, 1u);
+    EXPECT_EQ(check(), Verdict(CMemChecker::HEAP_ERRORS, 1u));
     useReportFile("verdicts.txt");
     m_checker.generateMemReportFile();
-    EXPECT_EQ(bodiesOf(reportText()).back(), "[Warning][TrellEngine] 1 block error was detected!\n"
-                                             "\"ClassName\",\"InstanceCount\",\"TotalSize\"\n"
-                                             "\"<UnregisteredClass or MetaType>\",\"3\",\"120\"\n");
+    EXPECT_EQ(bodiesOf(reportText()).back(), "[Warning][TrellEngine] 1 block error was detected!\n" + COLUMNS +
+                                                 "\"<UnregisteredClass or MetaType>\",\"3\",\"120\"\n");
     blocks[1][40] = CMemChecker::GUARD_BYTE;
 
-    // A broken header is an error; the walk goes on past it.
-    std::uintptr_t* middle = wordsOf(blocks[1]);
-    const std::uintptr_t savedSelf = middle[5];
-    middle[5] ^= 1;
-    EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_ERRORS);
-    EXPECT_EQ(errors, 1u);
-
-    // Two broken headers in a row: the list cannot be trusted any more.
-    std::uintptr_t* newest = wordsOf(blocks[2]);
-    const std::uintptr_t savedNewest = newest[5];
-    newest[5] ^= 1;
+    // A broken header is an error; the walk goes on past it. Two in a row:
+    // the list cannot be trusted any more.
+    wordsOf(blocks[1])[5] ^= 1;
+    EXPECT_EQ(check(), Verdict(CMemChecker::HEAP_ERRORS, 1u));
+    wordsOf(blocks[2])[5] ^= 1;
     EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_CRASHED);
     m_checker.generateMemReportFile();
     EXPECT_EQ(
         bodiesOf(reportText()).back().find("[Warning][TrellEngine] Heap was crashed! Please check this issue ASAP.\n"),
         0u);
 
-    middle[5] = savedSelf;
-    newest[5] = savedNewest;
-    EXPECT_EQ(m_checker.checkHeap(&errors), CMemChecker::HEAP_CLEAN);
+    wordsOf(blocks[1])[5] ^= 1;
+    wordsOf(blocks[2])[5] ^= 1;
+    EXPECT_EQ(check(), Verdict(CMemChecker::HEAP_CLEAN, 0u));
     EXPECT_EQ(captureStdout([&] {
                   for (unsigned char* p : blocks)
                       m_checker.free(p);

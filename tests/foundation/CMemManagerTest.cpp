@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #ifndef _WIN32
-#include <link.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -123,7 +122,7 @@ TEST(CMemManager, TwoThreadsKeepTheirBlocksApart)
               0);
 }
 
-// POSIX only (fork, glibc's TLS): listed in tests/WindowsSkips.cmake.
+// POSIX only (fork): listed in tests/WindowsSkips.cmake.
 #ifndef _WIN32
 namespace {
 
@@ -193,34 +192,4 @@ TEST(CMemManager, ConsoleOutputFollowsTheHostsStreamOrientation)
     EXPECT_EQ(std::regex_replace(consoleOfChild(true), checkerAddress, "Free(0x?)<"), "host\n" + library);
 }
 
-// A host that loads the library with dlopen may find glibc's small static
-// TLS reserve used up: the library must not ask for it (initial-exec TLS).
-TEST(CMemManager, SharedLibraryNeedsNoStaticTls)
-{
-    struct tagSearch
-    {
-        bool bFound = false;
-        bool bStaticTls = false;
-    } search;
-    ::dl_iterate_phdr(
-        [](dl_phdr_info* info, std::size_t, void* data) {
-            tagSearch* found = static_cast<tagSearch*>(data);
-            if (!info->dlpi_name || !std::strstr(info->dlpi_name, "libEngineCoreSystem"))
-                return 0;
-            for (int i = 0; i < info->dlpi_phnum; ++i) {
-                if (info->dlpi_phdr[i].p_type != PT_DYNAMIC)
-                    continue;
-                found->bFound = true;
-                for (auto* d = reinterpret_cast<const ElfW(Dyn)*>(info->dlpi_addr + info->dlpi_phdr[i].p_vaddr);
-                     d->d_tag != DT_NULL; ++d) {
-                    if (d->d_tag == DT_FLAGS && (d->d_un.d_val & DF_STATIC_TLS))
-                        found->bStaticTls = true;
-                }
-            }
-            return 1;
-        },
-        &search);
-    ASSERT_TRUE(search.bFound);
-    EXPECT_FALSE(search.bStaticTls);
-}
 #endif

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -194,17 +194,10 @@ TEST(CMemThreadCache, ReleasedPoolsAreNeverUsedThroughACache)
     MemTesting::enableThreadCache(*allocator);
     const unsigned int cls = static_cast<unsigned int>(allocator->findClass(64));
 
-    std::mutex mutex;
-    std::condition_variable changed;
-    int stage = 0;
-    auto advanceTo = [&](int next) {
-        std::lock_guard<std::mutex> lock(mutex);
-        stage = next;
-        changed.notify_all();
-    };
-    auto waitFor = [&](int wanted) {
-        std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(30), [&] { return stage >= wanted; });
+    std::atomic<int> stage{0};
+    const auto waitFor = [&](int wanted) {
+        while (stage.load() < wanted)
+            std::this_thread::yield();
     };
     int lateBlockClass = -3;
     std::thread holder([&] {
@@ -213,20 +206,19 @@ TEST(CMemThreadCache, ReleasedPoolsAreNeverUsedThroughACache)
             blocks.push_back(allocator->malloc(64));
         for (void* p : blocks)
             allocator->free(p);
-        advanceTo(1);
-        if (!waitFor(2))
-            return;
+        stage = 1;
+        waitFor(2);
         // Released: requests become large blocks, and exiting flushes nothing.
         void* late = allocator->malloc(64);
         lateBlockClass = allocator->getBlockClass(late);
         allocator->free(late);
     });
-    ASSERT_TRUE(waitFor(1));
+    waitFor(1);
     void* mine = allocator->malloc(64);
     allocator->free(mine);
     EXPECT_GE(MemTesting::getThreadCacheCount(*allocator, cls), 1u);
     allocator->releaseAll();
-    advanceTo(2);
+    stage = 2;
     holder.join();
     EXPECT_EQ(lateBlockClass, -1);
     allocator->~CMemAllocator();

@@ -17,31 +17,26 @@ Rgba components(const CColor& c)
 
 } // namespace
 
-TEST(CColor, ConstructorsAndSettersClampAndScale)
+// Red in the low byte.
+static_assert(CColor::getRedValue(0x11223344u) == 0x44 && CColor::getGreenValue(0x11223344u) == 0x33 &&
+              CColor::getBlueValue(0x11223344u) == 0x22 && CColor::getAlphaValue(0x11223344u) == 0x11);
+
+TEST(CColor, ConstructorsClampAndScale)
 {
     const unsigned char full = 255, none = 0, half = 128, quarter = 64;
     EXPECT_EQ(components(CColor(2.0f, -1.0f, 0.5f, 1.0f)), (Rgba{1.0f, 0.0f, 0.5f, 1.0f}));
     EXPECT_EQ(components(CColor(0x80FF0000u)), (Rgba{0.0f, 0.0f, 1.0f, 128 / 255.0f}));
     EXPECT_EQ(components(CColor(full, none, half, quarter)), (Rgba{1.0f, 0.0f, 128 / 255.0f, 64 / 255.0f}));
-    CColor c;
-    c.setRed(-0.5f);
-    c.setG(3.0f);
-    c.setB(0.25f);
-    c.setAlpha(0.75f);
-    EXPECT_EQ(components(c), (Rgba{0.0f, 1.0f, 0.25f, 0.75f}));
 }
 
 TEST(CColor, PackedFormAndOffset)
 {
-    // Red in the low byte; every byte survives the trip through float.
+    // Every byte survives the trip through float.
     for (unsigned int packed : {0x00000000u, 0xFFFFFFFFu, 0x80FF0000u, 0x11223344u, 0x7F01FE80u, 0xC0A0E0F0u}) {
         CColor c(0.1f, 0.2f, 0.3f, 0.4f);
         c.setValue(packed);
         EXPECT_EQ(std::make_pair(c.getValue(), CColor(packed).getValue()), std::make_pair(packed, packed));
     }
-    EXPECT_EQ((std::array<int, 4>{CColor::getRedValue(0x11223344u), CColor::getGreenValue(0x11223344u),
-                                  CColor::getBlueValue(0x11223344u), CColor::getAlphaValue(0x11223344u)}),
-              (std::array<int, 4>{0x44, 0x33, 0x22, 0x11}));
     EXPECT_EQ(CColor(0.5f, 1.0f, 0.0f, 0.25f).getValue(), 0x3F00FF7Fu); // 127.5 and 63.75 truncate
 
     CColor c(0xC0646464u);
@@ -51,7 +46,7 @@ TEST(CColor, PackedFormAndOffset)
     EXPECT_EQ(c.getValue(), 0xC0FF00FFu);
 }
 
-TEST(CColor, EqualityAndNamedColours)
+TEST(CColor, EqualityIsWithinATenThousandthPerComponent)
 {
     const CColor base(0.5f, 0.5f, 0.5f, 0.5f);
     for (int component = 0; component < 4; ++component) {
@@ -63,11 +58,4 @@ TEST(CColor, EqualityAndNamedColours)
                   (std::array<bool, 4>{true, false, false, true}))
             << component;
     }
-
-    const std::pair<const CColor&, unsigned int> named[] = {
-        {CColor::WHITE, 0xFFFFFFFFu},  {CColor::BLACK, 0xFF000000u},  {CColor::GREY, 0xFF808080u},
-        {CColor::RED, 0xFF0000FFu},    {CColor::GREEN, 0xFF00FF00u},  {CColor::BLUE, 0xFFFF0000u},
-        {CColor::YELLOW, 0xFF00FFFFu}, {CColor::PURPLE, 0xFF800080u}, {CColor::PINK, 0xFFCBC0FFu}};
-    for (const auto& [colour, packed] : named)
-        EXPECT_EQ(colour.getValue(), packed);
 }

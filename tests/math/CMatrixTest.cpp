@@ -19,19 +19,15 @@ static_assert(MOVE.getTransposed().get(3, 0) == 7.0f && MOVE.transformPoint(CVec
 static_assert(MOVE.transformDirection(CVector3(1, 1, 1)).z == 1.0f && CMatrix4().getColumn(3) == CVector4(0, 0, 0, 1));
 static_assert(CMatrix3(MOVE) == CMatrix3() && CMatrix3(MOVE).getMatrix4() == CMatrix4());
 
-const float* data(const glm::mat3& m)
-{
-    return &m[0][0];
-}
-
 } // namespace
 
 TEST(CMatrix4, AgreesWithGlmOnRandomMatrices)
 {
     CRandom random;
+    const glm::mat4 identity(1.0f);
     for (int i = 0; i < 300; ++i) {
         const CMatrix4 a = random.matrix(), b = random.matrix();
-        const CVector3 p = random.vector();
+        const CVector3 p = random.vector(), axis = random.vector(), eye = random.vector(), center = random.vector();
         const CVector4 v(p, random.next()), av = a * v;
         const glm::mat4 ga = toGlm(a);
         const glm::vec4 gv = ga * glm::vec4(v.x, v.y, v.z, v.w);
@@ -46,12 +42,36 @@ TEST(CMatrix4, AgreesWithGlmOnRandomMatrices)
         EXPECT_TRUE(near(inverse, glm::inverse(ga)));
 
         const CMatrix3 a3(a), b3(b);
-        const glm::mat3 g3(ga);
+        const glm::mat3 g3(ga), product3 = g3 * glm::mat3(toGlm(b)), inverse3g = glm::inverse(g3);
         CMatrix3 inverse3;
-        EXPECT_TRUE(near((a3 * b3).getData(), data(g3 * glm::mat3(toGlm(b))), 9) && near(a3 * p, g3 * toGlm(p)));
+        EXPECT_TRUE(near((a3 * b3).getData(), &product3[0][0], 9) && near(a3 * p, g3 * toGlm(p)));
         EXPECT_TRUE(near(a3.getDeterminant(), glm::determinant(g3)));
         ASSERT_TRUE(a3.getInverse(inverse3));
-        EXPECT_TRUE(near(inverse3.getData(), data(glm::inverse(g3)), 9));
+        EXPECT_TRUE(near(inverse3.getData(), &inverse3g[0][0], 9));
+
+        // The builders; the post-multiplying ones as glm::translate(m, v) and friends.
+        const float angle = random.next(-6.0f, 6.0f), fov = random.next(0.1f, 3.0f), aspect = random.next(0.2f, 4.0f);
+        const float zNear = random.next(0.01f, 1.0f), zFar = zNear + random.next(1.0f, 1000.0f);
+        CMatrix4 m;
+        m.setTranslation(p);
+        EXPECT_TRUE(near(m, glm::translate(identity, toGlm(p))));
+        m.setScale(p);
+        EXPECT_TRUE(near(m, glm::scale(identity, toGlm(p))));
+        ASSERT_TRUE(m.setRotation(angle, axis));
+        EXPECT_TRUE(near(m, glm::rotate(identity, angle, toGlm(axis))));
+        ASSERT_TRUE(m.setLookAt(eye, center, axis));
+        EXPECT_TRUE(near(m.getData(), &glm::lookAt(toGlm(eye), toGlm(center), toGlm(axis))[0][0], 16, 10.0f));
+        ASSERT_TRUE(m.setPerspective(fov, aspect, zNear, zFar));
+        EXPECT_TRUE(near(m, glm::perspective(fov, aspect, zNear, zFar)));
+        ASSERT_TRUE(m.setOrthographic(-p.x, p.y, -p.z, p.x, zNear, zFar));
+        EXPECT_TRUE(near(m, glm::ortho(-p.x, p.y, -p.z, p.x, zNear, zFar)));
+        const glm::mat4 expected =
+            glm::scale(glm::rotate(glm::translate(ga, toGlm(p)), angle, toGlm(axis)), toGlm(axis));
+        m = a;
+        m.translate(p);
+        ASSERT_TRUE(m.rotate(angle, axis));
+        m.scale(axis);
+        EXPECT_TRUE(near(m.getData(), &expected[0][0], 16, 10.0f));
     }
     // In bulk as one by one, also in place.
     const CMatrix4 m = random.matrix();
@@ -63,40 +83,6 @@ TEST(CMatrix4, AgreesWithGlmOnRandomMatrices)
         EXPECT_TRUE(out[i] == m.transformPoint(points[i])) << i;
     m.transformPoints(points, points, 37);
     EXPECT_TRUE(points[36] == out[36] && points[0] == out[0]);
-}
-
-TEST(CMatrix4, BuildersAgreeWithGlm)
-{
-    CRandom random;
-    const glm::mat4 identity(1.0f);
-    for (int i = 0; i < 200; ++i) {
-        const CVector3 v = random.vector(), axis = random.vector(), eye = random.vector(), center = random.vector();
-        const float angle = random.next(-6.0f, 6.0f), fov = random.next(0.1f, 3.0f), aspect = random.next(0.2f, 4.0f);
-        const float zNear = random.next(0.01f, 1.0f), zFar = zNear + random.next(1.0f, 1000.0f);
-        CMatrix4 m;
-        m.setTranslation(v);
-        EXPECT_TRUE(near(m, glm::translate(identity, toGlm(v))));
-        m.setScale(v);
-        EXPECT_TRUE(near(m, glm::scale(identity, toGlm(v))));
-        ASSERT_TRUE(m.setRotation(angle, axis));
-        EXPECT_TRUE(near(m, glm::rotate(identity, angle, toGlm(axis))));
-        ASSERT_TRUE(m.setLookAt(eye, center, axis));
-        EXPECT_TRUE(near(m.getData(), &glm::lookAt(toGlm(eye), toGlm(center), toGlm(axis))[0][0], 16, 10.0f));
-        ASSERT_TRUE(m.setPerspective(fov, aspect, zNear, zFar));
-        EXPECT_TRUE(near(m, glm::perspective(fov, aspect, zNear, zFar)));
-        ASSERT_TRUE(m.setOrthographic(-v.x, v.y, -v.z, v.x, zNear, zFar));
-        EXPECT_TRUE(near(m, glm::ortho(-v.x, v.y, -v.z, v.x, zNear, zFar)));
-
-        // Post-multiplied, as glm::translate(m, v) and friends.
-        const CMatrix4 base = random.matrix();
-        const glm::mat4 expected =
-            glm::scale(glm::rotate(glm::translate(toGlm(base), toGlm(v)), angle, toGlm(axis)), toGlm(axis));
-        m = base;
-        m.translate(v);
-        ASSERT_TRUE(m.rotate(angle, axis));
-        m.scale(axis);
-        EXPECT_TRUE(near(m.getData(), &expected[0][0], 16, 10.0f));
-    }
 }
 
 TEST(CMatrix4, DegenerateInputsAreReportedAndLeaveTheMatrix)

@@ -63,10 +63,7 @@ inline ::testing::AssertionResult near(const CMatrix4& ours, const glm::mat4& re
 class CRandom
 {
 public:
-    float next(float low = -10.0f, float high = 10.0f)
-    {
-        return std::uniform_real_distribution<float>(low, high)(m_engine);
-    }
+    float next(float low = -10.0f, float high = 10.0f) { return std::uniform_real_distribution(low, high)(m_engine); }
     CVector3 vector(float range = 10.0f)
     {
         return CVector3(next(-range, range), next(-range, range), next(-range, range));
