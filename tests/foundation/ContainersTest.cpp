@@ -371,7 +371,6 @@ TEST_F(CTrackedTest, OwningObjectListDestroysRemovedObjectsWhateverTheirCountAnd
         list.addHead(&kept);
         EXPECT_TRUE(list.remove(&kept) && !list.remove(&kept)) << "a list that does not own leaves its objects";
         list.clear();
-        EXPECT_TRUE(list.takeFirst() == nullptr && list.getAt(0) == nullptr);
         list.setOwning(true);
         list.add(new CCountedObject(9)); // the destructor deletes what is left
     }
@@ -467,13 +466,6 @@ TEST(CompareRecords, OrderAsTheirRulesSay)
     EXPECT_TRUE(names.add(CString(u"gamma")) && names.remove(CString(u"BETA")) && !names.remove(CString(u"beta")));
     EXPECT_TRUE(!names.contains(CString(u"Beta")) && names.contains(CString(u"GAMMA")) && names.getAt(1) == u"gamma" &&
                 names.checkInvariants());
-    CDataMap<CString, int, tagStringReverseCompare> bySuffix;
-    for (const char16_t* word : {u"cat", u"dog", u"bat", u"log"})
-        bySuffix.insert(CString(word), 0);
-    std::u16string order;
-    for (const auto& entry : bySuffix)
-        order += std::u16string(entry.key.buffer()) + u" ";
-    EXPECT_EQ(order, u"dog log bat cat "); // reversed: "god" < "gol" < "tab" < "tac"
 }
 
 TEST_F(CTrackedTest, OwningObjectMapDeletesOnRemoveClearAndDestruction)
