@@ -31,14 +31,16 @@ static_assert(sizeof(void*) != 8 || (CMemAllocator::HEADER_SIZE == 16 && CMemAll
                                      CMemAllocator::LARGE_BLOCK_PREFIX == 16 && CMemAllocator::CHECKER_OVERHEAD == 49),
               "64-bit block layout");
 
-// The class table in bands of initial and growth counts; strides, usable
-// sizes and the header words in front of a block, in exact numbers per word
-// size: word 0 names the size class (0 for a large block), word 1 is the
-// header's own address XOR 0x837A46C2; a class's second block lies one
-// stride after its first.
-TEST(CMemAllocator, SizeClassTableAndBlockHeaderLayout)
+// The class table in bands of initial and growth counts and its strides, in
+// exact numbers per word size. Every request up to 512 bytes (0 included)
+// comes from the first class that fits it, larger ones from the system heap;
+// all keep their contents and go back without a word. In front of a block
+// lie two header words: word 0 names the size class (0 for a large block),
+// word 1 is the header's own address XOR 0x837A46C2; a class's second block
+// lies one stride after its first.
+TEST(CMemAllocator, SizeClassesHeadersAndBlocksThatFitTheirRequests)
 {
-    const CMemAllocator allocator;
+    CMemAllocator allocator;
     ASSERT_EQ(allocator.getClassCount(), 64u);
     struct
     {
@@ -72,30 +74,6 @@ TEST(CMemAllocator, SizeClassTableAndBlockHeaderLayout)
     EXPECT_GE(checking.getMaxPooledSize(), 512u + CMemAllocator::CHECKER_OVERHEAD);
     EXPECT_EQ(allocator.getMaxPooledSize(), 512u);
 
-    CMemAllocator pools;
-    char* first = static_cast<char*>(pools.malloc(24));
-    char* second = static_cast<char*>(pools.malloc(24));
-    void* large = pools.malloc(4096);
-    ASSERT_TRUE(first && second && large);
-    EXPECT_EQ(second - first, static_cast<std::ptrdiff_t>(pools.getStride(2)));
-    for (void* p : {static_cast<void*>(first), large}) {
-        std::uintptr_t words[2];
-        std::memcpy(words, static_cast<char*>(p) - 2 * sizeof(std::uintptr_t), sizeof(words));
-        const std::uintptr_t self = reinterpret_cast<std::uintptr_t>(p) - 2 * sizeof(std::uintptr_t);
-        EXPECT_EQ(words[1], self ^ std::uintptr_t{0x837A46C2u});
-        EXPECT_EQ(words[0] == 0, p == large);
-    }
-    pools.free(first);
-    pools.free(second);
-    pools.free(large);
-}
-
-// Every request up to 512 bytes (0 included) comes from the first class that
-// fits it, larger ones from the system heap; all keep their contents and
-// go back without a word.
-TEST(CMemAllocator, EveryBlockIsAlignedAndFitsItsRequest)
-{
-    CMemAllocator allocator;
     const std::uintptr_t alignment = sizeof(void*) == 8 ? alignof(std::max_align_t) : 4;
     std::vector<void*> blocks;
     for (unsigned int size = 0; size <= 600; ++size) {
@@ -114,6 +92,16 @@ TEST(CMemAllocator, EveryBlockIsAlignedAndFitsItsRequest)
         }
         std::memset(p, static_cast<int>(size & 0xFF), size);
         blocks.push_back(p);
+    }
+    // 17 and 18 bytes are the first two requests of their class.
+    EXPECT_EQ(static_cast<char*>(blocks[18]) - static_cast<char*>(blocks[17]),
+              static_cast<std::ptrdiff_t>(allocator.getStride(static_cast<unsigned int>(allocator.findClass(17)))));
+    for (void* p : {blocks[17], blocks[600]}) {
+        std::uintptr_t words[2];
+        std::memcpy(words, static_cast<char*>(p) - 2 * sizeof(std::uintptr_t), sizeof(words));
+        const std::uintptr_t self = reinterpret_cast<std::uintptr_t>(p) - 2 * sizeof(std::uintptr_t);
+        EXPECT_EQ(words[1], self ^ std::uintptr_t{0x837A46C2u});
+        EXPECT_EQ(words[0] == 0, p == blocks[600]);
     }
     const std::string out = captureStdout([&] {
         for (unsigned int size = 0; size <= 600; ++size) {
