@@ -112,15 +112,6 @@ TEST(CMemManager, ListenerIsCalledOnceAndTheRequestRetriedOnce)
     EXPECT_TRUE(CMemory::malloc(100000, 0) == nullptr && MemTesting::getRefusedSystemHeapRequests() == 1u);
 }
 
-TEST(CMemManager, TwoThreadsKeepTheirBlocksApart)
-{
-    EXPECT_EQ(twoThreadsOfTraffic(
-                  200000, 500, [](std::mt19937& random) { return static_cast<unsigned int>(random() % 700); },
-                  [](unsigned int size, std::mt19937&) { return CMemory::malloc(size, 0); },
-                  [](void* p) { CMemory::free(p); }),
-              0);
-}
-
 // POSIX only (fork): listed in tests/WindowsSkips.cmake.
 #ifndef _WIN32
 namespace {

@@ -112,10 +112,8 @@ TEST(CMemThreadCache, ThreadPastItsExitHookUsesTheLockedPath)
         for (void* p : blocks)
             allocator.free(p);
     }).join();
-    ASSERT_EQ(taken.size(), 3u);
-    EXPECT_EQ(taken[0], blocks[limit]) << "the bin the exit hook put on the free list";
-    EXPECT_EQ(taken[1], blocks[limit - 1]) << "then the batch";
-    EXPECT_EQ(taken[2], blocks[limit - 2]);
+    EXPECT_EQ(taken, (std::vector<void*>{blocks[limit], blocks[limit - 1], blocks[limit - 2]}))
+        << "the bin the exit hook put on the free list, then the batch";
     EXPECT_EQ(allocator.getFreeSlotCount(cls), limit - 2 + 1) << "the batch's rest and the block freed late";
     EXPECT_EQ(allocator.getTotalSlots(cls), allocator.getInitialCount(cls));
 }
