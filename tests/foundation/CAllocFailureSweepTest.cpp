@@ -195,8 +195,7 @@ TEST(CAllocFailureSweep, EveryRefusedAllocationEndsCleanly)
             continue;
         }
         for (const int failures : {-1, 1}) {
-            int n = 0;
-            for (;; ++n) {
+            for (int n = 0;; ++n) {
                 MemTesting::failAllocationsAfter(n, failures);
                 const EOutcome outcome = operation.run();
                 const unsigned int refused = MemTesting::getRefusedAllocations();
@@ -210,8 +209,6 @@ TEST(CAllocFailureSweep, EveryRefusedAllocationEndsCleanly)
                 }
                 ASSERT_LT(n, 100000) << operation.name << " never completes";
             }
-            std::printf("[ sweep    ] %s: %s, %d allocations until it completed\n", operation.name,
-                        failures < 0 ? "refusing from N on" : "refusing the N-th only", n);
         }
     }
     delete g_pSavedDocument;

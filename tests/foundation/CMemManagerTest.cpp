@@ -17,12 +17,9 @@
 
 #include <clocale>
 #include <cstdio>
-#include <cstring>
 #include <cwchar>
-#include <random>
 #include <regex>
 #include <string>
-#include <vector>
 
 using namespace Trell;
 using namespace MemTest;
@@ -47,31 +44,20 @@ bool objectFromStaticInitIsPooled()
 }
 const bool s_bStaticObjectPooled = objectFromStaticInitIsPooled();
 
-// Installed for its lifetime, counts its calls and reacts as the test says;
-// disarms the heap hook when it goes.
-class CTestListener : public IMemManagerListener
+// Installed for its lifetime; counts its calls and reacts as the test says.
+struct tagTestListener : IMemManagerListener
 {
-public:
-    explicit CTestListener(void (*react)(CTestListener&)) : m_react(react)
-    {
-        CMemManager::getInstance()->setListener(this);
-    }
-    ~CTestListener() override
-    {
-        MemTesting::failSystemHeapAfter(-1);
-        CMemManager::getInstance()->setListener(nullptr);
-    }
+    explicit tagTestListener(void (*r)(tagTestListener&)) : react(r) { CMemManager::getInstance()->setListener(this); }
+    ~tagTestListener() override { CMemManager::getInstance()->setListener(nullptr); }
     void onAllocateFailed() override
     {
         ++calls;
-        m_react(*this);
+        react(*this);
     }
 
+    void (*react)(tagTestListener&);
     int calls = 0;
     void* innerResult = nullptr;
-
-private:
-    void (*m_react)(CTestListener&);
 };
 
 } // namespace
@@ -88,25 +74,26 @@ TEST(CMemManager, ListenerIsCalledOnceAndTheRequestRetriedOnce)
 {
     const struct
     {
-        void (*react)(CTestListener&);
+        void (*react)(tagTestListener&);
         bool served;
         unsigned int refused;
     } rows[] = {
-        {[](CTestListener&) { MemTesting::failSystemHeapAfter(-1); }, true, 0}, // healing resets the count
-        {[](CTestListener&) {}, false, 2},
+        {[](tagTestListener&) { MemTesting::failSystemHeapAfter(-1); }, true, 0}, // healing resets the count
+        {[](tagTestListener&) {}, false, 2},
         // Allocating from inside the callback fails (null) without calling it again.
-        {[](CTestListener& l) { l.innerResult = CMemory::malloc(4096, 0); }, false, 3},
+        {[](tagTestListener& l) { l.innerResult = CMemory::malloc(4096, 0); }, false, 3},
     };
+    tagHookGuard guard;
     for (const auto& row : rows) {
-        CTestListener listener(row.react);
+        tagTestListener listener(row.react);
         MemTesting::failSystemHeapAfter(0);
         void* p = CMemory::malloc(4096, 0);
         EXPECT_TRUE((p != nullptr) == row.served && listener.calls == 1 && listener.innerResult == nullptr &&
                     MemTesting::getRefusedSystemHeapRequests() == row.refused)
             << row.refused;
         CMemory::free(p);
+        MemTesting::failSystemHeapAfter(-1);
     }
-    tagHookGuard guard;
     ASSERT_EQ(CMemManager::getInstance()->getListener(), nullptr);
     MemTesting::failSystemHeapAfter(0);
     EXPECT_TRUE(CMemory::malloc(100000, 0) == nullptr && MemTesting::getRefusedSystemHeapRequests() == 1u);

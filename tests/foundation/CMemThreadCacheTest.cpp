@@ -4,9 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
-#include <deque>
-#include <mutex>
+#include <atomic>
 #include <set>
 #include <thread>
 #include <vector>
@@ -127,42 +125,29 @@ TEST(CMemThreadCache, BlocksCrossingThreadsAreNeitherLostNorDuplicated)
     static constexpr unsigned int SIZES[] = {24, 64, 200};
     tagCachedAllocator cached;
     CMemAllocator& allocator = cached.allocator;
-    std::mutex mutex;
-    std::condition_variable ready;
-    std::deque<unsigned char*> queue;
-    bool closed = false;
+    std::vector<unsigned char*> handed(30000);
+    std::atomic<unsigned int> ready{0};
     unsigned int bad = 0;
     // Each block's fill derives from its sequence number.
     std::thread consumer([&] {
-        for (unsigned int i = 0;; ++i) {
-            std::unique_lock<std::mutex> lock(mutex);
-            ready.wait(lock, [&] { return !queue.empty() || closed; });
-            if (queue.empty())
-                break;
-            unsigned char* p = queue.front();
-            queue.pop_front();
-            lock.unlock();
-            for (unsigned int b = 0; b < SIZES[i % 3]; ++b)
-                bad += p[b] != static_cast<unsigned char>(i * 7 + b);
-            allocator.free(p);
+        for (unsigned int i = 0; i < handed.size(); ++i) {
+            while (ready.load() <= i)
+                std::this_thread::yield();
+            for (unsigned int b = 0; handed[i] && b < SIZES[i % 3]; ++b)
+                bad += handed[i][b] != static_cast<unsigned char>(i * 7 + b);
+            bad += handed[i] == nullptr;
+            allocator.free(handed[i]);
         }
     });
     std::thread([&] {
-        for (unsigned int i = 0; i < 30000; ++i) {
+        for (unsigned int i = 0; i < handed.size(); ++i) {
             unsigned char* p = static_cast<unsigned char*>(allocator.malloc(SIZES[i % 3]));
-            ASSERT_NE(p, nullptr);
-            for (unsigned int b = 0; b < SIZES[i % 3]; ++b)
+            for (unsigned int b = 0; p && b < SIZES[i % 3]; ++b)
                 p[b] = static_cast<unsigned char>(i * 7 + b);
-            std::lock_guard<std::mutex> lock(mutex);
-            queue.push_back(p);
-            ready.notify_one();
+            handed[i] = p;
+            ready = i + 1;
         }
     }).join();
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        closed = true;
-        ready.notify_one();
-    }
     consumer.join();
     EXPECT_EQ(bad, 0u);
     for (unsigned int size : SIZES) {

@@ -15,6 +15,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 using namespace Trell;
@@ -95,24 +96,18 @@ protected:
     }
 };
 
-// What a container yields in iteration, through `of`.
-template <class TContainer, class TOf>
-std::vector<int> valuesOf(const TContainer& container, TOf of)
+// What a container yields in iteration: the values of elements, the ids of objects.
+template <class TContainer>
+std::vector<int> valuesOf(const TContainer& container)
 {
     std::vector<int> values;
-    for (const auto& element : container)
-        values.push_back(of(element));
+    for (const auto& element : container) {
+        if constexpr (std::is_pointer_v<std::decay_t<decltype(element)>>)
+            values.push_back(element->id());
+        else
+            values.push_back(element.value());
+    }
     return values;
-}
-
-int valueOf(const CTracked& element)
-{
-    return element.value();
-}
-
-int idOf(const CCountedObject* object)
-{
-    return object->id();
 }
 
 // Random insertions, removals, searches and indexed reads on a sequence
@@ -155,7 +150,7 @@ void matchSequence(TContainer& container, TReference& reference, unsigned int se
         ASSERT_EQ(container.getCount(), reference.size());
         ASSERT_EQ(CTracked::s_iLive, int(reference.size()));
     }
-    EXPECT_EQ(valuesOf(container, valueOf), std::vector<int>(reference.begin(), reference.end()));
+    EXPECT_EQ(valuesOf(container), std::vector<int>(reference.begin(), reference.end()));
     ASSERT_FALSE(reference.empty());
     TContainer copy(container);
     copy[0] = CTracked(-5);
@@ -263,7 +258,7 @@ TEST_F(CTrackedTest, AddingAnOwnElementSurvivesGrowthAndShifting)
     // Moving an own element in: it arrives intact and its old slot keeps the moved-from value.
     array[3] = CTracked(8);
     EXPECT_TRUE(array.insertAt(0, std::move(array[3])));
-    EXPECT_EQ(valuesOf(array, valueOf), (std::vector<int>{8, 7, 7, 7, -1}));
+    EXPECT_EQ(valuesOf(array), (std::vector<int>{8, 7, 7, 7, -1}));
 }
 
 TEST_F(CTrackedTest, OwningObjectArrayDeletesOnRemoveClearAndDestructionOthersNever)
@@ -364,7 +359,7 @@ TEST_F(CTrackedTest, OwningObjectListDestroysRemovedObjectsWhateverTheirCountAnd
             takenIds.push_back(object->id());
             delete object;
         }
-        EXPECT_EQ(std::make_tuple(takenIds, valuesOf(list, idOf)),
+        EXPECT_EQ(std::make_tuple(takenIds, valuesOf(list)),
                   std::make_tuple(std::vector<int>{1, 5, 4}, std::vector<int>{3}));
         list.setOwning(false);
         delete list.getFirst();
@@ -393,7 +388,7 @@ TEST_F(CTrackedTest, DetachedNodesLinkAndUnlinkLikeAddAndTakeFirst)
               std::make_tuple(1, 2, 2, 1u));
     // The same node may join the list again, now at the tail, its back link rebuilt.
     ASSERT_TRUE(list.addNode(node));
-    EXPECT_EQ(valuesOf(list, idOf), (std::vector<int>{2, 1}));
+    EXPECT_EQ(valuesOf(list), (std::vector<int>{2, 1}));
     EXPECT_TRUE(list.moveLast() && list.movePrev() && list.getCurrent()->id() == 2);
     while (List::tagNode* taken = list.takeFirstNode()) {
         delete taken->pObject;
