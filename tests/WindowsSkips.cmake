@@ -26,7 +26,6 @@ set(ECS_WINE_SKIPPED_TESTS
     "platform|^CImpFolder\\.DeleteRemovesAnEmptyFolderOrALink|makes symbolic links, which mingw's std::filesystem cannot create"
     "system|^CFolder\\.OpenListsVisibleEntries|makes symbolic links, which mingw's std::filesystem cannot create"
     "system|^CFolder\\.DeleteFolderRemovesHiddenEntriesAndLinks|makes symbolic links, which mingw's std::filesystem cannot create"
-    "system|^CFolder\\.CopyAndSearchDoNotFollowALinkCycle|makes symbolic links, which mingw's std::filesystem cannot create"
     "system|^CSystem\\.EveryOperationReachesThePlatform|expects URLs to go through xdg-open on PATH (CImpSystemWin32Test covers the Windows services)"
 )
 # Cases guarded with #ifndef _WIN32 in their sources, as they do not compile

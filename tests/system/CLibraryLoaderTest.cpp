@@ -30,7 +30,7 @@ int entryValue(void* pEntry)
 
 } // namespace
 
-TEST(CLibraryLoader, LoadsOnceCachesTheEntryAndForgetsThePathOnUnload)
+TEST(CLibraryLoader, LoadsOnceCachesTheEntryOnlyOnceFoundAndForgetsThePathOnUnload)
 {
     CLogRecorder log;
     std::unique_ptr<CLibraryLoader> pLoader = makeLoader(u"Plugin", ECS_TEST_MODULE);
@@ -50,21 +50,18 @@ TEST(CLibraryLoader, LoadsOnceCachesTheEntryAndForgetsThePathOnUnload)
     pLoader = makeLoader(nullptr, "/no/such.so");
     EXPECT_FALSE(pLoader->load() || pLoader->hasLoad());
     EXPECT_EQ(log.take(), (Lines{u"Info|Begin to load : /no/such.so.", u"Error|Can't load ."}));
-}
 
-TEST(CLibraryLoader, AMissingOrNullEntryIsAskedForAgainOnEachCall)
-{
-    CLogRecorder log;
-    std::unique_ptr<CLibraryLoader> pNoEntry = makeLoader(u"NoEntry", ECS_TEST_MODULE_NOENTRY);
-    ASSERT_TRUE(pNoEntry->load());
+    // A missing or null entry is asked for again on each call.
+    pLoader = makeLoader(u"NoEntry", ECS_TEST_MODULE_NOENTRY);
+    ASSERT_TRUE(pLoader->load());
     log.take();
-    EXPECT_EQ(pNoEntry->getEntryInstance(), nullptr);
-    EXPECT_EQ(pNoEntry->getEntryInstance(), nullptr);
+    EXPECT_EQ(pLoader->getEntryInstance(), nullptr);
+    EXPECT_EQ(pLoader->getEntryInstance(), nullptr);
     EXPECT_EQ(log.take(), (Lines(2, u"Error|Can't get entry point of NoEntry.")));
 
     // That module's "getInstance" gives null on its first call only;
     // unloading really unloads, so a reload starts it over. The destructor unloads.
-    std::unique_ptr<CLibraryLoader> pLoader = makeLoader(u"Late", "");
+    pLoader = makeLoader(u"Late", "");
     for (int iRound = 0; iRound < 2; ++iRound) {
         pLoader->setPath(text(ascii(ECS_TEST_MODULE_NULLFIRST)));
         ASSERT_TRUE(pLoader->load());

@@ -3,7 +3,6 @@
 #include <configuration/CConfigParser.h>
 #include <platform/CWaitObject.h>
 #include <system/CFile.h>
-#include <system/CLibraryLoader.h>
 #include <text/CString.h>
 
 #include "TempFolder.h"
@@ -29,14 +28,15 @@ TEST(CSystem, ParseBinInfoAnswersVersionAndHelpOnly)
     };
     const std::vector<std::u16string> version = {u"Info|App Enterprise Version 2.8.2 Build Date 2021.04.30"};
     const std::vector<std::u16string> none;
-    const auto engineHelp = help(u"TrellEngine", u"[Path]\tRun TrellEngine with the full path of project root folder.");
     // The arguments, the application name, and the lines logged (the result is true exactly when there are any).
     const std::tuple<std::vector<const char*>, const char16_t*, std::vector<std::u16string>> aCases[] = {
         {{"bin"}, u"App", none},
         {{"bin", "-v", "x"}, u"App", none},
         {{"bin", "VeRsIoN"}, u"App", version},
         {{"bin", "-v"}, nullptr, {u"Info| Enterprise Version 2.8.2 Build Date 2021.04.30"}},
-        {{"bin", "-h"}, u"TrellEngine", engineHelp},
+        {{"bin", "-h"},
+         u"TrellEngine",
+         help(u"TrellEngine", u"[Path]\tRun TrellEngine with the full path of project root folder.")},
         {{"bin", "help"}, u"TrellStudio", help(u"TrellStudio", u"void\tRun TrellStudio")},
         {{"bin", "help"},
          u"trellstudio",
@@ -89,9 +89,6 @@ TEST(CSystem, ChildrenInheritNoneOfTheLibrarysDescriptors)
     CFile file;
     ASSERT_TRUE(file.open(temp.path("data.bin"), false));
     CWaitObject event(CString(u"ecs_cloexec_test_event"));
-    CLibraryLoader* pLoader = new CLibraryLoader();
-    pLoader->setPath(text(ascii(ECS_TEST_MODULE)));
-    ASSERT_TRUE(pLoader->load());
     ASSERT_TRUE(std::filesystem::exists(temp.native("engine.log")));
     EXPECT_EQ(inheritableDescriptors(), setBefore);
     EXPECT_TRUE(childHoldsOnlyWhatItShould([](const CString& strCommand) {
@@ -99,7 +96,6 @@ TEST(CSystem, ChildrenInheritNoneOfTheLibrarysDescriptors)
         CSystem::executeSystemCommand(strCommand, true, strOutput);
         return strOutput;
     }));
-    delete pLoader;
     CLog::unInitialize();
     CConfigParser::deleteInstance();
 }

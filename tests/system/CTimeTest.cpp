@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #ifdef _WIN32
@@ -85,26 +86,21 @@ TEST(CTime, AgreesWithStdChronoOverTheWholeRange)
 // through the total seconds and drop the milliseconds.
 TEST(CTime, OffsetsFitTheDay)
 {
-    struct
-    {
-        CTime start;
-        void (CTime::*offset)(int);
-        int by;
-        const char* expected;
-    } const rows[] = {
-        {CTime(2021, 1, 31), &CTime::offsetMonth, 1, "2021-2-28 0:0:0.0"},
-        {CTime(2020, 12, 15), &CTime::offsetMonth, 13, "2022-1-15 0:0:0.0"},
-        {CTime(2021, 3, 31), &CTime::offsetMonth, -25, "2019-2-28 0:0:0.0"},
-        {CTime(2020, 2, 29, 10, 0, 0, 5), &CTime::offsetYear, 1, "2021-2-28 10:0:0.5"},
-        {CTime(2021, 12, 31, 23, 0, 0, 500), &CTime::offsetDay, 1, "2022-1-1 23:0:0.0"},
-        {CTime(2024, 3, 1), &CTime::offsetDay, -1, "2024-2-29 0:0:0.0"},
+    const auto month = &CTime::offsetMonth, year = &CTime::offsetYear, day = &CTime::offsetDay;
+    const std::tuple<CTime, void (CTime::*)(int), int, const char*> rows[] = {
+        {CTime(2021, 1, 31), month, 1, "2021-2-28 0:0:0.0"},
+        {CTime(2020, 12, 15), month, 13, "2022-1-15 0:0:0.0"},
+        {CTime(2021, 3, 31), month, -25, "2019-2-28 0:0:0.0"},
+        {CTime(2020, 2, 29, 10, 0, 0, 5), year, 1, "2021-2-28 10:0:0.5"},
+        {CTime(2021, 12, 31, 23, 0, 0, 500), day, 1, "2022-1-1 23:0:0.0"},
+        {CTime(2024, 3, 1), day, -1, "2024-2-29 0:0:0.0"},
         // The year is not clamped.
-        {CTime(9999, 6, 1), &CTime::offsetYear, 1, "10000-6-1 0:0:0.0"},
+        {CTime(9999, 6, 1), year, 1, "10000-6-1 0:0:0.0"},
     };
-    for (const auto& row : rows) {
-        CTime t(row.start);
-        (t.*row.offset)(row.by);
-        EXPECT_EQ(fields(t), row.expected) << fields(row.start) << " by " << row.by;
+    for (const auto& [start, offset, by, expected] : rows) {
+        CTime t(start);
+        (t.*offset)(by);
+        EXPECT_EQ(fields(t), expected) << fields(start) << " by " << by;
         EXPECT_EQ(t.isValidDate(), t.getYear() <= 9999);
     }
     // 30000 days of seconds do not fit in 32 bits: the product wraps (deliberately kept).
