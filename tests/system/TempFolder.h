@@ -43,7 +43,6 @@ public:
     CTempFolder(const CTempFolder&) = delete;
     CTempFolder& operator=(const CTempFolder&) = delete;
 
-    bool isValid() const { return !m_strPath.empty(); }
     // Native path of a name inside the folder ("" gives the folder itself).
     std::string native(const std::string& strName = "") const
     {
