@@ -98,11 +98,8 @@ TEST(CImpPlayerMP3Win32, AFileThatCannotOpenLeavesNothingLoaded)
 {
     CLogRecorder log;
     std::unique_ptr<IPlayerMP3> pPlayer(PlatformImp::createPlayerMP3());
-    EXPECT_FALSE(pPlayer->load(CString(u"C:\\no\\such\\file.mp3")));
-    EXPECT_FALSE(pPlayer->isLoaded());
-    EXPECT_FALSE(pPlayer->play());
-    EXPECT_EQ(0u, pPlayer->getTotalTime());
-    EXPECT_EQ(0u, pPlayer->getCurrentTime());
+    EXPECT_FALSE(pPlayer->load(CString(u"C:\\no\\such\\file.mp3")) || pPlayer->isLoaded() || pPlayer->play());
+    EXPECT_EQ(pPlayer->getTotalTime() + pPlayer->getCurrentTime(), 0u);
     pPlayer->seekToTime(1);
     pPlayer->stop();
     const std::vector<std::u16string> aryLines = log.take();

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -73,11 +74,8 @@ TEST(CWaitObject, OneNotifyReleasesEveryWaiter)
     // All must be blocked in the wait before the single notify; check twice
     // in a row so that none is merely passing through the lock.
     auto allSleeping = [&] {
-        for (auto& tid : tids) {
-            if (tid == 0 || !isThreadSleeping(tid))
-                return false;
-        }
-        return true;
+        return std::all_of(tids.begin(), tids.end(),
+                           [](const std::atomic<long>& tid) { return tid != 0 && isThreadSleeping(tid); });
     };
     ASSERT_TRUE(waitUntil([&] {
         if (!allSleeping())
