@@ -131,12 +131,8 @@ TEST_F(SystemProcess, WaitsForTheChildOnlyWhenAskedAndReapsItLater)
 TEST_F(SystemProcess, CapturedOutputIsOneBoundedRead)
 {
     const std::u16string strHold = CHILD + u" hold " + ascii(m_temp.native("gate"));
-    const struct
-    {
-        std::u16string command;
-        bool wait;
-        std::u16string output;
-    } aCases[] = {
+    // The command, whether to wait, and the output.
+    const std::tuple<std::u16string, bool, std::u16string> aCases[] = {
         {CHILD + u" print hello", true, u"hello"},
         {CHILD + u" print hello", false, u"hello"}, // the read waits for the first bytes
         {u"true", true, u""},
@@ -149,8 +145,8 @@ TEST_F(SystemProcess, CapturedOutputIsOneBoundedRead)
         {strHold, true, u""}, // silent and never ending: both waits end
         {strHold, false, u""},
     };
-    for (const auto& c : aCases)
-        EXPECT_EQ(capture(c.command, c.wait), c.output) << std::string(c.command.begin(), c.command.end());
+    for (const auto& [command, wait, output] : aCases)
+        EXPECT_EQ(capture(command, wait), output) << std::string(command.begin(), command.end());
     EXPECT_NE(capture(u"no_such_command_xyz", true).find(u"not found"), std::u16string::npos);
 
     // A batch file goes to "cmd" unless ".bat" starts the command.

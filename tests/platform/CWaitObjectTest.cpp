@@ -34,11 +34,8 @@ bool waitTimesOut(CWaitObject& event, unsigned int uiMilliseconds)
 TEST(CWaitObject, ConsumedOrClearedSignalLeavesTheEventUnsignalled)
 {
     CReaper reaper("pending signals");
-    struct
-    {
-        const char* pszWhat;
-        void (*steps)(CWaitObject&);
-    } const rows[] = {
+    // What the row shows, and its steps.
+    const std::pair<const char*, void (*)(CWaitObject&)> rows[] = {
         {"a notify before the wait is remembered, two count as one",
          [](CWaitObject& e) { e.notify(), e.notify(), e.wait(0); }},
         {"forceWait(0) polls without blocking and consumes",
@@ -46,10 +43,10 @@ TEST(CWaitObject, ConsumedOrClearedSignalLeavesTheEventUnsignalled)
         {"a timed wait ends; a signalled wait resets", [](CWaitObject& e) { e.wait(30), e.notify(), e.wait(1000); }},
         {"reset clears a pending signal", [](CWaitObject& e) { e.notify(), e.reset(); }},
     };
-    for (const auto& row : rows) {
+    for (const auto& [pszWhat, steps] : rows) {
         CWaitObject event(STRING_NULL);
-        row.steps(event);
-        EXPECT_TRUE(waitTimesOut(event, 50)) << row.pszWhat;
+        steps(event);
+        EXPECT_TRUE(waitTimesOut(event, 50)) << pszWhat;
     }
 }
 

@@ -118,11 +118,8 @@ struct tagMutex : CNamedMutex
 TEST(NamedObject, NamesMapToDistinctOwnerOnlyEntries)
 {
     const std::u16string longName(300, u'x');
-    const struct
-    {
-        std::u16string name;
-        const char* pszFile; // null: too long to keep whole
-    } rows[] = {
+    // The name and its entry's file (null: too long to keep whole).
+    const std::pair<std::u16string, const char*> rows[] = {
         {u"plain-Name_1.0", "trell.evt.plain-Name_1.0"},
         {u"with space", "trell.evt.with%20space"},
         {u"a%2Fb", "trell.evt.a%252Fb"},
@@ -136,14 +133,14 @@ TEST(NamedObject, NamesMapToDistinctOwnerOnlyEntries)
     };
     const mode_t oldMask = umask(0277);
     std::set<std::string> files;
-    for (const auto& row : rows) {
-        const unsigned int uiLength = static_cast<unsigned int>(row.name.size());
-        const std::string file = CNamedObject::fileName(CNamedObject::KIND_EVENT, row.name.c_str(), uiLength);
+    for (const auto& [name, pszFile] : rows) {
+        const unsigned int uiLength = static_cast<unsigned int>(name.size());
+        const std::string file = CNamedObject::fileName(CNamedObject::KIND_EVENT, name.c_str(), uiLength);
         SCOPED_TRACE(file);
-        EXPECT_EQ(file, row.pszFile ? row.pszFile : file.substr(0, 193) + "~" + file.substr(194, 16));
+        EXPECT_EQ(file, pszFile ? pszFile : file.substr(0, 193) + "~" + file.substr(194, 16));
         EXPECT_TRUE(files.insert(file).second) << "two names share an entry";
         CNamedObject object;
-        ASSERT_EQ(object.open(CNamedObject::KIND_EVENT, row.name.c_str(), uiLength, 16), CNamedObject::OPEN_CREATED);
+        ASSERT_EQ(object.open(CNamedObject::KIND_EVENT, name.c_str(), uiLength, 16), CNamedObject::OPEN_CREATED);
         struct stat st;
         ASSERT_EQ(stat(("/dev/shm/" + file).c_str(), &st), 0);
         EXPECT_EQ(st.st_mode & 07777, 0600u);
@@ -291,13 +288,13 @@ TEST_P(NamedAcrossProcesses, EventsAndMutexAreShared)
     for (const bool bHelperFirst : {false, true}) {
         SCOPED_TRACE(bHelperFirst ? "helper creates" : "this process creates");
         const std::string ping = uniqueName("ping"), pong = uniqueName("pong");
-        pid_t pid = bHelperFirst ? spawnHelper(m_pszHelper, {"pingpong", ping, pong}) : -1;
+        pid_t pid = bHelperFirst ? spawnHelper(m_pszHelper, {"rally", ping, pong, "1"}) : -1;
         ASSERT_TRUE(!bHelperFirst || waitUntil([&] { return entryExists(pong); }));
         {
             CWaitObject pingEvent(toCString(ping)), pongEvent(toCString(pong));
-            pid = bHelperFirst ? pid : spawnHelper(m_pszHelper, {"pingpong", ping, pong});
-            EXPECT_TRUE(signalled(pingEvent));
-            pongEvent.notify();
+            pid = bHelperFirst ? pid : spawnHelper(m_pszHelper, {"rally", ping, pong, "1"});
+            pingEvent.notify();
+            EXPECT_TRUE(signalled(pongEvent));
             EXPECT_EQ(exitCodeOf(pid), 0) << "the helper was not woken";
         }
         EXPECT_FALSE(entryExists(ping));

@@ -8,7 +8,7 @@
 
 using namespace Trell;
 
-TEST(Utf8Text, EncodesPairsWholeAndReplacesLoneSurrogates)
+TEST(Utf8Text, EncodesPairsWholeAndReplacesEachLoneSurrogateOrInvalidByte)
 {
     // The text, its UTF-8, and that decoded again.
     const std::tuple<std::u16string, std::string, std::u16string> aCases[] = {
@@ -22,13 +22,10 @@ TEST(Utf8Text, EncodesPairsWholeAndReplacesLoneSurrogates)
         EXPECT_EQ(Utf8Text::encode(text), utf8);
         EXPECT_EQ(Utf8Text::decode(utf8.data(), utf8.size()), back);
     }
-}
-
-TEST(Utf8Text, DecodesEachInvalidByteAsOneReplacement)
-{
+    // Each invalid byte decodes as one replacement.
     const std::u16string R(1, u'\uFFFD');
     // The bytes, their text, and their text when a cut tail is dropped.
-    const std::tuple<std::string, std::u16string, std::u16string> aCases[] = {
+    const std::tuple<std::string, std::u16string, std::u16string> invalid[] = {
         {"\x80(", R + u"(", R + u"("},
         {"\xC0\xAF", R + R, R + R},                                     // overlong, invalid lead
         {"\xE0\x80\xAF", R + R + R, R + R + R},                         // overlong three bytes
@@ -38,7 +35,7 @@ TEST(Utf8Text, DecodesEachInvalidByteAsOneReplacement)
         {"a\xE4\xB8", u"a" + R + R, u"a"},
         {"\xF0\x9F\x98", R + R + R, u""},
     };
-    for (const auto& [utf8, text, cutTailDropped] : aCases) {
+    for (const auto& [utf8, text, cutTailDropped] : invalid) {
         EXPECT_EQ(Utf8Text::decode(utf8.data(), utf8.size()), text) << utf8;
         EXPECT_EQ(Utf8Text::decode(utf8.data(), utf8.size(), true), cutTailDropped) << utf8;
     }

@@ -4,7 +4,6 @@
 // library.
 //
 //   signal <event>                  opens, notifies, closes
-//   pingpong <ping> <pong>          notifies <ping>, waits up to 60 s on <pong>
 //   hold <event> <ready>            opens <event>, notifies <ready>, waits on <event> for ever
 //   rally <ping> <pong> <rounds>    per round waits on <ping> and notifies <pong>
 //   churn <a> <b> <rounds>          per round opens and closes <a> and <b>
@@ -90,10 +89,6 @@ int main(int argc, char** argv)
     const int iRounds = argc > 4 ? std::atoi(argv[4]) : 0;
     if (mode == "signal" && argc == 3) {
         tagEvent(argv[2]).notify();
-    } else if (mode == "pingpong" && argc == 4) {
-        tagEvent ping(argv[2]), pong(argv[3]);
-        ping.notify();
-        return woken(pong) ? 0 : 1;
     } else if (mode == "hold" && argc == 4) {
         tagEvent event(argv[2]);
         tagEvent(argv[3]).notify();
