@@ -82,7 +82,6 @@ TEST_F(SystemProcess, CommandLinesReachTheProgramAsItsArgumentsWould)
     m_pSystem->startProcess(CString(u"/no/such/program"), CString(u"x"), true, true);
     m_pSystem->startProcess(CString(), CString(u" "), false, true);
     m_pSystem->executeSystemCommand(CString(u""), true);
-    EXPECT_FALSE(recorded());
     EXPECT_EQ(capture(u"", true), u"");
 }
 

@@ -163,8 +163,7 @@ TEST(CThread, PriorityIsTheSystemsOwnLevel)
     const std::pair<int, int> cases[] = {{49, THREAD_PRIORITY_LOWEST},
                                          {50, THREAD_PRIORITY_NORMAL},
                                          {51, THREAD_PRIORITY_HIGHEST},
-                                         {-1, THREAD_PRIORITY_BELOW_NORMAL},
-                                         {-3, THREAD_PRIORITY_NORMAL}};
+                                         {-1, THREAD_PRIORITY_BELOW_NORMAL}};
     for (const auto& [priority, level] : cases) {
         CNiceProbe probe;
         probe.setThreadPriority(priority);

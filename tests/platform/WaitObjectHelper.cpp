@@ -8,7 +8,6 @@
 //   rally <ping> <pong> <rounds>    per round waits on <ping> and notifies <pong>
 //   churn <a> <b> <rounds>          per round opens and closes <a> and <b>
 //   holdmutex <mutex> <ready> <ms>  locks, notifies <ready>, unlocks after <ms> (0: never)
-//   lockmutex <mutex>               locks within 60 s
 // Exit codes: 0 done, 1 a wait timed out or an open failed, 2 bad usage,
 // 3 the mutex came abandoned.
 #include <platform/posix/NamedObject.h>
@@ -111,10 +110,6 @@ int main(int argc, char** argv)
         usleep(iRounds * 1000);
         while (iRounds == 0)
             pause();
-        return mutex.unlock() ? iResult : 1;
-    } else if (mode == "lockmutex" && argc == 3) {
-        CNamedMutex mutex;
-        const int iResult = lockResult(mutex, argv[2], 60000);
         return mutex.unlock() ? iResult : 1;
     } else {
         return 2;
