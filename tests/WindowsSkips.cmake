@@ -23,11 +23,8 @@ set(ECS_WINE_SKIPPED_TESTS
     "audio|^SoundPlayerTest\\.StatesAndReplacedRequests$|its MP3 files are made by gst-launch-1.0 (a Linux program), and wine's MPEGVideo device does not open without a sound device (MCI error 277)"
     "text|^CStringConverterFormat\\.MatchesSnprintfOnRandomNumericConversions$|its reference is the C runtime's snprintf, and mingw's departs from C in corners the library keeps (\"%0-22.3A\" pads with zeros, \"% tu\" is signed)"
     "platform|^CImpFolder\\.ListingReportsLinks|makes symbolic links, which mingw's std::filesystem cannot create"
-    "platform|^CImpFolder\\.DeleteRemovesAnEmptyFolderOrALink|makes symbolic links, which mingw's std::filesystem cannot create"
     "system|^CFolder\\.OpenListsVisibleEntries|makes symbolic links, which mingw's std::filesystem cannot create"
     "system|^CFolder\\.DeleteFolderRemovesHiddenEntriesAndLinks|makes symbolic links, which mingw's std::filesystem cannot create"
-    "system|^CFolder\\.CopyAndSearchDoNotFollowALinkCycle|makes symbolic links, which mingw's std::filesystem cannot create"
-    "system|^CSystem\\.EveryOperationReachesThePlatform|expects URLs to go through xdg-open on PATH (CImpSystemWin32Test covers the Windows services)"
 )
 # Cases guarded with #ifndef _WIN32 in their sources, as they do not compile
 # there; listed here so that this file stays the whole list.
@@ -35,6 +32,7 @@ set(ECS_WINDOWS_POSIX_ONLY_TESTS
     "foundation|CMemManager.ConsoleOutputFollowsTheHostsStreamOrientation|forks a child to read its console"
     "text|CStringCore.ScansStopAtAPageEnd|places text before a guard page with mmap"
     "system|CSystem.ChildrenInheritNoneOfTheLibrarysDescriptors|lists a child's inherited POSIX descriptors"
+    "system|CTime.TickCountStartsAtZeroAndStaysWithinTheMonotonicClockOnEveryThread|its per-thread tick cache is the POSIX one (Win32LayerTest checks the Windows tick)"
     "configuration|ConfigTest.SaveUpdatesTheLinkedFileKeepingItsModeAndTheUsersFiles|symbolic links and POSIX file modes"
     "configuration|ConfigTest.FailedSaveLeavesTheOldFileAndNoTemporary|a file size limit (setrlimit) in a child"
     "platform|CThread.LowestPriorityRunsAtAHigherNiceValue|nice values (Windows runs CThread.PriorityIsTheSystemsOwnLevel instead)"

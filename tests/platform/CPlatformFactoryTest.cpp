@@ -8,30 +8,23 @@ using namespace Trell;
 
 namespace {
 
-class CFakeSurface : public ISurface
-{
-    TRELL_DECLARE_ALLOCATOR(u"CFakeSurface")
-public:
-    bool initialize() override { return true; }
-    void unInitialize() override {}
-    void updateSurfacePos() override {}
-    void setTransparency(bool, EReceiveTouch) override {}
-    void setSurfaceName(const CString&) override {}
-};
-
 int s_iToken;
 CSurface* const DESCRIPTOR = reinterpret_cast<CSurface*>(&s_iToken);
 
-// Gives its surface for DESCRIPTOR only, and counts its destruction.
+// Answers DESCRIPTOR only, with a surface address of its own (never used as
+// one), and counts its destruction.
 class CFakeFactory : public IPlatformFactory
 {
     TRELL_DECLARE_ALLOCATOR(u"CFakeFactory")
 public:
     explicit CFakeFactory(int* destroyed) : m_destroyed(destroyed) {}
     ~CFakeFactory() override { ++*m_destroyed; }
-    ISurface* createSurface(CSurface* pSurface) override { return pSurface == DESCRIPTOR ? &surface : nullptr; }
-    CFakeSurface surface;
+    ISurface* createSurface(CSurface* pSurface) override { return pSurface == DESCRIPTOR ? surface() : nullptr; }
+    ISurface* surface() { return reinterpret_cast<ISurface*>(&m_iMark); }
+
+private:
     int* m_destroyed;
+    int m_iMark = 0;
 };
 
 } // namespace
@@ -44,9 +37,9 @@ TEST(CPlatformFactory, RegisteredFactoryIsAskedButNeverOwned)
     CFakeFactory a(&destroyed);
     CFakeFactory* pB = new CFakeFactory(&destroyed);
     pFactory->registerFactory(&a);
-    EXPECT_EQ(pFactory->createSurface(DESCRIPTOR), &a.surface);
+    EXPECT_EQ(pFactory->createSurface(DESCRIPTOR), a.surface());
     pFactory->registerFactory(pB);
-    EXPECT_EQ(pFactory->createSurface(DESCRIPTOR), &pB->surface);
+    EXPECT_EQ(pFactory->createSurface(DESCRIPTOR), pB->surface());
 
     // Neither deleting the singleton (twice) nor a fresh one touches the factory.
     CPlatformFactory::deleteInstance();

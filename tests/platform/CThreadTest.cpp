@@ -3,6 +3,7 @@
 #include <text/CString.h>
 
 #include "Reaper.h"
+#include "support/ChildProcess.h"
 #include "support/ThreadState.h"
 
 #include <gtest/gtest.h>
@@ -103,12 +104,15 @@ public:
 
 } // namespace
 
-// Each start runs once, in order, on a thread of its own; starts while it
-// runs are ignored.
+// Each start runs once, in order, on a thread of its own, and its start and
+// exit are logged with the thread's id and name; starts while it runs are
+// ignored.
 TEST(CThread, EveryStartRunsStartedRunStoppedOnceOnItsOwnThread)
 {
     CReaper reaper("start and stop cycles");
+    CLogRecorder log;
     CWorker worker;
+    worker.setThreadName(CString(u"worker"));
     worker.stopThread(); // on an idle thread: returns at once
     worker.waitForThreadStop();
     for (int round = 1; round <= 3; ++round) {
@@ -116,12 +120,15 @@ TEST(CThread, EveryStartRunsStartedRunStoppedOnceOnItsOwnThread)
         worker.startThread();
         worker.started.wait(0);
         worker.startThread();
-        EXPECT_NE(worker.idSeenInRun.load(), static_cast<unsigned int>(currentThreadId()));
-        EXPECT_EQ(worker.getThreadID(), worker.idSeenInRun.load());
+        const unsigned int uiId = worker.idSeenInRun.load();
+        EXPECT_NE(uiId, static_cast<unsigned int>(currentThreadId()));
+        EXPECT_EQ(worker.getThreadID(), uiId);
         EXPECT_FALSE(worker.isPrepareStopThread());
         worker.stopThread();
         EXPECT_EQ(worker.getThreadID(), 0u);
         EXPECT_EQ(worker.runs.load(), round) << "one run per start";
+        const std::u16string strLine = u"Info|Thread (ID: " + ascii(std::to_string(uiId)) + u", Name: worker) ";
+        EXPECT_EQ(log.take(), (std::vector<std::u16string>{strLine + u"starts.", strLine + u"exits."}));
     }
     EXPECT_EQ(worker.events, "started,run,stopped,started,run,stopped,started,run,stopped");
     EXPECT_TRUE(worker.isPrepareStopThread()) << "the stop request stays raised until the next start";
@@ -153,22 +160,17 @@ TEST(CThread, PriorityMapping)
 TEST(CThread, PriorityIsTheSystemsOwnLevel)
 {
     CReaper reaper("priority");
-    const struct
-    {
-        int iPriority;
-        int iLevel;
-    } cases[] = {{49, THREAD_PRIORITY_LOWEST},
-                 {50, THREAD_PRIORITY_NORMAL},
-                 {51, THREAD_PRIORITY_HIGHEST},
-                 {-1, THREAD_PRIORITY_BELOW_NORMAL},
-                 {-3, THREAD_PRIORITY_NORMAL}};
-    for (const auto& c : cases) {
+    const std::pair<int, int> cases[] = {{49, THREAD_PRIORITY_LOWEST},
+                                         {50, THREAD_PRIORITY_NORMAL},
+                                         {51, THREAD_PRIORITY_HIGHEST},
+                                         {-1, THREAD_PRIORITY_BELOW_NORMAL}};
+    for (const auto& [priority, level] : cases) {
         CNiceProbe probe;
-        probe.setThreadPriority(c.iPriority);
+        probe.setThreadPriority(priority);
         probe.startThread();
         probe.releaseRun();
         probe.waitForThreadStop();
-        EXPECT_EQ(probe.nice.load(), c.iLevel) << "priority " << c.iPriority;
+        EXPECT_EQ(probe.nice.load(), level) << "priority " << priority;
     }
 }
 #else

@@ -9,18 +9,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
 
-#include <poll.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using namespace Trell;
-
-extern char** environ;
 
 #if defined(__SANITIZE_THREAD__)
 // The thread sanitizer reports libX11 releasing a display lock it does not
@@ -34,48 +29,35 @@ extern "C" const char* __tsan_default_suppressions()
 
 namespace {
 
-// An Xvfb of its own, on a display number it picks itself.
+// An Xvfb of its own, on a display number it picks itself. The shell prints
+// its pid and becomes the server, which prints the number once it accepts
+// clients. -terminate: the server ends with its last client, so a test
+// program that dies half-way leaves no server behind.
 class CXServer
 {
 public:
-    CXServer()
+    CXServer() : m_pPipe(popen("echo $$; exec Xvfb -displayfd 1 -nolisten tcp -terminate 2>/dev/null", "re"))
     {
-        int aiPipe[2];
-        if (pipe(aiPipe) != 0)
-            return;
-        const std::string strFd = std::to_string(aiPipe[1]);
-        // -terminate: the server ends with its last client, so a test
-        // program that dies half-way leaves no server behind.
-        const char* apszArgs[] = {"Xvfb", "-displayfd", strFd.c_str(), "-nolisten", "tcp", "-terminate", nullptr};
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addclose(&actions, aiPipe[0]);
-        posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-        if (posix_spawnp(&m_pid, "Xvfb", &actions, nullptr, const_cast<char**>(apszArgs), environ) != 0)
-            m_pid = -1;
-        posix_spawn_file_actions_destroy(&actions);
-        close(aiPipe[1]);
-        // The number comes once the server accepts clients; the server dies
-        // if the pipe closes before the newline after it.
-        pollfd pfd = {aiPipe[0], POLLIN, 0};
-        for (char ch; m_pid > 0 && poll(&pfd, 1, 20000) == 1 && read(aiPipe[0], &ch, 1) == 1 && ch != '\n';)
-            m_strDisplay += ch;
-        close(aiPipe[0]);
-        if (!m_strDisplay.empty())
-            m_strDisplay.insert(0, ":");
+        char achLine[32];
+        if (m_pPipe && std::fgets(achLine, sizeof(achLine), m_pPipe))
+            m_pid = std::atoi(achLine);
+        if (m_pid > 0 && std::fgets(achLine, sizeof(achLine), m_pPipe))
+            m_strDisplay = ":" + std::to_string(std::atoi(achLine));
     }
     ~CXServer() { stop(); }
     void stop()
     {
-        if (m_pid > 0) {
+        if (m_pid > 0)
             kill(m_pid, SIGTERM);
-            waitpid(m_pid, nullptr, 0);
-        }
+        if (m_pPipe)
+            pclose(m_pPipe);
         m_pid = -1;
+        m_pPipe = nullptr;
     }
     const std::string& display() const { return m_strDisplay; }
 
 private:
+    std::FILE* m_pPipe;
     pid_t m_pid = -1;
     std::string m_strDisplay;
 };

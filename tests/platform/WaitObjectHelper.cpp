@@ -4,12 +4,10 @@
 // library.
 //
 //   signal <event>                  opens, notifies, closes
-//   pingpong <ping> <pong>          notifies <ping>, waits up to 60 s on <pong>
 //   hold <event> <ready>            opens <event>, notifies <ready>, waits on <event> for ever
 //   rally <ping> <pong> <rounds>    per round waits on <ping> and notifies <pong>
 //   churn <a> <b> <rounds>          per round opens and closes <a> and <b>
 //   holdmutex <mutex> <ready> <ms>  locks, notifies <ready>, unlocks after <ms> (0: never)
-//   lockmutex <mutex>               locks within 60 s
 // Exit codes: 0 done, 1 a wait timed out or an open failed, 2 bad usage,
 // 3 the mutex came abandoned.
 #include <platform/posix/NamedObject.h>
@@ -90,10 +88,6 @@ int main(int argc, char** argv)
     const int iRounds = argc > 4 ? std::atoi(argv[4]) : 0;
     if (mode == "signal" && argc == 3) {
         tagEvent(argv[2]).notify();
-    } else if (mode == "pingpong" && argc == 4) {
-        tagEvent ping(argv[2]), pong(argv[3]);
-        ping.notify();
-        return woken(pong) ? 0 : 1;
     } else if (mode == "hold" && argc == 4) {
         tagEvent event(argv[2]);
         tagEvent(argv[3]).notify();
@@ -116,10 +110,6 @@ int main(int argc, char** argv)
         usleep(iRounds * 1000);
         while (iRounds == 0)
             pause();
-        return mutex.unlock() ? iResult : 1;
-    } else if (mode == "lockmutex" && argc == 3) {
-        CNamedMutex mutex;
-        const int iResult = lockResult(mutex, argv[2], 60000);
         return mutex.unlock() ? iResult : 1;
     } else {
         return 2;

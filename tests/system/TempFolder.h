@@ -8,33 +8,25 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
-
-#ifdef _WIN32
-#include <process.h>
-#endif
 
 class CTempFolder
 {
 public:
+    // mkdir either makes a fresh folder or fails: a name taken by another
+    // process is passed over. The path uses "/" as the library writes paths.
     CTempFolder()
     {
-#ifdef _WIN32
-        // No mkdtemp: a name of its own, made with "/" as the library writes paths.
-        static unsigned int s_uiCounter = 0;
         const std::string strBase = std::filesystem::temp_directory_path().generic_string();
+        std::random_device random;
         for (int iTry = 0; iTry < 100 && m_strPath.empty(); ++iTry) {
-            const std::string strPath = strBase + (strBase.back() == '/' ? "" : "/") + "ecs_test_" +
-                                        std::to_string(_getpid()) + "_" + std::to_string(++s_uiCounter);
+            const std::string strPath =
+                strBase + (strBase.back() == '/' ? "" : "/") + "ecs_test_" + std::to_string(random());
             std::error_code error;
             if (std::filesystem::create_directory(strPath, error))
                 m_strPath = strPath;
         }
-#else
-        std::string pattern = (std::filesystem::temp_directory_path() / "ecs_test_XXXXXX").string();
-        if (char* pszPath = mkdtemp(pattern.data()))
-            m_strPath = pszPath;
-#endif
     }
     ~CTempFolder()
     {
@@ -51,20 +43,13 @@ public:
     CTempFolder(const CTempFolder&) = delete;
     CTempFolder& operator=(const CTempFolder&) = delete;
 
-    bool isValid() const
-    {
-        return !m_strPath.empty();
-    }
     // Native path of a name inside the folder ("" gives the folder itself).
     std::string native(const std::string& strName = "") const
     {
         return strName.empty() ? m_strPath : m_strPath + "/" + strName;
     }
     // The same as library text (UTF-8 names are decoded).
-    Trell::CString path(const std::string& strName = "") const
-    {
-        return toCString(native(strName));
-    }
+    Trell::CString path(const std::string& strName = "") const { return toCString(native(strName)); }
     static Trell::CString toCString(const std::string& strUtf8)
     {
         return Trell::CString(std::filesystem::u8path(strUtf8).u16string().c_str());

@@ -1,6 +1,5 @@
 list(APPEND ECS_TESTS
     system/CTimeTest.cpp
-    system/CTimeSpanTest.cpp
     system/CPathTest.cpp
     system/CFileTest.cpp
     system/CFolderTest.cpp
