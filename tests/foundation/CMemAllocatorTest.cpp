@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -150,6 +152,48 @@ TEST(CMemAllocator, ChunksGrowByTheInitialThenTheGrowthCount)
     for (void* p : blocks)
         allocator.free(p);
     EXPECT_EQ(allocator.getFreeSlotCount(cls), initial + 1);
+}
+
+// A thread that needs the class while another takes a new chunk from the
+// system heap is not kept waiting: the chunk is taken outside the class lock.
+TEST(CMemAllocator, NewChunkIsTakenWithoutTheClassLock)
+{
+    static CMemAllocator* s_pAllocator;
+    static void* s_pToFree;
+    static void* s_pOther;
+    static bool s_bDoneMeanwhile;
+    CMemAllocator allocator;
+    const unsigned int cls = static_cast<unsigned int>(allocator.findClass(480));
+    std::vector<void*> blocks;
+    for (unsigned int i = 0; i < allocator.getInitialCount(cls); ++i)
+        blocks.push_back(allocator.malloc(480));
+    s_pAllocator = &allocator;
+    s_pToFree = blocks.back();
+    blocks.pop_back();
+    s_bDoneMeanwhile = false;
+    MemTesting::setSystemHeapObserver([] {
+        MemTesting::setSystemHeapObserver(nullptr);
+        std::atomic<bool> done{false};
+        std::thread other([&] {
+            s_pOther = s_pAllocator->malloc(480);
+            s_pAllocator->free(s_pToFree);
+            done = true;
+        });
+        // Generous: only a lock held across the system call makes it wait.
+        for (int i = 0; i < 5000 && !done; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        s_bDoneMeanwhile = done;
+        other.join();
+    });
+    void* p = allocator.malloc(480);
+    MemTesting::setSystemHeapObserver(nullptr);
+    EXPECT_TRUE(s_bDoneMeanwhile && p != s_pOther);
+    EXPECT_TRUE(allocator.getBlockClass(p) == int(cls) && allocator.getBlockClass(s_pOther) == int(cls));
+    EXPECT_EQ(allocator.getTotalSlots(cls), allocator.getInitialCount(cls) + allocator.getGrowthCount(cls));
+    blocks.push_back(p);
+    blocks.push_back(s_pOther);
+    for (void* block : blocks)
+        allocator.free(block);
 }
 
 // Bad frees, with and without a thread cache: a second free of a block (in
