@@ -9,7 +9,12 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
+
+#ifndef _WIN32 // the reference for the GBK table is glibc's iconv
+#include <iconv.h>
+#endif
 
 using namespace Trell;
 
@@ -133,28 +138,110 @@ TEST(CStringConverterUTF8, EncoderAgreesWithReferenceAtEveryBufferSize)
     }
 }
 
-TEST(CStringConverterMBCS, ZeroFillsNeverSplitsACharacterAndRejectsUnconvertibleText)
+namespace {
+
+std::u16string gbkDecode(const std::string& bytes)
+{
+    CString out;
+    CStringConverter::convertFromMBCS(bytes.c_str(), out);
+    return str(out);
+}
+
+// The whole buffer of size bytes (at most 8), so that the zero fill shows.
+std::string gbkEncode(const std::u16string& text, unsigned int size = 8)
 {
     char out[8];
     std::memset(out, 'x', sizeof(out));
-    CStringConverter::convertToMBCS(u"a\u4E2D\u6587", out, 5); // at most 4 bytes: the second CJK does not fit
-    EXPECT_EQ(std::string(out, 5), std::string("a\xD6\xD0\0\0", 5));
-    std::memset(out, 'x', sizeof(out));
-    CStringConverter::convertToMBCS(CString(u"ab"), out, 1);
-    EXPECT_EQ(std::string(out, 2), std::string("\0x", 2));
-    std::memset(out, 'x', sizeof(out));
-    CStringConverter::convertToMBCS(static_cast<const char16_t*>(nullptr), out, 8);
-    EXPECT_EQ(std::string(out, 8), std::string(8, '\0'));
-    CStringConverter::convertToMBCS(u"a", nullptr, 8);
-    std::memset(out, 'x', sizeof(out));
-    CStringConverter::convertToMBCS(u"ab\u0E01", out, 8); // Thai has no GBK form: the whole result is empty
-    EXPECT_EQ(out[0], 0);
+    CStringConverter::convertToMBCS(text.c_str(), out, size);
+    EXPECT_TRUE(size == 8 || out[size] == 'x') << "wrote past the buffer";
+    return std::string(out, size);
+}
 
+} // namespace
+
+// Every double-byte code either decodes to one unit that encodes back to the
+// same two bytes, or is invalid; GBK has 21791 of them. Where glibc's iconv
+// is at hand, it tells which unit each code stands for.
+TEST(CodePage, EveryDoubleByteCodeRoundTrips)
+{
+#ifndef _WIN32
+    iconv_t cd = iconv_open("UTF-16LE", "GBK");
+    ASSERT_NE(cd, reinterpret_cast<iconv_t>(-1));
+#endif
+    int valid = 0;
+    for (int lead = 0x81; lead <= 0xFE; ++lead) {
+        for (int trail = 0x40; trail <= 0xFE; ++trail) {
+            const std::string bytes{static_cast<char>(lead), static_cast<char>(trail)};
+            const std::u16string text = gbkDecode(bytes);
+#ifndef _WIN32
+            char16_t unit = 0;
+            char* in = const_cast<char*>(bytes.data());
+            char* out = reinterpret_cast<char*>(&unit);
+            std::size_t inLeft = 2, outLeft = 2;
+            iconv(cd, nullptr, nullptr, nullptr, nullptr); // a fresh state after an invalid code
+            const bool known = iconv(cd, &in, &inLeft, &out, &outLeft) != static_cast<std::size_t>(-1);
+            ASSERT_EQ(text, known ? std::u16string(1, unit) : std::u16string()) << std::hex << lead << ' ' << trail;
+#endif
+            if (text.empty())
+                continue;
+            ++valid;
+            ASSERT_EQ(text.size(), 1u) << std::hex << lead << ' ' << trail;
+            ASSERT_GE(text[0], 0x80u);
+            ASSERT_EQ(gbkEncode(text, 3), bytes + '\0') << std::hex << lead << ' ' << trail;
+        }
+    }
+#ifndef _WIN32
+    iconv_close(cd);
+#endif
+    EXPECT_EQ(valid, 21791);
+}
+
+TEST(CodePage, EdgesOfTheCodeSpaceZeroFillAndNullInputs)
+{
+    // Bytes and their text; an empty text: invalid. 0x80 is the euro sign, as in
+    // code page 936; 0xFF is no lead byte; trails run from 0x40 to 0xFE; a
+    // truncated double-byte character gives an empty, not a null, string.
+    const std::pair<std::string, std::u16string> decodes[] = {
+        {"a\x7F", u"a\x7F"}, {"\x80", u"\u20AC"}, {"\xFF", u""},  {"\xFF\x40", u""},
+        {"\x81\x3F", u""},   {"\x81\xFF", u""},   {"ab\x81", u""}};
+    for (const auto& [bytes, text] : decodes) {
+        CString out;
+        CStringConverter::convertFromMBCS(bytes.c_str(), out);
+        EXPECT_TRUE(str(out) == text && !out.isEmpty()) << bytes;
+    }
     CString s(u"old");
     CStringConverter::convertFromMBCS(nullptr, s);
     EXPECT_TRUE(s.isEmpty());
-    CStringConverter::convertFromMBCS("ab\x81", s); // truncated double-byte character
-    EXPECT_TRUE(s.length() == 0u && !s.isEmpty());
+
+    // Text, buffer size and the whole buffer: the rest is zero-filled and a
+    // character never split; no GBK form (a lone surrogate, a pair beyond the
+    // BMP, Thai) empties the whole result. With the buffer full, a character
+    // without a GBK form just ends the text, but a broken surrogate still
+    // fails the whole conversion.
+    const std::string z(8, '\0');
+    const std::tuple<std::u16string, unsigned int, std::string> encodes[] = {
+        {u"\u20AC", 8, "\x80" + z.substr(1)},
+        {u"\u0080", 8, z},
+        {u"a\xD800", 8, z},
+        {u"a\xDC00", 8, z},
+        {u"\xD83D\xDE00", 8, z},
+        {u"ab\u0E01", 8, z},
+        {u"a\u0E01", 2, std::string("a\0", 2)},
+        {u"a\xD800", 2, z.substr(0, 2)},
+        {u"a\xDBFF", 2, z.substr(0, 2)},
+        {u"a\xDC00", 2, z.substr(0, 2)},
+        {u"a\xDFFF", 2, z.substr(0, 2)},
+        {u"a\xD83D\xDE00", 2, std::string("a\0", 2)},
+        {u"a\u00B7", 4, "a\xA1\xA4" + z.substr(0, 1)},
+        {u"a\u4E2D\u6587", 5, "a\xD6\xD0" + z.substr(0, 2)},
+        {u"ab", 1, z.substr(0, 1)}};
+    for (const auto& [text, size, bytes] : encodes)
+        EXPECT_EQ(gbkEncode(text, size), bytes) << size;
+    EXPECT_EQ(gbkEncode(std::u16string()), z);
+    char out[4] = {'x', 'x', 'x', 'x'};
+    CStringConverter::convertToMBCS(static_cast<const char16_t*>(nullptr), out, 4);
+    CStringConverter::convertToMBCS(u"a", nullptr, 8);
+    EXPECT_EQ(std::string(out, 4), z.substr(0, 4));
 }
 
 TEST(CStringConverterMBCS, UsableFromSeveralThreads)

@@ -65,12 +65,15 @@ std::u16string toStr(float value, unsigned int precision)
 
 TEST(CStringConverterNumbers, SignedParsingStopsAtFirstNonDigitSkipsNothingAndWraps)
 {
-    const std::pair<const char*, int> ints[] = {{"-12ab", -12}, {" 12", 0}, {"+5", 0}, {"", 0}, {"007", 7}};
+    const std::pair<const char*, int> ints[] = {{"-12ab", -12},
+                                                {" 12", 0},
+                                                {"+5", 0},
+                                                {"007", 7},
+                                                {"2147483647", INT_MAX},
+                                                {"-2147483648", INT_MIN},
+                                                {"2147483648", INT_MIN},
+                                                {"4294967297", 1}};
     for (const auto& [text, expected] : ints)
-        EXPECT_EQ(BOTH(toInt, text), expected) << text;
-    const std::pair<const char*, int> intLimits[] = {
-        {"2147483647", INT_MAX}, {"-2147483648", INT_MIN}, {"2147483648", INT_MIN}, {"4294967297", 1}};
-    for (const auto& [text, expected] : intLimits)
         EXPECT_EQ(BOTH(toInt, text), expected) << text;
 
     // The last wraps at 64 bits.
@@ -80,13 +83,10 @@ TEST(CStringConverterNumbers, SignedParsingStopsAtFirstNonDigitSkipsNothingAndWr
         EXPECT_EQ(BOTH(toLLong, text), expected) << text;
 
     // Hexadecimal skips what is not a digit and shifts out at the top; decimal has no sign.
-    const std::pair<const char*, unsigned int> uints[] = {{"0x1G2", 0x12u}, {"0X", 0u},   {"0XaBcD", 0xABCDu},
-                                                          {"-12", 0u},      {"12x", 12u}, {"x12", 0u}};
+    const std::pair<const char*, unsigned int> uints[] = {
+        {"0x1G2", 0x12u}, {"0X", 0u},           {"0XaBcD", 0xABCDu}, {"-12", 0u},       {"12x", 12u},
+        {"x12", 0u},      {"0x1FFFFFFFF", ~0u}, {"4294967295", ~0u}, {"4294967296", 0u}};
     for (const auto& [text, expected] : uints)
-        EXPECT_EQ(BOTH(toUInt, text), expected) << text;
-    const std::pair<const char*, unsigned int> uintLimits[] = {
-        {"0xFFFFFFFF", 0xFFFFFFFFu}, {"0x1FFFFFFFF", 0xFFFFFFFFu}, {"4294967295", 4294967295u}, {"4294967296", 0u}};
-    for (const auto& [text, expected] : uintLimits)
         EXPECT_EQ(BOTH(toUInt, text), expected) << text;
 }
 
@@ -133,22 +133,14 @@ TEST(CStringConverterNumbers, ToStringWritesNoTerminatorAndFloatsRoundWithinThei
 
 TEST(CStringConverterUTF16, WholeUnitsZeroFillAndNullCases)
 {
-    // Room for the text and more; then room for two units of six (no terminator).
-    for (const unsigned int size : {9u, 5u}) {
-        unsigned char out[9];
-        std::memset(out, 0xAA, sizeof(out));
-        CStringConverter::convertToUTF16(CString(size == 9 ? u"ab" : u"abcdef"), out, size);
-        char16_t units[2];
-        std::memcpy(units, out, 4);
-        EXPECT_EQ(std::u16string(units, 2), u"ab");
-        for (unsigned int i = 4; i < size; ++i)
-            EXPECT_EQ(out[i], 0) << size << " " << i; // the odd byte is only zero-filled
-    }
-    unsigned char out[4] = {1, 2, 3, 4};
+    // Room for two units of six (no terminator); the odd byte is only zero-filled.
+    unsigned char out[6] = {1, 2, 3, 4, 5, 6};
+    CStringConverter::convertToUTF16(CString(u"abcdef"), out, 5);
+    EXPECT_EQ(std::vector<unsigned char>(out, out + 6), (std::vector<unsigned char>{'a', 0, 'b', 0, 0, 6}));
     CStringConverter::convertToUTF16(NULL_TEXT, out, 4);
-    CStringConverter::convertToUTF16(u"a", out, 0);
+    CStringConverter::convertToUTF16(u"a", out + 4, 0);
     CStringConverter::convertToUTF16(u"a", nullptr, 4);
-    EXPECT_EQ(out[0] | out[1] | out[2] | out[3], 0);
+    EXPECT_EQ(std::vector<unsigned char>(out, out + 6), (std::vector<unsigned char>{0, 0, 0, 0, 0, 6}));
 
     const char16_t units[] = {u'x', 0x4E2D, u'y'};
     unsigned char raw[7];
@@ -199,7 +191,6 @@ TEST(CStringConverterLists, OtherContainersSeparatorsAndMerging)
     CDataList<CString> list;
     list.add(CString(u"keep"));
     CStringConverter::separateString(CString(u"x;;y;"), u';', list, false, true);
-    EXPECT_EQ(texts(list), (Texts{u"keep", u"x", u"", u"y", u""}));
     CDataArray<unsigned int> numbers;
     numbers.add(99u);
     CStringConverter::separateString(CString(u"0x1F,12,,0x2,7a"), u',', numbers);
@@ -216,21 +207,18 @@ TEST(CStringConverterLists, OtherContainersSeparatorsAndMerging)
     CStringConverter::split(CString(u"a,b"), CDataArray<char16_t>(), whole);
     EXPECT_EQ(texts(whole), (Texts{u"a,b"}));
 
+    // Merging writes null items as empty ones and numbers in decimal.
     CString out(u"old");
     CStringConverter::mergeString(CDataArray<CString>(), u';', out);
     EXPECT_TRUE(out.length() == 0u && !out.isEmpty());
-    items.clear();
-    for (const char16_t* t : {u"a", static_cast<const char16_t*>(nullptr), u"", u"cd"})
-        items.add(CString(t));
-    CStringConverter::mergeString(items, u';', out);
-    EXPECT_EQ(str(out), u"a;;;cd");
+    whole.add(CString());
+    CStringConverter::mergeString(whole, u';', out);
+    EXPECT_EQ(str(out), u"a,b;");
     CStringConverter::mergeString(list, u'|', out);
     EXPECT_EQ(str(out), u"keep|x||y|");
-    numbers.clear();
-    for (unsigned int n : {0u, 4294967295u, 42u})
-        numbers.add(n);
+    numbers.add(4294967295u);
     CStringConverter::mergeString(numbers, u',', out);
-    EXPECT_EQ(str(out), u"0,4294967295,42");
+    EXPECT_EQ(str(out), u"99,31,12,0,2,7,4294967295");
 }
 
 namespace {
@@ -250,12 +238,6 @@ TEST(CStringConverterEscape, EncodeReplacesDeletesAndDecodeInvertsWithTheFirstEn
     // Counted: the length bounds the input, not a terminator.
     CStringConverter::encodeChars(u"<<<", 2, 4, s_chars, s_replacements, s_lengths, out);
     EXPECT_EQ(str(out), u"&lt;&lt;");
-
-    const CString text(u"if (a < b && c > d) <tag>");
-    CString encoded;
-    CStringConverter::encodeChars(text, 3, s_chars, s_replacements, s_lengths, encoded);
-    CStringConverter::decodeChars(encoded, 3, s_chars, s_replacements, s_lengths, out);
-    EXPECT_EQ(str(out), str(text));
 
     // The first table entry wins; decoding needs whole, case-exact replacements.
     const char16_t chars[] = {u'a', u'a'};

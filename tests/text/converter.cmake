@@ -3,5 +3,4 @@ list(APPEND ECS_TESTS
     text/CStringConverterTest.cpp
     text/CStringConverterEncodingTest.cpp
     text/CStringConverterFormatTest.cpp
-    text/CodePageTest.cpp
 )
