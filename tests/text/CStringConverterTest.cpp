@@ -405,7 +405,6 @@ TEST(CStringConverterUTF8, EncoderAgreesWithReferenceAtEveryBufferSizeAndNullInp
         }
     }
 
-    // Without any text: nothing written, not even a terminator.
     unsigned char out[4] = {9, 9, 9, 9};
     unsigned int written = 5, alsoWritten = 5;
     CStringConverter::convertToUTF8(static_cast<const char16_t*>(nullptr), out, 4, &written);
