@@ -33,8 +33,7 @@ set(ECS_WINDOWS_POSIX_ONLY_TESTS
     "text|CStringCore.ScansStopAtAPageEnd|places text before a guard page with mmap"
     "system|CSystem.ChildrenInheritNoneOfTheLibrarysDescriptors|lists a child's inherited POSIX descriptors"
     "system|CTime.TickCountStartsAtZeroAndStaysWithinTheMonotonicClockOnEveryThread|its per-thread tick cache is the POSIX one (Win32LayerTest checks the Windows tick)"
-    "configuration|ConfigTest.SaveUpdatesTheLinkedFileKeepingItsModeAndTheUsersFiles|symbolic links and POSIX file modes"
-    "configuration|ConfigTest.FailedSaveLeavesTheOldFileAndNoTemporary|a file size limit (setrlimit) in a child"
+    "configuration|ConfigTest.SaveKeepsTheLinkAndTheModeAndAFailedSaveTheOldFile|symbolic links, POSIX file modes and a file size limit (setrlimit) in a child"
     "platform|CThread.LowestPriorityRunsAtAHigherNiceValue|nice values (Windows runs CThread.PriorityIsTheSystemsOwnLevel instead)"
 )
 

@@ -1,30 +1,130 @@
-#include "input/InputTestSupport.h"
+#include <configuration/CConfigParser.h>
+#include <input/Input.h>
+#include <message/CMessageCenterProxy.h>
+#include <platform/CPlatformFactory.h>
+
+#include "HeadlessSurface.h"
+#include "timer/TimerTestSupport.h"
 
 #if defined(ECS_MEMORY_TESTING)
 #include "foundation/MemTesting.h"
 #endif
 
+#include <algorithm>
 #include <climits>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <thread>
 
 using namespace Trell;
-using namespace InputTest;
+using TimerTest::pumpMessages;
+
+namespace {
+
+using Fields = std::vector<long long>;
+using Heard = std::vector<Fields>;
+
+// Each call as the cursor's ten fields, with the status of the callback
+// that heard it in the status's place. Test thread only (it pumps).
+class CRecordingListener : public ITouchListener
+{
+public:
+    void onTouchPress(const CCursor& c) override { hear(c, 1); }
+    void onTouchMove(const CCursor& c) override { hear(c, 2); }
+    void onTouchRelease(const CCursor& c) override { hear(c, 3); }
+    void onTouchWheel(const CCursor& c) override { hear(c, 4); }
+    void hear(const CCursor& c, long long llCallback)
+    {
+        heard.push_back({c.getID(), llCallback, c.getX(), c.getXDelta(), c.getXSpeed(), c.getY(), c.getYDelta(),
+                         c.getYSpeed(), c.getDistance(), c.getTimestamp()});
+    }
+    long long count(long long llCallback) const
+    {
+        return std::count_if(heard.begin(), heard.end(), [&](const Fields& f) { return f[1] == llCallback; });
+    }
+    Heard heard;
+};
+
+bool loadConfiguration(const char* pszXml)
+{
+    const std::filesystem::path path = std::filesystem::temp_directory_path() / "input-test-config.xml";
+    std::ofstream(path) << pszXml;
+    const bool bLoaded = CConfigParser::getInstance()->load(CString(path.u16string().c_str()));
+    std::filesystem::remove(path);
+    return bLoaded;
+}
+
+const char* const kSurfaces = "<e><surface_set><surface name=\"main\" offset_x=\"-5\" width=\"800\" height=\"480\"/>"
+                              "<surface name=\"popup\" width=\"200\" height=\"100\"/><surface name=\"main\"/>"
+                              "</surface_set></e>";
+
+// An enabled cursor manager with a recording listener; leaves no singleton
+// behind. The main loop and the test clock are the timer tests'.
+class CInputFixture : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        CMessageCenter::getInstance(); // made on this thread before any producer runs
+        manager.setTouchListener(&listener);
+        manager.setEnable(true);
+    }
+    void TearDown() override
+    {
+        manager.unInitialize();
+        CSurface::deleteInstance();
+        if (CTimerManager::hasInstance())
+            CTimerManager::getInstance()->stop();
+        CTimerManager::deleteInstance();
+        CMessageCenter::deleteInstance();
+        CConfigParser::deleteInstance();
+        CPlatformFactory::deleteInstance();
+        TickClock::setSource(nullptr);
+    }
+    // What the listener hears from the messages queued now.
+    Heard drain()
+    {
+        listener.heard.clear();
+        pumpMessages();
+        return listener.heard;
+    }
+    // Sets the clock, lets a check see it and runs the main loop; returns
+    // how many events the listener heard.
+    size_t at(unsigned int uiNow)
+    {
+        TimerTest::g_uiFakeNow.store(uiNow);
+        listener.heard.clear();
+        EXPECT_TRUE(TimerTest::settle(1, true));
+        return listener.heard.size();
+    }
+
+    // Outlives the surfaces, whose platform surfaces report back to it.
+    Headless::CHeadlessPlatformFactory factory;
+    CRecordingListener listener;
+    CCursorManager manager;
+};
 
 using CursorManager = CInputFixture;
+using Surface = CInputFixture;
+
+} // namespace
 
 static_assert(CCursor::TOUCH_STATUS_NONE == 0 && CCursor::TOUCH_STATUS_WHEEL == 4);
 
 // A drag from (100, 100): the move carries the deltas with speed 0, the
 // release the speed over the track, clamped, truncated toward 0. A wheel
-// turn has id 0, timestamp 0 and its amount in the distance.
-TEST_F(CursorManager, DragSpeedsAreClampedAndTruncatedAndWheelTurnsCarryTheirAmount)
+// turn has id 0, timestamp 0 and its amount in the distance. Nothing for a
+// finger that is not down; a second down is dropped (the first stays the
+// reference); nothing at all while disabled, but a finger that stayed down
+// is released once enabled again.
+TEST_F(CursorManager, DragSpeedsWheelTurnsAndIgnoredFingers)
 {
     manager.wheelCursor(12, 34, -120);
     EXPECT_EQ(drain(), (Heard{{0, 4, 12, 0, 0, 34, 0, 0, -120, 0}}));
-    const long long cases[][5] = {// dx, dy, dt, x speed, y speed
-                                  {300, -300, 50, 1000, -1000},
-                                  {100, 50, 100, 200, 100},
-                                  {-7, 7, 3, -466, 466},
-                                  {40, 40, 0, 0, 0}};
+    // dx, dy, dt, x speed, y speed
+    const long long cases[][5] = {
+        {300, -300, 50, 1000, -1000}, {100, 50, 100, 200, 100}, {-7, 7, 3, -466, 466}, {40, 40, 0, 0, 0}};
     unsigned int uiID = 1;
     for (const auto& c : cases) {
         manager.addCursor(uiID, 100, 100, 5000);
@@ -39,42 +139,14 @@ TEST_F(CursorManager, DragSpeedsAreClampedAndTruncatedAndWheelTurnsCarryTheirAmo
     manager.removeCursor(9, INT_MAX, INT_MIN, 2);
     const Fields release = drain().back();
     EXPECT_EQ(release[4] - release[7], 2000);
-}
 
-// Samples 0..150 at 1 ms steps, 10 px/ms up to sample 59 and 1 px/ms after:
-// samples 51..150 remain (180 px in 99 ms). Lifting at a position adds a
-// sample first, which slides the window by one.
-TEST_F(CursorManager, OnlyTheNewestHundredSamplesCount)
-{
-    for (unsigned int uiID : {3u, 4u}) {
-        manager.addCursor(uiID, 0, 0, 1000);
-        for (int k = 1; k <= 150; ++k)
-            manager.updateCursor(uiID, k < 60 ? k * 10 : 540 + k, 0, 1000 + k);
-    }
-    manager.removeCursor(3, 2000);
-    manager.removeCursor(4, 691, 5, 1151);
-    const Heard heard = drain();
-    ASSERT_EQ(heard.size(), 304u);
-    EXPECT_EQ(heard[302], (Fields{3, 3, 690, 690, 180 * 200 / 99, 0, 0, 0, 0, 2000}));
-    EXPECT_EQ(heard[303], (Fields{4, 3, 691, 691, 171 * 200 / 99, 5, 5, 5 * 200 / 99, 0, 1151}));
-}
-
-// Nothing for a finger that is not down; a second down is dropped (the
-// first stays the reference); nothing at all while disabled, but a finger
-// that stayed down is released once enabled again.
-TEST_F(CursorManager, UnknownFingersAndDisabledManagersProduceNothing)
-{
-    manager.updateCursor(9, 1, 1, 10);
-    manager.removeCursor(9, 1, 1, 11);
     manager.addCursor(5, 10, 10, 100);
     manager.addCursor(5, 50, 50, 110);
     manager.removeCursor(5, 20, 30, 120);
     manager.updateCursor(5, 21, 31, 130);
     manager.addCursor(6, 0, 0, 200);
     manager.setEnable(false);
-    manager.updateCursor(6, 1, 1, 210);
     manager.removeCursor(6, 1, 1, 220);
-    manager.addCursor(7, 0, 0, 230);
     manager.wheelCursor(0, 0, 1);
     manager.setEnable(true);
     manager.removeCursor(6, 240);
@@ -82,6 +154,18 @@ TEST_F(CursorManager, UnknownFingersAndDisabledManagersProduceNothing)
                               {5, 3, 20, 10, 100, 30, 20, 200, 0, 120},
                               {6, 1, 0, 0, 0, 0, 0, 0, 0, 200},
                               {6, 3, 0, 0, 0, 0, 0, 0, 0, 240}}));
+}
+
+// Samples 0..150 at 1 ms steps, 10 px/ms up to sample 59 and 1 px/ms after:
+// samples 51..150 remain (180 px in 99 ms); lifting at a position adds a
+// sample first, which slides the window by one.
+TEST_F(CursorManager, OnlyTheNewestHundredSamplesCount)
+{
+    manager.addCursor(4, 0, 0, 1000);
+    for (int k = 1; k <= 150; ++k)
+        manager.updateCursor(4, k < 60 ? k * 10 : 540 + k, 0, 1000 + k);
+    manager.removeCursor(4, 691, 5, 1151);
+    EXPECT_EQ(drain().back(), (Fields{4, 3, 691, 691, 171 * 200 / 99, 5, 5, 5 * 200 / 99, 0, 1151}));
 }
 
 // A timestamp of 0 is now on the tick base. A message keeps the listener
@@ -115,8 +199,9 @@ TEST_F(CursorManager, TimestampsAndListenersAreThoseOfTheMoment)
 }
 
 #if defined(ECS_MEMORY_TESTING)
-// Whichever allocation is refused on the touch path, nothing leaks. (The
-// manager is made before: a lock whose allocation failed is fatal by design.)
+// Whichever allocation is refused on the touch path, nothing leaks, and a
+// lifted finger's spare track goes with its manager. (The manager is made
+// before: a lock whose allocation failed is fatal by design.)
 TEST_F(CursorManager, RefusedAllocationsLeakNothing)
 {
     const auto run = [this] {
@@ -131,16 +216,143 @@ TEST_F(CursorManager, RefusedAllocationsLeakNothing)
         CTimerManager::getInstance()->clearDeletedTimer();
     };
     run(); // makes the singletons and their storage first
-    for (const int iFailures : {-1, 1}) {
-        for (int n = 0;; ++n) {
-            MemTesting::failAllocationsAfter(n, iFailures);
-            run();
-            const unsigned int uiRefused = MemTesting::getRefusedAllocations();
-            EXPECT_EQ(MemTesting::getAllocationBalance(), 0) << "allocation " << n + 1 << " refused";
-            MemTesting::failAllocationsAfter(-1);
-            if (uiRefused == 0)
-                break;
-        }
+    for (int n = 0;; ++n) {
+        MemTesting::failAllocationsAfter(n, 1);
+        run();
+        const unsigned int uiRefused = MemTesting::getRefusedAllocations();
+        EXPECT_EQ(MemTesting::getAllocationBalance(), 0) << "allocation " << n + 1 << " refused";
+        MemTesting::failAllocationsAfter(-1);
+        if (uiRefused == 0)
+            break;
     }
 }
 #endif
+
+// The first repeat after the long-press delay, then one per interval, at
+// the last sample; a drift of exactly the waver distance keeps it, one more
+// pixel on one axis ends it for good, and so does lifting the finger.
+TEST_F(CursorManager, ARestingFingerRepeatsUntilItDriftsOrLifts)
+{
+    // Press timers on the real timer thread, on the timer tests' clock.
+    TimerTest::g_uiFakeNow.store(1000);
+    TickClock::setSource(&TimerTest::fakeClock);
+    CTimerManager::getInstance()->start();
+    manager.addCursor(1, 50, 60, 1000);
+    manager.updateCursor(1, 75, 35, 1010);
+    EXPECT_EQ(at(1499), 2u);
+    EXPECT_EQ(at(1500), 1u);
+    EXPECT_EQ(listener.heard[0], (Fields{1, 2, 75, 25, 0, 35, -25, 0, 0, 1010}));
+    EXPECT_EQ(at(1599), 0u) << "the interval counts from the first repeat";
+    EXPECT_EQ(at(1600), 1u);
+    manager.updateCursor(1, 50, 34, 1610);
+    manager.updateCursor(1, 50, 60, 1620);
+    EXPECT_EQ(at(2500), 2u);
+
+    ASSERT_TRUE(loadConfiguration("<e><touch_param waver_distance=\"5\" long_press_delay=\"200\""
+                                  " continuous_press_interval=\"50\"/></e>"));
+    manager.addCursor(2, 0, 0, 2500);
+    EXPECT_EQ(at(2699), 1u);
+    EXPECT_EQ(at(2700), 1u);
+    EXPECT_EQ(at(2750), 1u);
+    manager.removeCursor(2, 2760);
+    EXPECT_EQ(at(3000), 1u);
+}
+
+// Input from the platform's thread, through the center and the surfaces,
+// while the main loop handles the repeats of resting fingers: each finger
+// is released exactly once, after its press, and ids come back.
+TEST_F(CInputFixture, FingersFromAnotherThreadAreEachReleasedOnce)
+{
+    ASSERT_TRUE(loadConfiguration("<e><touch_param long_press_delay=\"15\" continuous_press_interval=\"5\"/></e>"));
+    CTimerManager::getInstance()->start();
+    CPlatformFactory::getInstance()->registerFactory(&factory);
+    CSurface* pSurface = CSurface::getInstance(0, true);
+    Headless::CHeadlessSurface* pPlatform = factory.getSurface(0);
+    ASSERT_NE(pPlatform, nullptr);
+    pSurface->setTouchListener(&listener);
+    pSurface->setEnable(true);
+    // A touch point makes a missing surface, with its platform surface, for
+    // a near index only.
+    CMessageCenterProxy::pushTouchMessage(7, 1, 0, 0, 0);
+    CMessageCenterProxy::pushTouchMessage(1024, 1, 0, 0, 0);
+    const long long kFingers = 120;
+    std::thread input([&] {
+        for (unsigned int i = 0; i < kFingers; ++i) {
+            for (int k = 0; k <= 10; ++k)
+                pPlatform->touch(i % 3, k, k, k ? 1 : 0);
+            if (i % 10 == 0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(25)); // rests: repeats
+            pPlatform->touch(i % 3, 10, 10, 2);
+        }
+    });
+    EXPECT_TRUE(waitUntil([&] { return pumpMessages(), listener.count(3) == kFingers; }));
+    input.join();
+    std::map<long long, bool> down;
+    for (const Fields& f : listener.heard) {
+        EXPECT_EQ(down[f[0]], f[1] != 1) << "finger " << f[0] << " event " << f[1];
+        down[f[0]] = f[1] != 3;
+    }
+    EXPECT_EQ(listener.count(1), kFingers);
+    EXPECT_GE(listener.count(2), kFingers * 10);
+    EXPECT_TRUE(CSurface::s_aryInstance.getCount() == 8u && factory.getSurface(7) != nullptr);
+}
+
+// The array grows with empty entries up to the index; an entry once made is
+// returned whatever the flag says; the platform surface comes from the
+// registered factory only and dies with its surface. Lookup by name goes
+// through the first configuration record with that exact name.
+TEST_F(Surface, InstancesGrowAndAreFoundByName)
+{
+    CSurface* pThree = CSurface::getInstance(3, false);
+    EXPECT_EQ(CSurface::s_aryInstance.getAt(2), nullptr);
+    EXPECT_EQ(CSurface::getInstance(3, true), pThree);
+    EXPECT_EQ(pThree->getSurfaceParam(), nullptr);
+    CPlatformFactory::getInstance()->registerFactory(&factory);
+    ISurface* pPlatform = CSurface::getInstance(0, true)->getSurfaceParam();
+    EXPECT_EQ(pPlatform, factory.getSurface(0));
+    EXPECT_EQ(CSurface::getInstance(UINT_MAX, true), nullptr);
+    EXPECT_EQ(CSurface::s_aryInstance.getCount() + factory.getLiveCount(), 5u);
+
+    CSurface* pOne = CSurface::getInstance(1, false);
+    EXPECT_EQ(CSurface::getSurfaceByByName(CString(u"popup")), nullptr) << "no configuration";
+    ASSERT_TRUE(loadConfiguration(kSurfaces));
+    EXPECT_EQ(CSurface::getSurfaceByByName(CString(u"popup")), pOne);
+    EXPECT_EQ(CSurface::getSurfaceByByName(CString(u"main")), CSurface::s_aryInstance.getAt(0));
+    CSurface::deleteInstance();
+    EXPECT_EQ(CSurface::s_aryInstance.getCount() + factory.getLiveCount(), 0u);
+}
+
+// initialize takes the record at the index, then asks the platform surface;
+// the platform's paint, close and moves arrive as messages and values;
+// uninitialising forgets the fingers.
+TEST_F(Surface, InitializeAndNotifications)
+{
+    ASSERT_TRUE(loadConfiguration(kSurfaces));
+    EXPECT_FALSE(CSurface::getInstance(1, false)->initialize()) << "no platform surface";
+    CPlatformFactory::getInstance()->registerFactory(&factory);
+    EXPECT_FALSE(CSurface::getInstance(3, true)->initialize()) << "no record at 3";
+    CSurface* pMain = CSurface::getInstance(0, true);
+    Headless::CHeadlessSurface* pPlatform = factory.getSurface(0);
+    EXPECT_TRUE(pMain->initialize());
+    factory.setInitializeResult(false);
+    EXPECT_FALSE(pMain->initialize());
+    EXPECT_EQ(pMain->getSurfaceWidth() + pMain->getSurfaceHeight(), 1280u);
+
+    pPlatform->paint();
+    pPlatform->paint();
+    pPlatform->close();
+    EXPECT_EQ(CMessageCenter::getInstance()->popMessage()->getType(), CBaseMessage::MESSAGE_TYPE_QUIT);
+    EXPECT_EQ(CMessageCenter::getInstance()->popMessage()->getType(), CBaseMessage::MESSAGE_TYPE_RENDER);
+    EXPECT_EQ(pMain->getSurfaceX(), 0) << "the window's position replaces the record's";
+    pPlatform->move(30, -40);
+    pPlatform->resize(640, 360);
+    EXPECT_EQ(pMain->getSurfaceY(), -40);
+    EXPECT_EQ(pMain->getSurfaceWidth() + pMain->getSurfaceHeight() + pPlatform->getPosRefreshCount(), 1002u);
+
+    pMain->setTouchListener(&listener);
+    pMain->setEnable(true);
+    pMain->getCursorManager().addCursor(1, 0, 0, 10);
+    pMain->unInitialize();
+    pMain->getCursorManager().removeCursor(1, 20);
+    EXPECT_EQ(drain().size() + pPlatform->getUnInitializeCount(), 2u);
+}

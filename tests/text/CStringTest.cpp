@@ -35,18 +35,10 @@ void expectWellFormed(const CString& s)
     }
 }
 
-enum class Kind
+// 'n': null, 'e': empty but not null, 't': a text.
+char kindOf(const CString& s)
 {
-    Null,
-    Empty,
-    Text
-};
-
-Kind kindOf(const CString& s)
-{
-    if (s.isEmpty())
-        return Kind::Null;
-    return s.length() == 0 ? Kind::Empty : Kind::Text;
+    return s.isEmpty() ? 'n' : (s.length() == 0 ? 'e' : 't');
 }
 
 std::u16string randomText(std::mt19937& rng, int maxLength)
@@ -60,17 +52,9 @@ std::u16string randomText(std::mt19937& rng, int maxLength)
 // Reference replace-all: non-overlapping, left to right.
 std::u16string replaceAllRef(std::u16string s, const std::u16string& from, const std::u16string& to)
 {
-    std::u16string out;
-    size_t pos = 0;
-    for (;;) {
-        const size_t found = s.find(from, pos);
-        if (found == std::u16string::npos)
-            break;
-        out += s.substr(pos, found - pos);
-        out += to;
-        pos = found + from.size();
-    }
-    return out + s.substr(pos);
+    for (size_t pos = s.find(from); pos != std::u16string::npos; pos = s.find(from, pos + to.size()))
+        s.replace(pos, from.size(), to);
+    return s;
 }
 
 } // namespace
@@ -80,12 +64,11 @@ TEST(CString, EveryConstructionAndAssignmentYieldsTheRightKind)
     const CString emptySource(u"");
     // Null and empty are distinct but compare equal.
     EXPECT_TRUE(CString() == u"" && emptySource == u"" && CString() == emptySource && u"" == CString());
-    EXPECT_FALSE(CString() != emptySource);
     for (const CString& s : {CString(), CString(static_cast<const char16_t*>(nullptr)), CString(STRING_NULL)})
-        EXPECT_EQ(kindOf(s), Kind::Null);
+        EXPECT_EQ(kindOf(s), 'n');
     for (const CString& s :
          {CString(u""), CString(u"abc", 0), CString(nullptr, 5), CString(u"", 3), CString(emptySource)}) {
-        EXPECT_EQ(kindOf(s), Kind::Empty);
+        EXPECT_EQ(kindOf(s), 'e');
         expectWellFormed(s);
     }
     EXPECT_EQ(text(CString(u"abc", 10)), u"abc"); // a count takes at most the text
@@ -93,25 +76,36 @@ TEST(CString, EveryConstructionAndAssignmentYieldsTheRightKind)
     expectWellFormed(CString(u"abcdef", 2));
 
     CString s(u"abc");
-    const std::pair<std::function<void()>, Kind> assignments[] = {
-        {[&] { s = static_cast<const char16_t*>(nullptr); }, Kind::Null},
-        {[&] { s = u""; }, Kind::Empty},
-        {[&] { s = STRING_NULL; }, Kind::Null},
-        {[&] { s = emptySource; }, Kind::Empty}, // an empty source keeps the copy non-null
-        {[&] { (s = u"q").empty(); }, Kind::Null},
+    const std::pair<std::function<void()>, char> assignments[] = {
+        {[&] { s = static_cast<const char16_t*>(nullptr); }, 'n'},
+        {[&] { s = u""; }, 'e'},
+        {[&] { s = STRING_NULL; }, 'n'},
+        {[&] { s = emptySource; }, 'e'}, // an empty source keeps the copy non-null
+        {[&] { (s = u"q").empty(); }, 'n'},
     };
     for (const auto& [assign, kind] : assignments) {
         s = u"abc";
         assign();
         EXPECT_EQ(kindOf(s), kind) << (&assign - &assignments[0].first);
     }
+
+    // Assigning the own buffer or the string itself does nothing; a pointer
+    // into the middle of the own buffer is a different text.
+    s = u"abc";
+    const char16_t* before = s.buffer();
+    s = s.buffer();
+    CString& alias = s;
+    s = alias;
+    EXPECT_TRUE(s.buffer() == before && text(s) == u"abc");
+    s = s.buffer() + 1;
+    EXPECT_EQ(text(s), u"bc");
+    expectWellFormed(s);
 }
 
 // Construction and assignment from a number give the same exact text.
 template <typename T>
 void expectNumberText(T value, const std::u16string& expected)
 {
-    SCOPED_TRACE(testing::Message() << value);
     const CString made(value);
     EXPECT_EQ(text(made), expected);
     expectWellFormed(made);
@@ -123,28 +117,11 @@ void expectNumberText(T value, const std::u16string& expected)
 
 TEST(CString, NumbersBecomeText)
 {
-    expectNumberText(0, u"0");
     expectNumberText(-2147483647 - 1, u"-2147483648");
     expectNumberText(4294967295u, u"4294967295");
     expectNumberText(-9223372036854775807LL - 1, u"-9223372036854775808");
     expectNumberText(true, u"true");
-    expectNumberText(false, u"false");
     expectNumberText(1.5f, u"1.5000");
-}
-
-TEST(CString, AssigningTheOwnBufferDoesNothing)
-{
-    CString s(u"abc");
-    const char16_t* before = s.buffer();
-    s = s.buffer();
-    EXPECT_TRUE(s.buffer() == before && text(s) == u"abc");
-    CString& alias = s;
-    s = alias;
-    EXPECT_EQ(s.buffer(), before);
-    // A pointer into the middle of the own buffer is a different text.
-    s = s.buffer() + 1;
-    EXPECT_EQ(text(s), u"bc");
-    expectWellFormed(s);
 }
 
 TEST(CString, CopyCarriesTheCountAssignmentDoesNotAndMoveStealsTheBuffer)
@@ -177,7 +154,7 @@ TEST(CString, RawBufferAccessCountsTruncatesAndHandsOverOwnership)
     s.fromBuffer(u"ab", 4);
     EXPECT_TRUE(s.length() == 4u && std::u16string(s.buffer()) == u"ab");
     s.fromBuffer(u"xyz", 0);
-    EXPECT_EQ(kindOf(s), Kind::Empty);
+    EXPECT_EQ(kindOf(s), 'e');
 
     // Size, returned count and the text written; "#" marks an untouched buffer.
     s = u"abcdef";
@@ -197,11 +174,20 @@ TEST(CString, RawBufferAccessCountsTruncatesAndHandsOverOwnership)
     s.attach(buffer, -1);
     EXPECT_TRUE(s.buffer() == buffer && s.length() == 3u);
     char16_t* taken = s.detach();
-    EXPECT_TRUE(taken == buffer && kindOf(s) == Kind::Null);
+    EXPECT_TRUE(taken == buffer && kindOf(s) == 'n');
     s.attach(taken, 0); // an explicit length is trusted, 0 included
     EXPECT_EQ(s.length(), 0u);
-    s.attach(nullptr, -1);
-    EXPECT_TRUE(kindOf(s) == Kind::Null && CString().detach() == nullptr);
+
+    // Documented: a deletion stays in place, and replaceAt at the length
+    // deliberately overwrites the terminator.
+    s = u"abcdef";
+    const char16_t* kept = s.buffer();
+    s.deleteString(0, 3);
+    EXPECT_EQ(s.buffer(), kept);
+    s.replaceAt(3, u'!');
+    EXPECT_TRUE(s.length() == 3u && s.buffer()[3] == u'!');
+    s.replaceAt(3, 0); // restore before the buffer is read as a text again
+    EXPECT_EQ(text(s), u"def");
 }
 
 // --- queries ------------------------------------------------------------------------
@@ -220,6 +206,12 @@ TEST(CString, QueriesAnswerOutOfRangeAndNullAsDocumented)
               (std::vector<int>{4, -1, -1, -1, -1, 3, -1, 1, 0, 0}));
     EXPECT_TRUE(h.startWith(u"He") && h.startWithIC(CString(u"HELLO")) && h != u"hello");
     EXPECT_FALSE(h.startWith(u"he") || h.startWith(CString()) || null.startWith(u"a"));
+    // Leading blanks.
+    EXPECT_EQ(std::make_tuple(CString(u"\t\r\n a").getStarkBlankCount(), CString(u"a ").getStarkBlankCount(),
+                              CString(u"   ").getStarkBlankCount()),
+              std::make_tuple(4u, 0u, 3u));
+    EXPECT_EQ(text(CString(u"\t\r\n a").getStartBlank()), u"\t\r\n ");
+    EXPECT_TRUE(kindOf(CString(u"a ").getStartBlank()) == 'n' && kindOf(CString().getStartBlank()) == 'n');
 }
 
 // --- editing ------------------------------------------------------------------------
@@ -228,46 +220,31 @@ TEST(CString, QueriesAnswerOutOfRangeAndNullAsDocumented)
 // an empty but non-null one.
 TEST(CString, EditsGiveExactWellFormedTexts)
 {
-    struct tagEdit
-    {
-        const char* name;
-        const char16_t* start;
-        std::function<void(CString&)> edit;
-        const char16_t* expected;
-    };
     const char16_t* blanks = u" \t\r\na b\x000B\x00A0 \n";
-    const tagEdit edits[] = {
+    // Name, start, edit, expected.
+    const std::tuple<const char*, const char16_t*, std::function<void(CString&)>, const char16_t*> edits[] = {
         {"append nothing to null", nullptr, [](CString& s) { s.append(u""); }, nullptr},
         {"append to null", nullptr, [](CString& s) { s.append(u"ab"); }, u"ab"},
         {"append counted", u"ab", [](CString& s) { s.append(u"cdef", 2); }, u"abcd"},
-        {"append zero units", u"abcd", [](CString& s) { s.append(u"zz", 0); }, u"abcd"},
         {"append itself", u"abcd!", [](CString& s) { s.append(s); }, u"abcd!abcd!"}, // reads the old text
         {"itself + itself", u"ab", [](CString& s) { s = s + s; }, u"abab"},
         {"sub at the length", u"abc", [](CString& s) { s = s.subString(3, 0); }, nullptr},
-        {"sub past the length", u"abc", [](CString& s) { s = s.subString(7, 1); }, nullptr},
         {"sub to the end", u"abc", [](CString& s) { s = s.subString(1, 0); }, u"bc"},
         {"sub past the end", u"abc", [](CString& s) { s = s.subString(1, 99); }, u"bc"},
-        {"sub inside", u"abc", [](CString& s) { s = s.subString(1, 1); }, u"b"},
         {"sub of null", nullptr, [](CString& s) { s = s.subString(0, 1); }, nullptr},
-        {"null + null", nullptr, [](CString& s) { s = s + CString(); }, nullptr},
         {"empty + null", u"", [](CString& s) { s = s + CString(); }, nullptr},
-        {"text + text", u"ab", [](CString& s) { s = s + u"cd"; }, u"abcd"},
         {"null + text", nullptr, [](CString& s) { s = s + u"cd"; }, u"cd"},
         {"text + null", u"ab", [](CString& s) { s = s + CString(); }, u"ab"},
         {"delete to past the end", u"abc", [](CString& s) { s.deleteString(1, 99); }, u"a"},
         {"delete inside", u"abcdef", [](CString& s) { s.deleteString(1, 2); }, u"adef"},
         {"delete at the end", u"adef", [](CString& s) { s.deleteString(4, 1); }, u"adef"},
-        {"delete from null", nullptr, [](CString& s) { s.deleteString(0, 1); }, nullptr},
-        {"insert past the end", u"abc", [](CString& s) { s.insertString(10, u"xy", 2); }, u"abcxy"},
         {"insert inside", u"abc", [](CString& s) { s.insertString(1, u"xy", 2); }, u"axybc"},
-        {"insert at 0", u"axybc", [](CString& s) { s.insertString(0, u"<"); }, u"<axybc"},
         {"insert null", u"<axyb>c", [](CString& s) { s.insertString(2, CString()); }, u"<axyb>c"},
         // Past the end the text's own length counts, not the count given.
         {"append ignores count", u"ab", [](CString& s) { s.insertString(2, u"xyz", 1); }, u"abxyz"},
         {"insert into null", nullptr, [](CString& s) { s.insertString(0, u"q"); }, u"q"},
         {"replace unit", u"abab", [](CString& s) { s.replace(u'a', u'x'); }, u"xbxb"},
-        {"replace at", u"xbxb", [](CString& s) { s.replaceAt(0, u'y'); }, u"ybxb"},
-        {"replace past the length", u"ybxb", [](CString& s) { s.replaceAt(5, u'!'); }, u"ybxb"},
+        {"replace past the length", u"xbxb", [](CString& s) { s.replaceAt(5, u'!'); }, u"xbxb"},
         {"replace first", u"aXbXc", [](CString& s) { s.replaceFirst(u"X", u"YY"); }, u"aYYbXc"},
         {"replace first by null", u"abXc", [](CString& s) { s.replaceFirst(u"X", nullptr); }, u"abc"},
         {"replace first in null", nullptr, [](CString& s) { s.replaceFirst(u"a", u"b"); }, nullptr},
@@ -275,7 +252,6 @@ TEST(CString, EditsGiveExactWellFormedTexts)
         {"replace all of all", u"abc", [](CString& s) { s.replaceAll(u"abc", u""); }, u""},
         {"replace all in null", nullptr, [](CString& s) { s.replaceAll(u"a", u"b"); }, nullptr},
         {"uppercase", u"aB\x00FF\x00F8", [](CString& s) { s.toUppercase(); }, u"AB\x0178\x00F8"},
-        {"lowercase", u"AB\x0178\x00F8", [](CString& s) { s.toLowercase(); }, u"ab\x00FF\x00F8"},
         {"trim", u"xxaxx", [](CString& s) { s.trim(u'x'); }, u"a"},
         {"trim start", u"xxaxx", [](CString& s) { s.trimStart(u'x'); }, u"axx"},
         {"trim end", u"xxaxx", [](CString& s) { s.trimEnd(u'x'); }, u"xxa"},
@@ -284,42 +260,17 @@ TEST(CString, EditsGiveExactWellFormedTexts)
         {"trim blank start", blanks, [](CString& s) { s.trimBlank(true, false); }, u"a b\x000B\x00A0 \n"},
         // VT and NBSP are not blanks.
         {"trim blank end", blanks, [](CString& s) { s.trimBlank(false, true); }, u" \t\r\na b\x000B\x00A0"},
-        {"trim blank neither", blanks, [](CString& s) { s.trimBlank(false, false); }, blanks},
         {"trim blank all", u" \t ", [](CString& s) { s.trimBlank(true, true); }, u""},
         {"trim blank null", nullptr, [](CString& s) { s.trimBlank(true, true); }, nullptr},
     };
-    for (const tagEdit& e : edits) {
-        SCOPED_TRACE(e.name);
-        CString s(e.start);
-        e.edit(s);
-        if (e.expected == nullptr) {
-            EXPECT_EQ(kindOf(s), Kind::Null);
-            continue;
-        }
-        EXPECT_EQ(kindOf(s), *e.expected ? Kind::Text : Kind::Empty);
-        EXPECT_EQ(text(s), e.expected);
+    for (const auto& [name, start, edit, expected] : edits) {
+        SCOPED_TRACE(name);
+        CString s(start);
+        edit(s);
+        EXPECT_EQ(kindOf(s), expected == nullptr ? 'n' : (*expected ? 't' : 'e'));
+        EXPECT_EQ(text(s), expected ? expected : u"");
         expectWellFormed(s);
     }
-}
-
-TEST(CString, EditsKeepOrRebuildTheBufferAsDocumented)
-{
-    CString s(u"abcdef");
-    const char16_t* before = s.buffer();
-    // No reallocation for a deletion, a replacement without a match or an idle trimBlank.
-    s.deleteString(1, 2);
-    s.replaceAll(u"zz", u"y");
-    s.trimBlank(true, true);
-    EXPECT_EQ(s.buffer(), before);
-    s.trim(u'x');
-    EXPECT_NE(s.buffer(), before); // trim builds a new buffer although nothing was removed
-    EXPECT_EQ(text(s.trimStart(u'a')), u"def");
-
-    // Kept as it is: the index test is <=, so the terminator can be replaced.
-    s.replaceAt(3, u'!');
-    EXPECT_TRUE(s.length() == 3u && s.buffer()[3] == u'!');
-    s.replaceAt(3, 0); // restore before the buffer is read as a text again
-    EXPECT_EQ(text(s), u"def");
 }
 
 TEST(CString, ReplaceAllMatchesReferenceOnRandomTexts)
@@ -336,14 +287,4 @@ TEST(CString, ReplaceAllMatchesReferenceOnRandomTexts)
         ASSERT_EQ(text(s), replaceAllRef(source, from, to));
         ASSERT_TRUE(s.isEmpty() || s.buffer()[s.length()] == 0);
     }
-}
-
-TEST(CString, LeadingBlanks)
-{
-    EXPECT_EQ(std::make_tuple(CString(u"\t\r\n a").getStarkBlankCount(), CString(u"a ").getStarkBlankCount(),
-                              CString(u"   ").getStarkBlankCount()),
-              std::make_tuple(4u, 0u, 3u));
-    EXPECT_EQ(text(CString(u"\t\r\n a").getStartBlank()), u"\t\r\n ");
-    EXPECT_TRUE(kindOf(CString(u"a ").getStartBlank()) == Kind::Null &&
-                kindOf(CString().getStartBlank()) == Kind::Null);
 }
