@@ -96,6 +96,12 @@ TEST_F(CTimerTest, StopOrDeleteBeforeDeliveryPurgesOnlyThatTimersRecords)
     g_uiFakeNow.store(10);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     CObjectPtr<CBaseMessage> pPopped = CMessageCenter::getInstance()->popMessage(); // as the main loop would
+    struct CMsgTimerCopy : public CMsgTimer
+    {
+        void assign(const CMsgTimer& other) { CMsgTimer::operator=(other); }
+    } copy;
+    copy.assign(static_cast<const CMsgTimer&>(*pPopped));
+    EXPECT_EQ(copy.getDataCount(), 3u) << "an assigned timer message lacks the records";
     g_uiFakeNow.store(20);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     stopped.stop();
@@ -115,7 +121,8 @@ TEST_F(CTimerTest, StopOrDeleteBeforeDeliveryPurgesOnlyThatTimersRecords)
 // A copy keeps the settings but is not checked (the manager holds timers by
 // address); timers due in one check arrive in one message, in the order
 // they were added (once each, even when added twice), and unhandled checks
-// merge into that message.
+// merge into that message. A completed timer leaves the manager but stays
+// running until its completion is delivered.
 TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
 {
     CTimer first(100, 0), second(100, 0), third(100, 2);
@@ -136,6 +143,7 @@ TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
     g_uiFakeNow.store(200);
     ASSERT_TRUE(waitUntil([&] { return first.getCurrentCount() == 2; }));
     ASSERT_TRUE(waitForChecks(2));
+    EXPECT_TRUE(third.isRunning()) << "a completed timer was checked again before its delivery";
     EXPECT_EQ(pumpMessages(), 1u);
     std::vector<const CTimer*> delivered;
     for (const tagEvent& event : m_listener.m_events)
