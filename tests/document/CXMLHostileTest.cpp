@@ -135,9 +135,10 @@ TEST(CXMLHostile, TextsEndingNearAPageBoundary)
 }
 
 #if defined(ECS_MEMORY_TESTING)
-// The n-th allocation of a parse refused, for every n: it fails as a whole
-// or gives the whole tree, and nothing leaks. (Saving and reading files are
-// swept in the foundation's allocation-failure sweep.)
+// The n-th allocation of a parse and of an element's save refused, for
+// every n: each fails as a whole or gives the whole result, and nothing
+// leaks. (Saving and reading files are swept in the foundation's
+// allocation-failure sweep.)
 TEST(CXMLHostile, EveryRefusedAllocationFailsCleanly)
 {
     const CString text(u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<r c=\"3\" b=\"2\" a=\"&lt;1\">"
@@ -148,9 +149,12 @@ TEST(CXMLHostile, EveryRefusedAllocationFailsCleanly)
         MemTesting::failAllocationsAfter(n, 1);
         {
             CXMLParser parser;
+            CString element;
             const bool bParsed = parser.parseFromString(text);
+            const bool bSaved = bParsed && parser.getRootElement()->saveTo(element, false, false);
             MemTesting::stopRefusingAllocations();
             EXPECT_EQ(parser.hasRootElement(), bParsed) << n;
+            EXPECT_TRUE(!bSaved || element == u"<r a=\"&lt;1\" b=\"2\" c=\"3\"><c x=\"1\"/><c>u</c></r>") << n;
             tree = bParsed ? dump(parser.getRootElement()) : u"r{a=<1,b=2,c=3}[c{x=1},c'u']";
         }
         uiRefused = MemTesting::getRefusedAllocations();

@@ -1,7 +1,5 @@
 #include "timer/TimerTestSupport.h"
 
-#include <string>
-
 using namespace Trell;
 using namespace TimerTest;
 
@@ -21,7 +19,8 @@ std::string heard(const CRecordingListener& listener, const CTimer& timer)
 }
 
 // Scripted timers: at each step the clock moves, an operation runs ('s'
-// start, 'r' reset, 'd' setDelay(50), '2' and '0' setRepeatCount), and then
+// start, 'r' reset, 'd' setDelay(50), 'c' a completion delivered, '2' and
+// '0' setRepeatCount), and then
 // what was heard must become the step's text and stay so over more checks;
 // every check adds at most one pulse of a timer.
 TEST_F(CTimerTest, ScheduleCountsAndCompletion)
@@ -42,6 +41,8 @@ TEST_F(CTimerTest, ScheduleCountsAndCompletion)
         {100, 3, true, {{99, 0, "|r0"}, {100, 0, "1|r1"}, {200, 0, "1,2|r2"}, {300, 0, "1,2,C|s"}}},
         // Without listener it ends at its last check (no delivery ends it), and starts again at once.
         {50, 2, false, {{100, 0, "|s"}, {100, 's', "|r0"}}},
+        // A completion delivered while the timer is still checked ends it.
+        {100, 0, true, {{100, 0, "1|r1"}, {100, 'c', "1,C|s"}}},
         // Anchored at the first start: a second start and a new delay keep the schedule, reset restarts it.
         {100, 0, true, {{60, 's', "|r0"}, {100, 0, "1|r1"}, {100, 'd', "1,2|r2"}, {140, 'r', "1,2|r0"}}},
         {100, 0, true, {{100, 0, "1|r1"}, {140, 'r', "1|r0"}, {239, 0, "1|r0"}, {240, 0, "1,1|r1"}}},
@@ -68,6 +69,8 @@ TEST_F(CTimerTest, ScheduleCountsAndCompletion)
                 timer.reset();
             else if (step.op == 'd')
                 timer.setDelay(50);
+            else if (step.op == 'c')
+                CMsgTimer::CTimerData(&timer, CTimer::TIMER_STATUS_COMPLETE, 0).handleMessage();
             else if (step.op)
                 timer.setRepeatCount(unsigned(step.op - '0'));
             EXPECT_TRUE(pumpUntil([&] { return heard(listener, timer) == step.expected; }));
@@ -101,6 +104,8 @@ TEST_F(CTimerTest, StopOrDeleteBeforeDeliveryPurgesOnlyThatTimersRecords)
         void assign(const CMsgTimer& other) { CMsgTimer::operator=(other); }
     } copy;
     copy.assign(static_cast<const CMsgTimer&>(*pPopped));
+    copy.margeDataFrom(nullptr);
+    copy.margeDataFrom(&copy);
     EXPECT_EQ(copy.getDataCount(), 3u) << "an assigned timer message lacks the records";
     g_uiFakeNow.store(20);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
@@ -134,7 +139,6 @@ TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
         explicit CTimerCopy(const CTimer& other) : CTimer(other) {}
         void assign(const CTimer& other) { CTimer::operator=(other); }
     } copy(third);
-    EXPECT_FALSE(copy.isRunning());
     EXPECT_EQ(copy.getDelay() * 10 + copy.getRepeatCount() + (copy.getListener() == &m_listener), 1003u);
     copy.assign(CTimer(5, 7));
     EXPECT_EQ(copy.getDelay() * 10 + copy.getRepeatCount() + (copy.getListener() == nullptr), 58u);

@@ -16,7 +16,6 @@
 #include <atomic>
 #include <chrono>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace TimerTest {
