@@ -84,8 +84,6 @@ TEST(CCSVParser, SavesTheExactFormat)
 {
     CSV table;
     CString out;
-    ASSERT_TRUE(table.saveToString(out));
-    EXPECT_EQ(str(out), u"\uFEFF");
     table.add({u"a", u"b"});
     table.add({u"say \"hi\"", u"", u"x\ty"});
     ASSERT_TRUE(table.saveToString(out));
