@@ -122,6 +122,7 @@ protected:
         g_uiFakeNow.store(0);
         g_uiClockReads.store(0);
         TickClock::setSource(&fakeClock);
+        CMessageCenter::getInstance(); // made before the worker, which pushes to it
         CTimerManager::getInstance()->start();
     }
     // Deleting them stops the worker and frees what is still queued.
