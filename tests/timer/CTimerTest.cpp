@@ -9,7 +9,8 @@ using CTimerTest = CTimerFixture;
 using Counts = std::vector<unsigned int>;
 
 // What the listener heard and where the timer stands: "1,2,C|s" is pulses
-// 1 and 2, then the completion, and a stopped timer at count 0.
+// 1 and 2, then the completion, and a stopped timer; "|r2" a running timer
+// at count 2.
 std::string heard(const CRecordingListener& listener, const CTimer& timer)
 {
     std::string out;
@@ -20,9 +21,9 @@ std::string heard(const CRecordingListener& listener, const CTimer& timer)
 
 // Scripted timers: at each step the clock moves, an operation runs ('s'
 // start, 'r' reset, 'd' setDelay(50), 'c' a completion delivered, '2' and
-// '0' setRepeatCount), and then
-// what was heard must become the step's text and stay so over more checks;
-// every check adds at most one pulse of a timer.
+// '0' setRepeatCount), and then what was heard must become the step's text
+// and stay so over more checks; every check adds at most one pulse of a
+// timer. A timer that ended leaves the worker asleep.
 TEST_F(CTimerTest, ScheduleCountsAndCompletion)
 {
     struct tagStep
