@@ -298,7 +298,7 @@ TEST(CBaseMessage, TypeNames)
 // popped; system and user messages then call their own listener too, also
 // without the center's; without a center nothing is delivered and none is
 // created. Touch points leave through the installed route at once, statuses
-// 0 to 2 only and with the center's lock free.
+// 0 to 2 only and with the center's lock free. setData holds a payload once.
 TEST_F(MessageCenter, HandlingCallsTheCenterListenerThenTheOwnOne)
 {
     CRecordingListener listener(""), own("own ");
@@ -328,7 +328,7 @@ TEST_F(MessageCenter, HandlingCallsTheCenterListenerThenTheOwnOne)
     EXPECT_EQ(s_routed, (std::vector<std::string>{"49-120", "49-121", "49-122"}));
     while (CObjectPtr<CBaseMessage> message = center->popMessage())
         message->handleMessage();
-    // The order between queues follows the clock; the scheduling tests pin it.
+    // The order between queues follows the clock; the model flood pins it.
     std::sort(listener.calls.begin(), listener.calls.end());
     EXPECT_EQ(listener.calls,
               (std::vector<std::string>{"data 11", "gesture 2 8 +data", "hardkey 13 2", "ime abc", "logic 6", "quit",
