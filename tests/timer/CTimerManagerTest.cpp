@@ -43,7 +43,7 @@ TEST_F(CTimerManagerTest, WorkerTakesTheTmEntryAndSleepsWithoutTimers)
 // after a stop with a timer kept or started while the manager was stopped:
 // no round hangs (the reaper ends a hung run), such a timer is checked by
 // the new worker without a further addTimer, and after a stop no worker is
-// left checking.
+// left checking. Then the shutdown order.
 TEST_F(CTimerManagerTest, StopAndStartInQuickRoundsNeitherHangNorLoseTheTimers)
 {
     CReaper reaper("timer manager stop/start rounds", std::chrono::seconds(300));
@@ -68,15 +68,9 @@ TEST_F(CTimerManagerTest, StopAndStartInQuickRoundsNeitherHangNorLoseTheTimers)
     const unsigned int uiReads = g_uiClockReads.load();
     std::this_thread::sleep_for(std::chrono::milliseconds(40));
     EXPECT_EQ(g_uiClockReads.load(), uiReads) << "a worker still checks after stop";
-}
-
-// At shutdown the center may go first: stopping a timer then must not build
-// a new center that nobody deletes. (A running manager deleted first stops
-// its worker: every test ends so.)
-TEST_F(CTimerManagerTest, StopAfterTheCenterIsGoneBuildsNoCenter)
-{
-    CTimer timer(10, 0);
-    timer.start();
+    // At shutdown the center may go first: stopping a timer then must not
+    // build a new center that nobody deletes. (A running manager deleted
+    // first stops its worker: every test ends so.)
     CMessageCenter::deleteInstance();
     timer.stop();
     EXPECT_FALSE(CMessageCenter::hasInstance());

@@ -140,6 +140,7 @@ TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
         explicit CTimerCopy(const CTimer& other) : CTimer(other) {}
         void assign(const CTimer& other) { CTimer::operator=(other); }
     } copy(third);
+    EXPECT_FALSE(copy.isRunning());
     EXPECT_EQ(copy.getDelay() * 10 + copy.getRepeatCount() + (copy.getListener() == &m_listener), 1003u);
     copy.assign(CTimer(5, 7));
     EXPECT_EQ(copy.getDelay() * 10 + copy.getRepeatCount() + (copy.getListener() == nullptr), 58u);
