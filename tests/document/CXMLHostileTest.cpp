@@ -44,17 +44,19 @@ struct tagRandomTree
     }
     std::u16string name() { return draw(draw(u"", u"abcXYZ_", 1), u"abcXYZ_019-.:", pick(6)); }
     std::u16string value() { return draw(u"", u"aZ9 &<>\"'\r\n\t;#\u00e9\u4e2d\uffff", pick(12)); }
-    void fill(CXMLElement* e, unsigned int depth)
+    // Wide trees have child lists and attribute batches longer than the
+    // reader's first collection block, nested ones growing it further.
+    void fill(CXMLElement* e, unsigned int depth, bool wide)
     {
-        for (unsigned int i = pick(4); i > 0; --i)
+        for (unsigned int i = pick(wide ? 100 : 4); i > 0; --i)
             e->setAttribute(cs(name()), cs(value()));
-        const unsigned int children = depth < 5 ? pick(4) : 0;
+        const unsigned int children = wide ? 65 + pick(70) : depth < 5 ? pick(4) : 0;
         // The reader drops a text's leading blanks (CR and LF travel as entities).
         const std::u16string text = value();
         if (children == 0)
             e->setText(cs(text.substr(std::min(text.find_first_not_of(u" \t"), text.size()))));
         for (unsigned int i = 0; i < children; ++i)
-            fill(e->addChild(cs(name())), depth + 1);
+            fill(e->addChild(cs(name())), depth + 1, wide && depth == 0 && i == 0);
     }
 };
 
@@ -66,13 +68,12 @@ TEST(CXMLProperty, RandomTreesSurviveSaveAndParseAndTheirCutsFail)
     for (int round = 0; round < 300; ++round) {
         CXMLParser parser;
         ASSERT_TRUE(parser.create(round % 2 ? CXMLParser::XML_ENCODING_UTF8 : CXMLParser::XML_ENCODING_UTF16));
-        random.fill(parser.addRootElement(cs(random.name())), 0);
+        random.fill(parser.addRootElement(cs(random.name())), 0, round >= 40 && round % 8 == 0);
         for (bool formatted : {false, true}) {
             CString text;
             ASSERT_TRUE(parser.saveToString(text, formatted));
             CXMLParser back;
             ASSERT_TRUE(back.parseFromString(text)) << "round " << round;
-            EXPECT_EQ(back.getEncoding(), parser.getEncoding());
             EXPECT_EQ(dump(back.getRootElement()), dump(parser.getRootElement())) << "round " << round;
             CString again;
             ASSERT_TRUE(back.saveToString(again, formatted));
@@ -113,14 +114,12 @@ TEST(CXMLHostile, BoundsFloodsAndHugeValues)
     EXPECT_EQ(parser.getRootElement()->getText().length(), big.size());
 }
 
-// The reader and the writer scan whole blocks of units where a block stays
-// within its page and go unit by unit near a page end. A document (and a
-// text to encode) ending at every position just before a page boundary must
-// read and encode exactly as anywhere else.
+// The reader scans whole blocks of units where a block stays within its
+// page and goes unit by unit near a page end. A document ending at every
+// position just before a page boundary must read exactly as anywhere else.
 TEST(CXMLHostile, TextsEndingNearAPageBoundary)
 {
     const std::u16string doc = u"<root  a=\"x&amp;y\" bb='&lt;q'>\r\n\t text &gt; more\t<c d=\"e\"/>\n</root>";
-    const std::u16string plain = u"abc<def\"ghi&jkl\r\n";
     alignas(4096) static char16_t block[2 * 2048]; // two pages
     std::fill(std::begin(block), std::end(block), char16_t(0x7F7F));
     for (size_t back = 1; back <= 48; ++back) {
@@ -131,66 +130,30 @@ TEST(CXMLHostile, TextsEndingNearAPageBoundary)
         CXMLElement element;
         ASSERT_TRUE(element.parseFrom(end - doc.size())) << back;
         EXPECT_EQ(dump(&element), u"root{a=x&y,bb=<q}'text > more\t'[c{d=e}]") << back;
-
-        const unsigned int length = unsigned(std::min(back, plain.size()));
-        std::copy(plain.begin(), plain.begin() + length, end);
-        CString encoded, expected;
-        CXMLHelper::encodeSpecialChars(end, length, encoded);
-        CXMLHelper::encodeSpecialChars(plain.c_str(), length, expected);
-        EXPECT_EQ(str(encoded), str(expected)) << back;
-    }
-}
-
-// Garbage as bytes and as files (behind each kind of mark): a parse that
-// fails leaves no root, and only a refused file reports column 0; one that
-// succeeds saves.
-TEST(CXMLHostile, GarbageBytesAndFiles)
-{
-    CTempFolder folder;
-    std::mt19937 rng(7);
-    const char alphabet[] = "<>/=\"'!-?xml a&;\r\n\t\x80\xC3\xE2\xF0\xBF\xFF\xFE\xEF";
-    const char* marks[] = {"", "<a", "\xFF\xFE", "\xEF\xBB\xBF"};
-    CXMLParser parser;
-    for (int round = 0; round < 2000; ++round) {
-        std::string bytes = marks[round % 4];
-        for (unsigned int n = rng() % 48; n > 0; --n)
-            bytes += round % 8 < 4 ? alphabet[rng() % (sizeof(alphabet) - 1)] : char(rng());
-        const bool fromFile = round % 5 == 0;
-        if (fromFile)
-            folder.writeFile("r.xml", bytes);
-        CString out;
-        if (fromFile ? parser.parseFromFile(folder.path("r.xml"))
-                     : parser.parseFromStream(reinterpret_cast<const unsigned char*>(bytes.c_str())))
-            EXPECT_TRUE(parser.saveToString(out, round % 3 == 0));
-        else
-            EXPECT_TRUE(!parser.hasRootElement() && (errorOf(parser).column == 0) == (fromFile && bytes.size() <= 3))
-                << round;
     }
 }
 
 #if defined(ECS_MEMORY_TESTING)
-// The n-th allocation of a parse and of saves refused, for every n: each
-// fails as a whole or gives the whole result, and nothing leaks.
+// The n-th allocation of a parse and of an element's save refused, for
+// every n: each fails as a whole or gives the whole result, and nothing
+// leaks. (Saving and reading files are swept in the foundation's
+// allocation-failure sweep.)
 TEST(CXMLHostile, EveryRefusedAllocationFailsCleanly)
 {
-    const std::u16string body = u"\n\t<c x=\"1\"/>\n\t<c>u</c>\n</r>\n";
-    const std::u16string header = u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<r ";
-    const CString text = cs(header + u"c=\"3\" b=\"2\" a=\"&lt;1\">" + body);
-    const CString saved = cs(header + u"a=\"&lt;1\" b=\"2\" c=\"3\">" + body);
+    const CString text(u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<r c=\"3\" b=\"2\" a=\"&lt;1\">"
+                       u"\n\t<c x=\"1\"/>\n\t<c>u</c>\n</r>\n");
     unsigned int uiRefused = 1;
     for (int n = 0; uiRefused > 0; ++n) {
         std::u16string tree;
         MemTesting::failAllocationsAfter(n, 1);
         {
             CXMLParser parser;
-            CString out, element;
+            CString element;
             const bool bParsed = parser.parseFromString(text);
-            const bool bSaved = bParsed && parser.saveToString(out, true);
-            const bool bElement = bParsed && parser.getRootElement()->saveTo(element, false, false);
+            const bool bSaved = bParsed && parser.getRootElement()->saveTo(element, false, false);
             MemTesting::stopRefusingAllocations();
             EXPECT_EQ(parser.hasRootElement(), bParsed) << n;
-            EXPECT_TRUE(!bSaved || out == saved) << n;
-            EXPECT_TRUE(!bElement || element == u"<r a=\"&lt;1\" b=\"2\" c=\"3\"><c x=\"1\"/><c>u</c></r>") << n;
+            EXPECT_TRUE(!bSaved || element == u"<r a=\"&lt;1\" b=\"2\" c=\"3\"><c x=\"1\"/><c>u</c></r>") << n;
             tree = bParsed ? dump(parser.getRootElement()) : u"r{a=<1,b=2,c=3}[c{x=1},c'u']";
         }
         uiRefused = MemTesting::getRefusedAllocations();

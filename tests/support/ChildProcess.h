@@ -10,8 +10,10 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -19,7 +21,6 @@
 #include <string>
 #include <vector>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <stdlib.h>
 
@@ -51,15 +52,13 @@ inline std::vector<std::string> readLines(const std::string& strPath)
 class CEnvironment
 {
 public:
-    CEnvironment(const char* pszName, const char* pszValue) : m_strName(pszName)
+    CEnvironment(const char* pszName, const char* pszValue)
+        : m_strName(pszName), m_strOld(getenv(pszName) ? std::optional<std::string>(getenv(pszName)) : std::nullopt)
     {
-        if (const char* pszOld = getenv(pszName))
-            m_strOld = pszOld;
         set(pszName, pszValue);
     }
     ~CEnvironment() { set(m_strName.c_str(), m_strOld ? m_strOld->c_str() : nullptr); }
 
-private:
     static void set(const char* pszName, const char* pszValue)
     {
 #ifdef _WIN32
@@ -91,24 +90,21 @@ public:
         return std::move(m_aryEntries);
     }
 
-private:
     std::mutex m_mutex;
     std::vector<std::u16string> m_aryEntries;
 };
 
 #ifndef _WIN32
 // The descriptors of this process that a child inherits (not close-on-exec).
+// (The listing's own descriptor is close-on-exec.)
 inline std::set<int> inheritableDescriptors()
 {
     std::set<int> setFds;
-    DIR* pDir = opendir("/proc/self/fd");
-    while (dirent* pEntry = pDir ? readdir(pDir) : nullptr) {
-        const int fd = atoi(pEntry->d_name);
-        if (pEntry->d_name[0] != '.' && fd != dirfd(pDir) && !(fcntl(fd, F_GETFD) & FD_CLOEXEC))
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const int fd = atoi(entry.path().filename().c_str());
+        if (!(fcntl(fd, F_GETFD) & FD_CLOEXEC))
             setFds.insert(fd);
     }
-    if (pDir)
-        closedir(pDir);
     return setFds;
 }
 
@@ -121,12 +117,8 @@ childHoldsOnlyWhatItShould(const std::function<Trell::CString(const Trell::CStri
     setExpected.insert({0, 1, 2});
     const std::u16string strOut = wide(runCaptured(text(u"exec " + ascii(ECS_TEST_CHILD) + u" fds")));
     std::istringstream in(std::string(strOut.begin(), strOut.end()));
-    std::set<int> setHeld;
-    for (int fd; in >> fd;)
-        setHeld.insert(fd);
-    if (setHeld == setExpected)
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "the child holds " << ::testing::PrintToString(setHeld) << ", not "
-                                         << ::testing::PrintToString(setExpected);
+    const std::set<int> setHeld{std::istream_iterator<int>(in), std::istream_iterator<int>()};
+    return ::testing::AssertionResult(setHeld == setExpected) << "the child holds " << ::testing::PrintToString(setHeld)
+                                                              << ", not " << ::testing::PrintToString(setExpected);
 }
 #endif

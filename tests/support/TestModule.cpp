@@ -1,7 +1,5 @@
 // A loadable module with the entry point the library looks for.
-namespace {
-int s_iEntryObject = 4242;
-}
+static int s_iEntryObject = 4242;
 
 extern "C" __attribute__((visibility("default"))) void* getInstance()
 {

@@ -1,9 +1,6 @@
 // A loadable module whose "getInstance" gives null on its first call and its
 // object on every later one.
-namespace {
-int s_iCalls = 0;
-int s_iEntryObject = 4343;
-} // namespace
+static int s_iCalls = 0, s_iEntryObject = 4343;
 
 extern "C" __attribute__((visibility("default"))) void* getInstance()
 {

@@ -2,12 +2,12 @@
 
 // What the tests ask the system about threads, on POSIX and on Windows.
 
-#include <string>
-
 #ifdef _WIN32
 #include <windows.h>
 #else
-#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
 #include <sys/syscall.h>
 #include <unistd.h>
 #endif
@@ -27,41 +27,28 @@ inline bool isThreadSleeping(long tid)
 {
 #ifdef _WIN32
     // Windows has no per-thread state to read cheaply: a thread that spends
-    // no processor time while it is watched is blocked. The cycle counter is
-    // exact; where it is missing (wine), the thread times tell, watched long
-    // enough to outlast their clock tick.
+    // no processor time while it is watched, longer than the thread times'
+    // clock tick (wine has no cycle counter to be more exact), is blocked.
+    // Times that cannot be read (nor a thread that cannot be opened) give the
+    // two samples different values: the thread counts as busy then.
     HANDLE hThread = OpenThread(THREAD_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(tid));
-    if (!hThread)
-        return false;
-    ULONG64 ullCycles[2] = {0, 0};
-    FILETIME times[2][4] = {};
-    auto sample = [&](int i) {
-        const bool bCycles = QueryThreadCycleTime(hThread, &ullCycles[i]) && ullCycles[i] != 0;
-        const bool bTimes = GetThreadTimes(hThread, &times[i][0], &times[i][1], &times[i][2], &times[i][3]);
-        return bCycles ? 1 : bTimes ? 2 : 0;
+    const auto used = [hThread](ULONG64 ullBusy) {
+        FILETIME created, exited, kernel, user;
+        if (!GetThreadTimes(hThread, &created, &exited, &kernel, &user))
+            return ullBusy;
+        return (static_cast<ULONG64>(kernel.dwHighDateTime) << 32 | kernel.dwLowDateTime) +
+               (static_cast<ULONG64>(user.dwHighDateTime) << 32 | user.dwLowDateTime);
     };
-    const int iKind = sample(0);
-    Sleep(iKind == 1 ? 20 : 60);
-    sample(1);
-    CloseHandle(hThread);
-    if (iKind == 1)
-        return ullCycles[0] == ullCycles[1];
-    const auto used = [&](int i) {
-        return (static_cast<ULONG64>(times[i][2].dwHighDateTime) << 32 | times[i][2].dwLowDateTime) +
-               (static_cast<ULONG64>(times[i][3].dwHighDateTime) << 32 | times[i][3].dwLowDateTime);
-    };
-    return iKind == 2 && used(0) == used(1);
+    const ULONG64 ullBefore = used(0);
+    Sleep(60);
+    const bool bSleeping = used(1) == ullBefore;
+    CloseHandle(hThread); // a null handle is refused harmlessly
+    return bSleeping;
 #else
-    char path[64];
-    std::snprintf(path, sizeof(path), "/proc/self/task/%ld/stat", tid);
-    FILE* pFile = std::fopen(path, "r");
-    if (!pFile)
-        return false;
-    char buffer[512] = {};
-    size_t count = std::fread(buffer, 1, sizeof(buffer) - 1, pFile);
-    std::fclose(pFile);
-    std::string stat(buffer, count);
-    size_t close = stat.rfind(')');
+    // The state follows the name in parentheses, which may hold anything.
+    std::ifstream in("/proc/self/task/" + std::to_string(tid) + "/stat");
+    const std::string stat{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    const size_t close = stat.rfind(')');
     return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] == 'S';
 #endif
 }

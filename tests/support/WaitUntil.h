@@ -10,8 +10,7 @@
 template <class TCondition>
 bool waitUntil(TCondition condition, std::chrono::seconds deadline = std::chrono::seconds(60))
 {
-    const auto end = std::chrono::steady_clock::now() + deadline;
-    while (!condition()) {
+    for (const auto end = std::chrono::steady_clock::now() + deadline; !condition();) {
         if (std::chrono::steady_clock::now() > end)
             return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

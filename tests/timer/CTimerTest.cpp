@@ -8,125 +8,84 @@ namespace {
 using CTimerTest = CTimerFixture;
 using Counts = std::vector<unsigned int>;
 
-// ---- counted timers ------------------------------------------------------
-
-// A counted timer without listener ends at its last check (no delivery
-// ends it), and can start again at once.
-TEST_F(CTimerTest, RepeatCountThreeReportsCountsOneAndTwoThenCompletes)
+// What the listener heard and where the timer stands: "1,2,C|s" is pulses
+// 1 and 2, then the completion, and a stopped timer; "|r2" a running timer
+// at count 2.
+std::string heard(const CRecordingListener& listener, const CTimer& timer)
 {
-    CTimer silent(50, 2), timer(100, 3);
-    silent.start();
-    listenAndStart(timer, m_listener);
-    g_uiFakeNow.store(99); // not due one millisecond early
-    ASSERT_TRUE(settle(2));
-    EXPECT_TRUE(m_listener.m_events.empty());
-    for (unsigned int i = 1; i <= 3; ++i) {
-        EXPECT_TRUE(timer.isRunning());
-        g_uiFakeNow.store(100 * i);
-        ASSERT_TRUE(pumpUntil([&] { return m_listener.m_events.size() == i; }));
-    }
-    EXPECT_EQ(m_listener.counts(&timer), (Counts{1, 2}));
-    EXPECT_TRUE(m_listener.m_events[2].bComplete && m_listener.m_events[2].pTimer == &timer);
-    EXPECT_FALSE(timer.isRunning() || silent.isRunning());
-    EXPECT_EQ(timer.getCurrentCount(), 0u);
-    silent.start();
-    EXPECT_TRUE(silent.isRunning());
+    std::string out;
+    for (unsigned int uiCount : listener.counts(&timer))
+        out += (out.empty() ? "" : ",") + (uiCount ? std::to_string(uiCount) : std::string("C"));
+    return out + (timer.isRunning() ? "|r" + std::to_string(timer.getCurrentCount()) : "|s");
 }
 
-// Repeat count 1: one completion, no pulse; start is ignored while the
-// completion is on its way (out of the manager but still marked running).
-TEST_F(CTimerTest, RepeatCountOneOnlyCompletesAndIgnoresStartMeanwhile)
+// Scripted timers: at each step the clock moves, an operation runs ('s'
+// start, 'r' reset, 'd' setDelay(50), 'c' a completion delivered, '2' and
+// '0' setRepeatCount), and then what was heard must become the step's text
+// and stay so over more checks; every check adds at most one pulse of a
+// timer. A timer that ended leaves the worker asleep.
+TEST_F(CTimerTest, ScheduleCountsAndCompletion)
 {
-    CTimer timer(10, 1);
-    listenAndStart(timer, m_listener);
-    g_uiFakeNow.store(10);
-    ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
-    // Past the next due time, with a sentinel keeping the worker checking: a
-    // completed timer still checked would end here, before its delivery.
-    g_uiFakeNow.store(30);
-    CTimer sentinel(0, 0);
-    sentinel.start();
-    ASSERT_TRUE(waitForChecks(2));
-    sentinel.stop();
-    EXPECT_TRUE(timer.isRunning());
-    timer.start();
-    EXPECT_EQ(timer.getCurrentCount(), 1u) << "a start that took effect zeroes the count";
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.completeCount() == 1; }));
-    EXPECT_FALSE(timer.isRunning());
-    EXPECT_EQ(m_listener.pulseCount(), 0u);
-}
-
-// setRepeatCount restarts the count at 0 on the old schedule: the counts due
-// by now come again at once, up to the new end (count 2 of 2 completes).
-TEST_F(CTimerTest, SetRepeatCountRestartsTheCountButNotTheSchedule)
-{
+    struct tagStep
+    {
+        unsigned int now;
+        char op;
+        const char* expected;
+    };
     struct
     {
-        unsigned int delay, repeat, now, newRepeat;
-        Counts expected;
-        unsigned int completes;
-    } const cases[] = {{10, 5, 30, 2, {1, 2, 3, 1}, 1}, {100, 0, 300, 0, {1, 2, 3, 1, 2, 3}, 0}};
+        unsigned int delay, repeat;
+        bool listened;
+        std::vector<tagStep> steps;
+    } const cases[] = {
+        // Not due a millisecond early; counts below the repeat count, then the completion ends it.
+        {100, 3, true, {{99, 0, "|r0"}, {100, 0, "1|r1"}, {200, 0, "1,2|r2"}, {300, 0, "1,2,C|s"}}},
+        // Without listener it ends at its last check (no delivery ends it), and starts again at once.
+        {50, 2, false, {{100, 0, "|s"}, {100, 's', "|r0"}}},
+        // A completion delivered while the timer is still checked ends it.
+        {100, 0, true, {{100, 0, "1|r1"}, {100, 'c', "1,C|s"}}},
+        // Anchored at the first start: a second start and a new delay keep the schedule, reset restarts it.
+        {100, 0, true, {{60, 's', "|r0"}, {100, 0, "1|r1"}, {100, 'd', "1,2|r2"}, {140, 'r', "1,2|r0"}}},
+        {100, 0, true, {{100, 0, "1|r1"}, {140, 'r', "1|r0"}, {239, 0, "1|r0"}, {240, 0, "1,1|r1"}}},
+        // setRepeatCount restarts the count on the old schedule: the counts due by now come again at once,
+        // up to the new end.
+        {10, 5, true, {{30, 0, "1,2,3|r3"}, {30, '2', "1,2,3,1,C|s"}}},
+        {100, 0, true, {{300, 0, "1,2,3|r3"}, {300, '0', "1,2,3,1,2,3|r3"}}},
+        // Catching up after a stall of the timer thread, one pulse per check, and then nothing more.
+        {100, 0, true, {{1000, 0, "1,2,3,4,5,6,7,8,9,10|r10"}}},
+    };
     for (const auto& c : cases) {
         CRecordingListener listener;
         g_uiFakeNow.store(0);
         CTimer timer(c.delay, c.repeat);
-        listenAndStart(timer, listener);
-        g_uiFakeNow.store(c.now);
-        ASSERT_TRUE(pumpUntil([&] { return listener.pulseCount() == 3; }));
-        timer.setRepeatCount(c.newRepeat);
-        EXPECT_EQ(timer.getCurrentCount(), 0u);
-        ASSERT_TRUE(pumpUntil([&] { return listener.m_events.size() == c.expected.size() + c.completes; }));
-        ASSERT_TRUE(settle(3, true));
-        EXPECT_EQ(listener.counts(&timer), c.expected) << "repeat " << c.repeat;
-        EXPECT_EQ(listener.completeCount(), c.completes);
-        EXPECT_EQ(timer.isRunning(), c.completes == 0);
+        timer.setListener(c.listened ? &listener : nullptr);
+        timer.start();
+        for (const tagStep& step : c.steps) {
+            const size_t uiHeardBefore = listener.m_events.size();
+            const unsigned int uiReadsBefore = g_uiClockReads.load();
+            g_uiFakeNow.store(step.now);
+            if (step.op == 's')
+                timer.start();
+            else if (step.op == 'r')
+                timer.reset();
+            else if (step.op == 'd')
+                timer.setDelay(50);
+            else if (step.op == 'c')
+                CMsgTimer::CTimerData(&timer, CTimer::TIMER_STATUS_COMPLETE, 0).handleMessage();
+            else if (step.op)
+                timer.setRepeatCount(unsigned(step.op - '0'));
+            EXPECT_TRUE(pumpUntil([&] { return heard(listener, timer) == step.expected; }));
+            ASSERT_TRUE(settle(3, true));
+            ASSERT_EQ(heard(listener, timer), step.expected) << "delay " << c.delay << " at " << step.now;
+            EXPECT_LE(listener.m_events.size() - uiHeardBefore, g_uiClockReads.load() - uiReadsBefore)
+                << "several pulses in one check";
+        }
+        // An ended timer leaves the manager at the next check: then the worker
+        // sleeps (allowing a check in progress and one more).
+        const unsigned int uiReads = g_uiClockReads.load();
+        std::this_thread::sleep_for(std::chrono::milliseconds(timer.isRunning() ? 0 : 150));
+        EXPECT_LE(g_uiClockReads.load() - uiReads, 2u) << "an ended timer is still checked";
     }
-}
-
-// ---- endless timers and catching up ----------------------------------------
-
-TEST_F(CTimerTest, EndlessTimerCatchesUpOnePulsePerCheckAfterAStall)
-{
-    CTimer timer(100, 0);
-    listenAndStart(timer, m_listener);
-    // Ten pulses fall due at once, as after a stall of the timer thread.
-    const unsigned int uiReadsBefore = g_uiClockReads.load();
-    g_uiFakeNow.store(1000);
-    ASSERT_TRUE(settle());
-    EXPECT_GE(m_listener.pulseCount(), 3u);
-    EXPECT_LE(m_listener.pulseCount(), g_uiClockReads.load() - uiReadsBefore) << "several pulses in one check";
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() >= 10; }));
-    ASSERT_TRUE(settle()); // caught up: with the clock standing still nothing more is due
-    EXPECT_EQ(m_listener.counts(&timer), (Counts{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
-    EXPECT_EQ(m_listener.completeCount(), 0u);
-}
-
-// ---- start, reset, stop ------------------------------------------------------
-
-// The schedule is anchored at the start: a second start and a new delay
-// keep it, reset restarts it.
-TEST_F(CTimerTest, StartAndSetDelayKeepTheScheduleResetRestartsIt)
-{
-    CTimer timer(100, 0);
-    listenAndStart(timer, m_listener);
-    g_uiFakeNow.store(60);
-    timer.start();
-    g_uiFakeNow.store(100); // due from the first start, not at 160
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 1; })) << "start restarted the schedule";
-    // Pulse 2 of a 50 ms schedule that began at 0 is due at 100: at once.
-    timer.setDelay(50);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 2; }));
-    g_uiFakeNow.store(140);
-    timer.reset();
-    EXPECT_EQ(timer.getCurrentCount(), 0u);
-    EXPECT_TRUE(timer.isRunning());
-    // Pulse 3 of the old schedule (at 150) must not come, pulse 1 of the new one comes at 190.
-    g_uiFakeNow.store(189);
-    ASSERT_TRUE(settle());
-    EXPECT_EQ(m_listener.pulseCount(), 2u);
-    g_uiFakeNow.store(190);
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount() == 3; }));
-    EXPECT_EQ(m_listener.m_events.back().uiCount, 1u);
 }
 
 // Records of several timers share one message: stopping or deleting one
@@ -136,38 +95,46 @@ TEST_F(CTimerTest, StopOrDeleteBeforeDeliveryPurgesOnlyThatTimersRecords)
 {
     CTimer stopped(10, 0), kept(10, 0);
     CTimer* pDeleted = new CTimer(10, 0);
-    listenAndStart(stopped, m_listener);
-    listenAndStart(kept, m_listener);
-    listenAndStart(*pDeleted, m_listener);
+    for (CTimer* pTimer : {&stopped, &kept, pDeleted})
+        listenAndStart(*pTimer, m_listener);
     g_uiFakeNow.store(10);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     CObjectPtr<CBaseMessage> pPopped = CMessageCenter::getInstance()->popMessage(); // as the main loop would
+    struct CMsgTimerCopy : public CMsgTimer
+    {
+        void assign(const CMsgTimer& other) { CMsgTimer::operator=(other); }
+    } copy;
+    copy.assign(static_cast<const CMsgTimer&>(*pPopped));
+    copy.margeDataFrom(nullptr);
+    copy.margeDataFrom(&copy);
+    EXPECT_EQ(copy.getDataCount(), 3u) << "an assigned timer message lacks the records";
     g_uiFakeNow.store(20);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     stopped.stop();
-    EXPECT_FALSE(stopped.isRunning());
-    EXPECT_EQ(stopped.getCurrentCount(), 0u);
+    EXPECT_EQ(stopped.isRunning() + stopped.getCurrentCount(), 0u);
     delete pDeleted;
     pPopped->handleMessage();
-    ASSERT_TRUE(pumpUntil([&] { return m_listener.pulseCount(&kept) == 2; }));
+    ASSERT_TRUE(pumpUntil([&] { return m_listener.counts(&kept).size() == 2; }));
     EXPECT_EQ(m_listener.m_events.size(), 2u) << "a stopped or deleted timer was called back";
+    // Skipped once, then forgotten.
+    EXPECT_FALSE(CTimerManager::getInstance()->checkIsDeletedTimer(stopped.getID()));
     g_uiFakeNow.store(30);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
     kept.stop();
     EXPECT_EQ(queuedTimerMessages(), 0u);
 }
 
-// ---- one check, one message ---------------------------------------------------
-
 // A copy keeps the settings but is not checked (the manager holds timers by
 // address); timers due in one check arrive in one message, in the order
-// they were added, and unhandled checks merge into that message.
+// they were added (once each, even when added twice), and unhandled checks
+// merge into that message. A completed timer leaves the manager but stays
+// running until its completion is delivered.
 TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
 {
     CTimer first(100, 0), second(100, 0), third(100, 2);
-    listenAndStart(second, m_listener);
-    listenAndStart(third, m_listener);
-    listenAndStart(first, m_listener);
+    for (CTimer* pTimer : {&second, &third, &first})
+        listenAndStart(*pTimer, m_listener);
+    CTimerManager::getInstance()->addTimer(&second);
     struct CTimerCopy : public CTimer
     {
         explicit CTimerCopy(const CTimer& other) : CTimer(other) {}
@@ -179,16 +146,33 @@ TEST_F(CTimerTest, TimersDueInOneCheckArriveInOneMessageInTheOrderTheyWereAdded)
     EXPECT_EQ(copy.getDelay() * 10 + copy.getRepeatCount() + (copy.getListener() == nullptr), 58u);
     g_uiFakeNow.store(100);
     ASSERT_TRUE(waitUntil([] { return queuedTimerMessages() == 1; }));
-    g_uiFakeNow.store(200);
-    ASSERT_TRUE(waitUntil([&] { return first.getCurrentCount() == 2; }));
+    // Two checks fall due at once; the second passes the completed timer's
+    // next due time.
+    g_uiFakeNow.store(300);
+    ASSERT_TRUE(waitUntil([&] { return first.getCurrentCount() == 3; }));
     ASSERT_TRUE(waitForChecks(2));
+    EXPECT_TRUE(third.isRunning()) << "a completed timer was checked again before its delivery";
     EXPECT_EQ(pumpMessages(), 1u);
     std::vector<const CTimer*> delivered;
     for (const tagEvent& event : m_listener.m_events)
-        delivered.push_back(event.pTimer);
-    EXPECT_EQ(delivered, (std::vector<const CTimer*>{&second, &third, &first, &second, &third, &first}));
-    EXPECT_EQ(m_listener.counts(&second), (Counts{1, 2}));
-    EXPECT_EQ(m_listener.completeCount(), 1u);
+        delivered.push_back(event.first);
+    EXPECT_EQ(delivered,
+              (std::vector<const CTimer*>{&second, &third, &first, &second, &third, &first, &second, &first}));
+    EXPECT_EQ(m_listener.counts(&third), (Counts{1, 0}));
+}
+
+// A listener may delete its timer from the completion callback: the delivery
+// must not touch it after, nor may the worker check it again (the sanitizer
+// build reports either).
+TEST_F(CTimerTest, ListenerMayDeleteItsTimerOnCompletion)
+{
+    m_listener.m_bDeleteOnCompletion = true;
+    CTimer* pDoomed = new CTimer(10, 2);
+    listenAndStart(*pDoomed, m_listener);
+    CMsgTimer::CTimerData(pDoomed, CTimer::TIMER_STATUS_COMPLETE, 2).handleMessage();
+    g_uiFakeNow.store(1000);
+    ASSERT_TRUE(settle(3, true));
+    EXPECT_EQ(m_listener.m_events.size(), 1u);
 }
 
 } // namespace

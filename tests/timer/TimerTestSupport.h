@@ -4,10 +4,8 @@
 // records what it hears, and a main loop that pops and handles messages on
 // the test thread, as the host's main loop does.
 
-#include <message/CBaseMessage.h>
 #include <message/CMessageCenter.h>
 #include <timer/CMsgTimer.h>
-#include <timer/CTimer.h>
 #include <timer/CTimerManager.h>
 
 #include "message/TickClock.h"
@@ -15,7 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -37,43 +34,41 @@ inline unsigned int fakeClock()
     return g_uiFakeNow.load();
 }
 
-struct tagEvent
-{
-    const CTimer* pTimer;
-    bool bComplete;
-    unsigned int uiCount;
-};
+// The timer and a pulse's count, or 0 for the completion (pulses count from 1).
+using tagEvent = std::pair<const CTimer*, unsigned int>;
 
 // Runs on the test thread only (it pumps the messages), so no lock.
 class CRecordingListener : public ITimerListener
 {
 public:
-    void onTimer(const CTimer* pTimer, unsigned int uiCount) override { m_events.push_back({pTimer, false, uiCount}); }
-    void onTimerComplete(const CTimer* pTimer) override { m_events.push_back({pTimer, true, 0}); }
-    // The counts of the pulses (of one timer, or of all), in delivery order.
-    std::vector<unsigned int> counts(const CTimer* pTimer = nullptr) const
+    void onTimer(const CTimer* pTimer, unsigned int uiCount) override { m_events.push_back({pTimer, uiCount}); }
+    void onTimerComplete(const CTimer* pTimer) override
+    {
+        m_events.push_back({pTimer, 0});
+        if (m_bDeleteOnCompletion)
+            delete pTimer;
+    }
+    // What one timer heard, in delivery order.
+    std::vector<unsigned int> counts(const CTimer* pTimer) const
     {
         std::vector<unsigned int> result;
         for (const tagEvent& e : m_events) {
-            if (!e.bComplete && (!pTimer || e.pTimer == pTimer))
-                result.push_back(e.uiCount);
+            if (e.first == pTimer)
+                result.push_back(e.second);
         }
         return result;
     }
-    std::size_t pulseCount(const CTimer* pTimer = nullptr) const { return counts(pTimer).size(); }
-    std::size_t completeCount() const { return m_events.size() - pulseCount(); }
 
     std::vector<tagEvent> m_events;
+    bool m_bDeleteOnCompletion = false;
 };
 
 // Pops and handles everything queued now; returns the number of messages.
 inline unsigned int pumpMessages()
 {
     unsigned int n = 0;
-    while (CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage()) {
+    for (; CObjectPtr<CBaseMessage> pMessage = CMessageCenter::getInstance()->popMessage(); ++n)
         pMessage->handleMessage();
-        ++n;
-    }
     return n;
 }
 
@@ -81,7 +76,7 @@ inline unsigned int pumpMessages()
 template <class TCondition>
 bool pumpUntil(TCondition condition)
 {
-    return waitUntil([&] { return pumpMessages(), condition(); }, std::chrono::seconds(60));
+    return waitUntil([&] { return pumpMessages(), condition(); });
 }
 
 // Waits until the timer thread has completed at least uiChecks further
@@ -117,7 +112,7 @@ inline void listenAndStart(CTimer& timer, ITimerListener& listener)
     timer.start();
 }
 
-// Every test starts with an empty center, a fresh, running manager and the
+// Every test starts with a fresh center, a fresh, running manager and the
 // fake clock at 0, and leaves nothing behind.
 class CTimerFixture : public ::testing::Test
 {
@@ -127,15 +122,13 @@ protected:
         g_uiFakeNow.store(0);
         g_uiClockReads.store(0);
         TickClock::setSource(&fakeClock);
-        CMessageCenter::getInstance()->clearMessageList();
-        CTimerManager::getInstance()->clearDeletedTimer();
+        CMessageCenter::getInstance(); // made before the worker, which pushes to it
         CTimerManager::getInstance()->start();
     }
+    // Deleting them stops the worker and frees what is still queued.
     void TearDown() override
     {
-        CTimerManager::getInstance()->stop();
         CTimerManager::deleteInstance();
-        CMessageCenter::getInstance()->clearMessageList();
         CMessageCenter::deleteInstance();
         TickClock::setSource(nullptr);
     }

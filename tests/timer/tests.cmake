@@ -1,5 +1,4 @@
 list(APPEND ECS_TESTS
     timer/CTimerTest.cpp
-    timer/CMsgTimerTest.cpp
     timer/CTimerManagerTest.cpp
 )
