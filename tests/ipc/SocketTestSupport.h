@@ -67,63 +67,60 @@ private:
     std::vector<std::string> m_lines;
 };
 
-// What an endpoint's listener heard: 'c' connect, 'd' disconnect, 'r' a
-// received chunk, with the server's client handle (0 for a client).
-struct tagEvent
-{
-    char cKind;
-    unsigned int uiClient;
-    std::string bytes;
-};
-
+// What an endpoint's listener heard, in order: 'c' connect, 'd' disconnect
+// (a server's with the client handle as "0x%08X"), 'r' and a received chunk.
 class CSocketRecorder : public ISocketClientListener, public ISocketServerListener
 {
     TRELL_DECLARE_ALLOCATOR(u"CSocketRecorder")
 
 public:
-    void onConnect(CSocketClient*) override { add('c', 0); }
-    void onDisconnect(CSocketClient*) override { add('d', 0); }
-    void onDataAvailable(CSocketClient*, unsigned char* pData, int iLength) override { add('r', 0, pData, iLength); }
-    void onConnect(CSocketServer*, unsigned int uiClient) override { add('c', uiClient); }
-    void onDisconnect(CSocketServer*, unsigned int uiClient) override { add('d', uiClient); }
-    void onDataAvailable(CSocketServer*, unsigned int uiClient, unsigned char* pData, int iLength) override
+    void onConnect(CSocketClient*) override { add("c"); }
+    void onDisconnect(CSocketClient*) override { add("d"); }
+    void onDataAvailable(CSocketClient*, unsigned char* pData, int iLength) override { add("r", pData, iLength); }
+    void onConnect(CSocketServer*, unsigned int uiClient) override { add("c" + hex8(uiClient)); }
+    void onDisconnect(CSocketServer*, unsigned int uiClient) override { add("d" + hex8(uiClient)); }
+    void onDataAvailable(CSocketServer*, unsigned int, unsigned char* pData, int iLength) override
     {
-        add('r', uiClient, pData, iLength);
+        add("r", pData, iLength);
     }
-    std::vector<tagEvent> events() const
+    std::vector<std::string> events() const
     {
         std::lock_guard<std::mutex> guard(m_mutex);
         return m_events;
     }
-    unsigned int count(char cKind) const
+    bool waitFor(char cKind, unsigned int uiCount) const
     {
-        unsigned int n = 0;
-        for (const tagEvent& e : events())
-            n += e.cKind == cKind ? 1 : 0;
-        return n;
+        return waitUntil([&] {
+            unsigned int n = 0;
+            for (const std::string& e : events())
+                n += e[0] == cKind ? 1 : 0;
+            return n >= uiCount;
+        });
     }
     // Every received chunk, in order, as one string.
     std::string received() const
     {
         std::string all;
-        for (const tagEvent& e : events())
-            all += e.bytes;
+        for (const std::string& e : events())
+            all += e[0] == 'r' ? e.substr(1) : "";
         return all;
     }
-    bool waitFor(char cKind, unsigned int uiCount) const
+    static std::string hex8(unsigned int uiValue)
     {
-        return waitUntil([&] { return count(cKind) >= uiCount; });
+        char sz[16];
+        std::snprintf(sz, sizeof(sz), "0x%08X", uiValue);
+        return sz;
     }
 
 private:
-    void add(char cKind, unsigned int uiClient, const unsigned char* pData = nullptr, int iLength = 0)
+    void add(const std::string& event, const unsigned char* pData = nullptr, int iLength = 0)
     {
         std::lock_guard<std::mutex> guard(m_mutex);
-        m_events.push_back({cKind, uiClient, std::string(reinterpret_cast<const char*>(pData), pData ? iLength : 0)});
+        m_events.push_back(event + std::string(reinterpret_cast<const char*>(pData), pData ? iLength : 0));
     }
 
     mutable std::mutex m_mutex;
-    std::vector<tagEvent> m_events;
+    std::vector<std::string> m_events;
 };
 
 // ---- plain sockets on the loopback ------------------------------------------
