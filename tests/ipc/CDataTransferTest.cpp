@@ -71,7 +71,7 @@ TEST(CDataTransfer, FramesEachKindOfSend)
 {
     CMessageCenter::getInstance();
     unsigned short usPort = 0;
-    CFd listener = rawListen(usPort);
+    CFd listener = rawSocket(usPort);
     CDataTransferProxy proxy;
     EXPECT_FALSE(proxy.isConnect()); // not before its connection is made
     proxy.openAsClient(u"127.0.0.1", usPort);
@@ -183,6 +183,7 @@ TEST(CDataTransfer, ReassemblesFramesAcrossChunks)
         {"split",
          {{one.substr(0, 3), 3},
           {one.substr(3, 6), 9},
+          {"\xAF\x00"s, 9}, // a heartbeat alone in a chunk is swallowed on the way
           {one.substr(9, 4), 13},
           {one.substr(13) + frame("second") + frame("third") + "IVE", 3},
           {"N" + frame("fourth").substr(4), 0}},
@@ -213,7 +214,7 @@ TEST(CDataTransfer, ServerAndClientEndToEnd)
 {
     CMessageCenter::getInstance();
     unsigned short usPort = 0;
-    rawListen(usPort);
+    rawSocket(usPort);
     CDataListener serverEvents, clientEvents;
     CDataTransfer server, client;
     server.setListener(&serverEvents);

@@ -35,18 +35,19 @@ TEST(CSocketServer, ServesOneClientAfterAnotherAndLogsEachStep)
     CLogRecorder log;
     tagServer s(64);
     EXPECT_EQ(-1, s.server.sendData(reinterpret_cast<const unsigned char*>("x"), 1, 0));
+    unsigned short usPort = s.port();
     std::string first;
     {
-        CFd peer = rawConnect(s.port());
+        CFd peer = rawSocket(usPort);
         ASSERT_TRUE(s.events.waitFor('c', 1));
-        first = s.events.events()[0].substr(1);
+        first = s.events.lines()[0].substr(1);
         EXPECT_TRUE(s.server.isConnect());
         ASSERT_TRUE(sendChunk(peer.get(), "\xAF\x00"s));
         const std::string big(200, 'b');
         ASSERT_TRUE(rawSend(peer.get(), big));
         ASSERT_TRUE(waitUntil([&] { return s.events.received().size() >= 200; }));
         EXPECT_EQ(big, s.events.received());
-        for (const std::string& e : s.events.events())
+        for (const std::string& e : s.events.lines())
             EXPECT_LE(e.size(), 65u);
         EXPECT_EQ("", rawReceive(peer.get(), 1, 100ms));
 
@@ -58,13 +59,13 @@ TEST(CSocketServer, ServesOneClientAfterAnotherAndLogsEachStep)
     }
     ASSERT_TRUE(s.events.waitFor('d', 1));
     EXPECT_FALSE(s.server.isConnect());
-    rawConnect(s.port()); // connects and closes at once
+    rawSocket(usPort); // connects and closes at once
     ASSERT_TRUE(s.events.waitFor('d', 2));
     s.server.stop();
     EXPECT_EQ(0u, s.server.getListeningPort());
 
     // A client's disconnect names the handle its connect did.
-    std::vector<std::string> handles = s.events.events();
+    std::vector<std::string> handles = s.events.lines();
     handles.erase(std::remove_if(handles.begin(), handles.end(), [](const std::string& e) { return e[0] == 'r'; }),
                   handles.end());
     const std::string second = handles.back().substr(1);
@@ -96,7 +97,7 @@ TEST(CSocketServer, FailureToListenOrAcceptEndsTheServer)
 {
     CLogRecorder log;
     unsigned short usPort = 0;
-    CFd busy = rawListen(usPort);
+    CFd busy = rawSocket(usPort);
     CSocketRecorder events;
     CSocketServer server(usPort, 0);
     server.setThreadName(u"dt");
@@ -104,7 +105,7 @@ TEST(CSocketServer, FailureToListenOrAcceptEndsTheServer)
     server.start();
     ASSERT_TRUE(events.waitFor('d', 1));
     ASSERT_TRUE(waitUntil([&] { return server.getThreadID() == 0; }));
-    EXPECT_EQ(std::vector<std::string>{"d" + CSocketRecorder::hex8(CSocketServer::NO_CLIENT)}, events.events());
+    EXPECT_EQ(std::vector<std::string>{"d" + hex8(CSocketServer::NO_CLIENT)}, events.lines());
     EXPECT_FALSE(server.isConnect());
     EXPECT_EQ(1u, log.count("[Error] Fail to create socket server (dt : " + std::to_string(usPort) + ")."));
     EXPECT_EQ(0u, log.count("[Info] Socket server (dt"));
@@ -116,7 +117,7 @@ TEST(CSocketServer, FailureToListenOrAcceptEndsTheServer)
     ::shutdown(iListening, SHUT_RDWR);
     ASSERT_TRUE(s.events.waitFor('d', 1));
     ASSERT_TRUE(waitUntil([&] { return s.server.getThreadID() == 0; }));
-    EXPECT_EQ(std::vector<std::string>{"d" + CSocketRecorder::hex8(CSocketServer::NO_CLIENT)}, s.events.events());
+    EXPECT_EQ(std::vector<std::string>{"d" + hex8(CSocketServer::NO_CLIENT)}, s.events.lines());
     EXPECT_EQ(1u, log.count("[Error] Socket server (dt : 0) can't get client."));
     EXPECT_EQ(1u, log.count("[Info] Socket server (dt : 0) terminated."));
 }

@@ -37,16 +37,14 @@ using namespace Trell;
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 
-// Every log line, from any thread, as "[Level] message".
-class CLogRecorder : public ILogOuter
+// Lines as text under a lock, from any thread.
+class CLines
 {
 public:
-    CLogRecorder() { CLog::setLogOuter(this); }
-    ~CLogRecorder() override { CLog::setLogOuter(nullptr); }
-    void outputLog(const CString& level, const CString&, const CString& message) override
+    void add(const std::string& line)
     {
         std::lock_guard<std::mutex> guard(m_mutex);
-        m_lines.push_back("[" + narrow(level) + "] " + narrow(message));
+        m_lines.push_back(line);
     }
     std::vector<std::string> lines() const
     {
@@ -67,33 +65,47 @@ private:
     std::vector<std::string> m_lines;
 };
 
-// What an endpoint's listener heard, in order: 'c' connect, 'd' disconnect
-// (a server's with the client handle as "0x%08X"), 'r' and a received chunk.
-class CSocketRecorder : public ISocketClientListener, public ISocketServerListener
+// Every log line as "[Level] message".
+class CLogRecorder : public ILogOuter, public CLines
+{
+public:
+    CLogRecorder() { CLog::setLogOuter(this); }
+    ~CLogRecorder() override { CLog::setLogOuter(nullptr); }
+    void outputLog(const CString& level, const CString&, const CString& message) override
+    {
+        add("[" + narrow(level) + "] " + narrow(message));
+    }
+};
+
+inline std::string hex8(unsigned int uiValue)
+{
+    char sz[16];
+    std::snprintf(sz, sizeof(sz), "0x%08X", uiValue);
+    return sz;
+}
+
+// What an endpoint's listener heard, in order: "c" connect, "d" disconnect
+// (a server's with the client handle as "0x%08X"), "r" and a received chunk.
+class CSocketRecorder : public ISocketClientListener, public ISocketServerListener, public CLines
 {
     TRELL_DECLARE_ALLOCATOR(u"CSocketRecorder")
 
 public:
     void onConnect(CSocketClient*) override { add("c"); }
     void onDisconnect(CSocketClient*) override { add("d"); }
-    void onDataAvailable(CSocketClient*, unsigned char* pData, int iLength) override { add("r", pData, iLength); }
+    void onDataAvailable(CSocketClient*, unsigned char* pData, int iLength) override { received(pData, iLength); }
     void onConnect(CSocketServer*, unsigned int uiClient) override { add("c" + hex8(uiClient)); }
     void onDisconnect(CSocketServer*, unsigned int uiClient) override { add("d" + hex8(uiClient)); }
     void onDataAvailable(CSocketServer*, unsigned int, unsigned char* pData, int iLength) override
     {
-        add("r", pData, iLength);
-    }
-    std::vector<std::string> events() const
-    {
-        std::lock_guard<std::mutex> guard(m_mutex);
-        return m_events;
+        received(pData, iLength);
     }
     bool waitFor(char cKind, unsigned int uiCount) const
     {
         return waitUntil([&] {
             unsigned int n = 0;
-            for (const std::string& e : events())
-                n += e[0] == cKind ? 1 : 0;
+            for (const std::string& l : lines())
+                n += l[0] == cKind ? 1 : 0;
             return n >= uiCount;
         });
     }
@@ -101,26 +113,16 @@ public:
     std::string received() const
     {
         std::string all;
-        for (const std::string& e : events())
-            all += e[0] == 'r' ? e.substr(1) : "";
+        for (const std::string& l : lines())
+            all += l[0] == 'r' ? l.substr(1) : "";
         return all;
-    }
-    static std::string hex8(unsigned int uiValue)
-    {
-        char sz[16];
-        std::snprintf(sz, sizeof(sz), "0x%08X", uiValue);
-        return sz;
     }
 
 private:
-    void add(const std::string& event, const unsigned char* pData = nullptr, int iLength = 0)
+    void received(const unsigned char* pData, int iLength)
     {
-        std::lock_guard<std::mutex> guard(m_mutex);
-        m_events.push_back(event + std::string(reinterpret_cast<const char*>(pData), pData ? iLength : 0));
+        add("r" + std::string(reinterpret_cast<const char*>(pData), iLength));
     }
-
-    mutable std::mutex m_mutex;
-    std::vector<std::string> m_events;
 };
 
 // ---- plain sockets on the loopback ------------------------------------------
@@ -158,9 +160,9 @@ inline unsigned short portOf(int iFd, bool bPeer = false)
     return ntohs(address.sin_port);
 }
 
-// A socket on 127.0.0.1 at `usPort`, connected there (bConnect) or bound
-// there and listening (port 0: of the system's choice, returned).
-inline CFd rawSocket(unsigned short& usPort, bool bConnect)
+// A socket on 127.0.0.1 connected to `usPort`, or (0) bound to a port of the
+// system's choice, returned there, and listening.
+inline CFd rawSocket(unsigned short& usPort)
 {
     CFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
@@ -168,22 +170,12 @@ inline CFd rawSocket(unsigned short& usPort, bool bConnect)
     address.sin_port = htons(usPort);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     const sockaddr* pAddress = reinterpret_cast<const sockaddr*>(&address);
-    if (bConnect)
+    if (usPort != 0)
         return ::connect(fd.get(), pAddress, sizeof(address)) == 0 ? std::move(fd) : CFd();
     EXPECT_EQ(0, ::bind(fd.get(), pAddress, sizeof(address)));
     EXPECT_EQ(0, ::listen(fd.get(), 4));
     usPort = portOf(fd.get());
     return fd;
-}
-
-inline CFd rawListen(unsigned short& usPort)
-{
-    return rawSocket(usPort = 0, false);
-}
-
-inline CFd rawConnect(unsigned short usPort)
-{
-    return rawSocket(usPort, true);
 }
 
 // Accepts within the deadline; invalid when nobody came.
@@ -228,12 +220,11 @@ inline bool rawPeerClosed(int iFd)
 inline int findOwnSocket(unsigned short usPort, unsigned short usPeer)
 {
     for (int iFd = 3; iFd < 4096; ++iFd) {
-        sockaddr_in local{};
+        sockaddr_in local{}, peer{};
         socklen_t length = sizeof(local);
         if (::getsockname(iFd, reinterpret_cast<sockaddr*>(&local), &length) != 0 || local.sin_family != AF_INET ||
             ntohs(local.sin_port) != usPort)
             continue;
-        sockaddr_in peer{};
         const bool bConnected = ::getpeername(iFd, reinterpret_cast<sockaddr*>(&peer), &length) == 0;
         if (bConnected ? ntohs(peer.sin_port) == usPeer : usPeer == 0)
             return iFd;
@@ -241,25 +232,21 @@ inline int findOwnSocket(unsigned short usPort, unsigned short usPeer)
     return -1;
 }
 
-// Bytes the system has received on a socket of this process.
-inline unsigned long long bytesReceived(int iFd)
-{
-    tcp_info info{};
-    socklen_t length = sizeof(info);
-    ::getsockopt(iFd, IPPROTO_TCP, TCP_INFO, &info, &length);
-    return info.tcpi_bytes_received;
-}
-
 // Sends bytes over `iRaw` that its far end in this process reads as one
 // chunk of their own: returns once they all arrived and were taken out.
 inline bool sendChunk(int iRaw, const std::string& bytes)
 {
     const int iOwn = findOwnSocket(portOf(iRaw, true), portOf(iRaw));
-    const unsigned long long ullTotal = (iOwn < 0 ? 0 : bytesReceived(iOwn)) + bytes.size();
+    auto received = [iOwn] {
+        tcp_info info{};
+        socklen_t length = sizeof(info);
+        ::getsockopt(iOwn, IPPROTO_TCP, TCP_INFO, &info, &length);
+        return info.tcpi_bytes_received;
+    };
+    const unsigned long long ullTotal = (iOwn < 0 ? 0 : received()) + bytes.size();
     int iQueued = -1;
-    return iOwn >= 0 && rawSend(iRaw, bytes) && waitUntil([&] {
-               return bytesReceived(iOwn) >= ullTotal && ::ioctl(iOwn, FIONREAD, &iQueued) == 0 && iQueued == 0;
-           });
+    return iOwn >= 0 && rawSend(iRaw, bytes) &&
+           waitUntil([&] { return received() >= ullTotal && ::ioctl(iOwn, FIONREAD, &iQueued) == 0 && iQueued == 0; });
 }
 
 // ---- the main loop and the data transfer --------------------------------------
@@ -349,7 +336,6 @@ struct tagClientSession
     tagClientSession()
     {
         CMessageCenter::getInstance();
-        listener = rawListen(usPort);
         transfer->setListener(&events);
         transfer->openAsClient(u"127.0.0.1", usPort);
         accept();
@@ -376,7 +362,7 @@ struct tagClientSession
     }
 
     unsigned short usPort = 0;
-    CFd listener;
+    CFd listener = rawSocket(usPort);
     CFd peer;
     CDataListener events;
     std::unique_ptr<CDataTransfer> transfer = std::make_unique<CDataTransfer>();
