@@ -46,19 +46,6 @@ CCursor sampleCursor()
     return cursor;
 }
 
-// The events whose first word is one of `kinds`, in order.
-std::vector<std::string> only(const std::vector<std::string>& events, const std::vector<std::string>& kinds)
-{
-    std::vector<std::string> out;
-    for (const std::string& e : events) {
-        for (const std::string& k : kinds) {
-            if (e.compare(0, k.size(), k) == 0)
-                out.push_back(e);
-        }
-    }
-    return out;
-}
-
 unsigned int queued(CBaseMessage::EMessageType eType)
 {
     return CMessageCenter::getInstance()->getMessageCountByType(eType);
@@ -207,55 +194,6 @@ TEST(CDataTransfer, ReassemblesFramesAcrossChunks)
         EXPECT_TRUE(c.heard == s.events.m_events) << c.pszName;
         EXPECT_EQ(0u, s.transfer->getPendingSize()) << c.pszName;
     }
-}
-
-// A server and a client of this library in one process, framed and raw.
-TEST(CDataTransfer, ServerAndClientEndToEnd)
-{
-    CMessageCenter::getInstance();
-    unsigned short usPort = 0;
-    rawSocket(usPort);
-    CDataListener serverEvents, clientEvents;
-    CDataTransfer server, client;
-    server.setListener(&serverEvents);
-    client.setListener(&clientEvents);
-    server.openAsServer(usPort, u"127.0.0.1");
-    client.openAsClient(u"127.0.0.1", usPort);
-    ASSERT_TRUE(pumpUntil([&] { return serverEvents.m_events.size() == 1 && clientEvents.m_events.size() == 1; }));
-    EXPECT_TRUE(server.isConnect());
-
-    client.sendTouchInput(sampleCursor());
-    client.sendPageCMD(handle(5), u"Settings");
-    CXMLParser logic;
-    logic.parseFromString(u"<state a=\"1\"/>");
-    client.sendLogicData(&logic, true);
-    client.sendLogicData(bytes("raw"), 3);
-    // The server side addresses client 0, which is never the peer here.
-    server.sendPageCMD(handle(1), u"Lost");
-    ASSERT_TRUE(serverEvents.waitFor(5));
-    // Commands travel in the input queue, data in the data queue: each keeps
-    // its own order.
-    EXPECT_EQ((std::vector<std::string>{"touch 7 2 10 -3 5 20 4 -6 0 123", "page 5 Settings"}),
-              only(serverEvents.m_events, {"touch", "page"}));
-    EXPECT_EQ((std::vector<std::string>{"connect", "xml <state a=\"1\"/>", "raw raw"}),
-              only(serverEvents.m_events, {"connect", "xml", "raw"}));
-
-    server.setRawConnection(true);
-    client.setRawConnection(true);
-    client.sendLogicData(bytes("\xAF\xAF"), 2);
-    ASSERT_TRUE(serverEvents.waitFor(6));
-    EXPECT_EQ("raw \xAF\xAF", serverEvents.m_events.back());
-    pumpMessages();
-    EXPECT_EQ(std::vector<std::string>{"connect"}, clientEvents.m_events);
-
-    // The server closes at once under a client that sends nothing.
-    server.close();
-    EXPECT_FALSE(server.isConnect());
-    ASSERT_TRUE(clientEvents.waitFor(2));
-    EXPECT_EQ("disconnect", clientEvents.m_events.back());
-    EXPECT_EQ("disconnect", serverEvents.m_events.back());
-    client.close();
-    CMessageCenter::getInstance()->clearMessageList();
 }
 
 // Destroyed with messages still queued: its type 33 messages go with it,
