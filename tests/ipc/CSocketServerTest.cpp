@@ -5,90 +5,65 @@
 
 using namespace IpcTest;
 
-namespace {
-
-// A server on the loopback with a port of the system's choice.
-struct tagServer
-{
-    explicit tagServer(unsigned int uiBufferSize = 0) : server(0, uiBufferSize)
-    {
-        server.setThreadName(u"dt");
-        server.setBindAddress(u"127.0.0.1");
-        server.setListener(&events);
-        server.start();
-        EXPECT_TRUE(waitUntil([&] { return server.getListeningPort() != 0; }));
-    }
-    unsigned short port() const { return static_cast<unsigned short>(server.getListeningPort()); }
-
-    CSocketRecorder events;
-    CSocketServer server;
-};
-
-} // namespace
-
 // A whole session with every log line of the server as written: chunks no
 // larger than the receive buffer, a heartbeat swallowed (the reply,
 // addressed to client 0, never leaves), replies to the accepted client
-// only, then the next client.
+// only; a client's disconnect names the handle its connect did; then the
+// next client.
 TEST(CSocketServer, ServesOneClientAfterAnotherAndLogsEachStep)
 {
     CLogRecorder log;
-    tagServer s(64);
-    EXPECT_EQ(-1, s.server.sendData(reinterpret_cast<const unsigned char*>("x"), 1, 0));
-    unsigned short usPort = s.port();
-    std::string first;
-    {
+    CSocketRecorder events;
+    CSocketServer server(0, 64);
+    server.setThreadName(u"dt");
+    server.setBindAddress(u"127.0.0.1");
+    server.setListener(&events);
+    const unsigned char reply[] = {'o', 'k'};
+    EXPECT_EQ(-1, server.sendData(reply, 2, 0));
+    server.start();
+    ASSERT_TRUE(waitUntil([&] { return server.getListeningPort() != 0; }));
+    unsigned short usPort = static_cast<unsigned short>(server.getListeningPort());
+    std::string handles[2];
+    for (unsigned int i = 0; i < 2; ++i) {
         CFd peer = rawSocket(usPort);
-        ASSERT_TRUE(s.events.waitFor('c', 1));
-        first = s.events.lines()[0].substr(1);
-        EXPECT_TRUE(s.server.isConnect());
-        ASSERT_TRUE(sendChunk(peer.get(), "\xAF\x00"s));
-        const std::string big(200, 'b');
-        ASSERT_TRUE(rawSend(peer.get(), big));
-        ASSERT_TRUE(waitUntil([&] { return s.events.received().size() >= 200; }));
-        EXPECT_EQ(big, s.events.received());
-        for (const std::string& e : s.events.lines())
-            EXPECT_LE(e.size(), 65u);
-        EXPECT_EQ("", rawReceive(peer.get(), 1, 100ms));
-
-        const unsigned char reply[] = {'o', 'k'};
-        const unsigned int uiFirst = static_cast<unsigned int>(std::stoul(first, nullptr, 16));
-        EXPECT_EQ(2, s.server.sendData(reply, 2, uiFirst));
-        EXPECT_EQ("ok", rawReceive(peer.get(), 2));
-        EXPECT_EQ(-1, s.server.sendData(reply, 2, uiFirst + 1));
+        ASSERT_TRUE(events.waitFor('c', i + 1));
+        handles[i] = events.lines().back().substr(1);
+        EXPECT_TRUE(server.isConnect());
+        if (i == 0) {
+            ASSERT_TRUE(sendChunk(peer.get(), "\xAF\x00"s));
+            const std::string big(200, 'b');
+            ASSERT_TRUE(rawSend(peer.get(), big));
+            ASSERT_TRUE(waitUntil([&] { return events.received() == big; }));
+            for (const std::string& e : events.lines())
+                EXPECT_LE(e.size(), 65u) << "a chunk beyond the buffer";
+            EXPECT_EQ("", rawReceive(peer.get(), 1, 100ms));
+            const unsigned int uiClient = static_cast<unsigned int>(std::stoul(handles[0], nullptr, 16));
+            EXPECT_EQ(2, server.sendData(reply, 2, uiClient));
+            EXPECT_EQ("ok", rawReceive(peer.get(), 2));
+            EXPECT_EQ(-1, server.sendData(reply, 2, uiClient + 1));
+        }
+        peer.reset();
+        ASSERT_TRUE(events.waitFor('d', i + 1));
+        EXPECT_EQ("d" + handles[i], events.lines().back());
+        EXPECT_FALSE(server.isConnect());
     }
-    ASSERT_TRUE(s.events.waitFor('d', 1));
-    EXPECT_FALSE(s.server.isConnect());
-    rawSocket(usPort); // connects and closes at once
-    ASSERT_TRUE(s.events.waitFor('d', 2));
-    s.server.stop();
-    EXPECT_EQ(0u, s.server.getListeningPort());
-
-    // A client's disconnect names the handle its connect did.
-    std::vector<std::string> handles = s.events.lines();
-    handles.erase(std::remove_if(handles.begin(), handles.end(), [](const std::string& e) { return e[0] == 'r'; }),
-                  handles.end());
-    const std::string second = handles.back().substr(1);
-    EXPECT_EQ((std::vector<std::string>{"c" + first, "d" + first, "c" + second, "d" + second}), handles);
-
+    server.stop();
+    EXPECT_EQ(0u, server.getListeningPort());
+    EXPECT_FALSE(server.isConnect());
     // The configured port, 0 here.
     const std::string name = "[Info] Socket server (dt : 0)", waiting = name + " is waiting for client...";
-    const std::vector<std::string> expected = {
-        name + " has started.",
-        waiting,
-        name + " accepted client " + first + ".",
-        "[Info] Client " + first + " disconnected from the socket server (dt : 0) ",
-        waiting,
-        name + " accepted client " + second + ".",
-        "[Info] Client " + second + " disconnected from the socket server (dt : 0) ",
-        waiting,
-        name + " terminated.",
-    };
-    std::vector<std::string> server = log.lines();
-    server.erase(std::remove_if(server.begin(), server.end(),
-                                [](const std::string& l) { return l.find("ocket server") == std::string::npos; }),
-                 server.end());
-    EXPECT_EQ(expected, server);
+    std::vector<std::string> expected = {name + " has started.", waiting};
+    for (const std::string& handle : handles) {
+        expected.insert(expected.end(),
+                        {name + " accepted client " + handle + ".",
+                         "[Info] Client " + handle + " disconnected from the socket server (dt : 0) ", waiting});
+    }
+    expected.push_back(name + " terminated.");
+    std::vector<std::string> lines = log.lines();
+    lines.erase(std::remove_if(lines.begin(), lines.end(),
+                               [](const std::string& l) { return l.find("ocket server") == std::string::npos; }),
+                lines.end());
+    EXPECT_EQ(expected, lines);
 }
 
 // A port in use: the server says so and ends, with no client.

@@ -24,7 +24,7 @@ const auto s_end = std::chrono::steady_clock::now() + std::chrono::seconds(60); 
 
 void say(const std::string& line)
 {
-    std::printf("@%s\n", line.c_str());
+    std::printf("%s\n", line.c_str());
     std::fflush(stdout);
 }
 
@@ -36,7 +36,7 @@ struct tagReader : IShareMemoryListener
     {
         std::string block(channel.getSize(), '\0');
         channel.readData(reinterpret_cast<unsigned char*>(block.data()), static_cast<unsigned int>(block.size()));
-        say("data " + block);
+        say("@data " + block);
         std::this_thread::sleep_until(s_end);
     }
     void onWritterClose() override {}
@@ -48,32 +48,21 @@ int main(int argc, char** argv)
 {
     if (argc != 4)
         return 2;
-    std::printf("%d\n", static_cast<int>(getpid()));
-    std::fflush(stdout);
-    const std::string mode = argv[1];
+    say(std::to_string(getpid()));
     const unsigned int uiKey = static_cast<unsigned int>(std::strtoul(argv[2], nullptr, 10));
     const unsigned int uiSize = static_cast<unsigned int>(std::strtoul(argv[3], nullptr, 10));
-    if (mode == "reader") {
-        CMessageCenter* pCenter = CMessageCenter::getInstance();
-        tagReader reader;
-        reader.channel.setListener(&reader);
-        if (!reader.channel.open(uiKey, CShareMemory::MODE_TYPE_READER, uiSize))
-            return 1;
-        say("ready");
-        while (std::chrono::steady_clock::now() < s_end) {
-            if (CObjectPtr<CBaseMessage> pMessage = pCenter->popMessage())
-                pMessage->handleMessage();
-            else
-                usleep(200);
-        }
-        return 3;
-    }
-    CShareMemory writer;
-    if (mode != "writer" || !writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, uiSize))
+    const bool bReader = std::string(argv[1]) == "reader";
+    CMessageCenter* pCenter = CMessageCenter::getInstance();
+    tagReader peer;
+    peer.channel.setListener(&peer);
+    if (!peer.channel.open(uiKey, bReader ? CShareMemory::MODE_TYPE_READER : CShareMemory::MODE_TYPE_WRITER, uiSize))
         return 1;
-    while (!writer.writeData(reinterpret_cast<const unsigned char*>("before"), 6))
+    while (!bReader && !peer.channel.writeData(reinterpret_cast<const unsigned char*>("before"), 6))
         usleep(200);
-    say("before");
-    std::this_thread::sleep_until(s_end);
+    say(bReader ? "@ready" : "@before");
+    for (; std::chrono::steady_clock::now() < s_end; usleep(200)) {
+        while (CObjectPtr<CBaseMessage> pMessage = pCenter->popMessage())
+            pMessage->handleMessage();
+    }
     return 3;
 }

@@ -1,8 +1,8 @@
 #pragma once
 
 // Shared pieces of the channel tests: recorders for the listeners and the
-// log, plain sockets as the far side, frames built by hand, and the main
-// loop on the test thread.
+// log, and (not on Windows) plain sockets as the far side, frames built by
+// hand, and the main loop on the test thread.
 
 #include <document/CXMLElement.h>
 #include <document/CXMLParser.h>
@@ -25,11 +25,13 @@
 #include <string>
 #include <vector>
 
+#ifndef _WIN32 // the plain sockets of the far side are BSD sockets
 #include <arpa/inet.h>
 #include <linux/tcp.h> // tcp_info with the byte counters
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#endif
 
 namespace IpcTest {
 
@@ -125,6 +127,7 @@ private:
     }
 };
 
+#ifndef _WIN32
 // ---- plain sockets on the loopback ------------------------------------------
 
 // A descriptor closed at the end of its scope.
@@ -367,5 +370,7 @@ struct tagClientSession
     CDataListener events;
     std::unique_ptr<CDataTransfer> transfer = std::make_unique<CDataTransfer>();
 };
+
+#endif
 
 } // namespace IpcTest
