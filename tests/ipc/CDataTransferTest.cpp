@@ -8,26 +8,12 @@ using namespace IpcTest;
 
 namespace {
 
+using EHandle = IDataTransferListener::EOperationHandle;
+
 // Header bytes announcing a payload of uiLength bytes.
 std::string header(unsigned int uiLength)
 {
     return frame("").substr(0, 5) + std::string(reinterpret_cast<const char*>(&uiLength), 4) + '\0';
-}
-
-std::string oversizeLine(unsigned int uiLength, unsigned int uiLimit, unsigned int uiBuffered)
-{
-    return "[Warning] Data transfer frame of " + std::to_string(uiLength) + " bytes exceeds the limit of " +
-           std::to_string(uiLimit) + " bytes; " + std::to_string(uiBuffered) + " buffered bytes discarded.";
-}
-
-IDataTransferListener::EOperationHandle handle(int i)
-{
-    return static_cast<IDataTransferListener::EOperationHandle>(i);
-}
-
-const unsigned char* bytes(const char* psz)
-{
-    return reinterpret_cast<const unsigned char*>(psz);
 }
 
 } // namespace
@@ -52,7 +38,6 @@ TEST(CDataTransfer, FramesEachKindOfSend)
     cursor.setY(20);
     cursor.setYDelta(4);
     cursor.setYSpeed(-6);
-    cursor.setDistance(99);
     cursor.setTimestamp(123);
     CXMLParser logic;
     logic.create(CXMLParser::XML_ENCODING_UTF8);
@@ -66,15 +51,15 @@ TEST(CDataTransfer, FramesEachKindOfSend)
         {[&] { proxy.sendTouchInput(cursor); },
          xmlFrame(XML_ROOT + "<touch_input id=\"7\" time_stamp=\"123\" touch_status=\"2\" x=\"10\" x_delta=\"-3\" "
                              "x_speed=\"5\" y=\"20\" y_delta=\"4\" y_speed=\"-6\"/></root>")},
-        {[&] { proxy.sendPageCMD(handle(-4), u"Main&Menu"); },
+        {[&] { proxy.sendPageCMD(EHandle(-4), u"Main&Menu"); },
          xmlFrame(XML_ROOT + "<page_cmd ope_handle=\"-4\" page_name=\"Main&amp;Menu\"/></root>")},
         // Deliberately "page_name", though a received popup is read from "popup_name".
-        {[&] { proxy.sendPopupCMD(handle(3), u"Alert"); },
+        {[&] { proxy.sendPopupCMD(EHandle(3), u"Alert"); },
          xmlFrame(XML_ROOT + "<popup_cmd ope_handle=\"3\" page_name=\"Alert\"/></root>")},
         {[&] { proxy.sendLogicData(&logic, false); }, xmlFrame(xmlHeader + "<state><speed value=\"42\"/></state>")},
         {[&] { proxy.sendLogicData(&logic, true); },
          xmlFrame(xmlHeader + "\n<state>\n\t<speed value=\"42\"/>\n</state>\n")},
-        {[&] { proxy.sendLogicData(bytes("\x01\x00\xFF"), 3); }, frame("\x01\x00\xFF"s)},
+        {[&] { proxy.sendLogicData(bytesOf("\x01\x00\xFF"s), 3); }, frame("\x01\x00\xFF"s)},
         {[&] { proxy.sendLogicData(static_cast<const unsigned char*>(nullptr), 0); }, frame("")},
         {[&] { proxy.sendLogicData(static_cast<const unsigned char*>(nullptr), 5); }, ""},
         {[&] { proxy.sendLogicData(nullptr, false); }, ""},
@@ -82,12 +67,12 @@ TEST(CDataTransfer, FramesEachKindOfSend)
     const std::string marker = frame("end");
     for (const auto& c : cases) {
         c.send();
-        proxy.sendLogicData(bytes("end"), 3);
+        proxy.sendLogicData(bytesOf("end"), 3);
         EXPECT_EQ(c.expected + marker, rawReceive(peer.get(), c.expected.size() + marker.size()));
     }
     // Raw mode: the payload alone.
     proxy.setRawConnection(true);
-    proxy.sendPageCMD(handle(1), u"P");
+    proxy.sendPageCMD(EHandle(1), u"P");
     const std::string page = XML_ROOT + "<page_cmd ope_handle=\"1\" page_name=\"P\"/></root>" + '\0';
     EXPECT_EQ(page, rawReceive(peer.get(), page.size()));
     proxy.close();
@@ -190,10 +175,9 @@ TEST(CMsgDataTransfer, EmptyOrOrphanedMessagesDeliverNothing)
     pTransfer->setListener(&heard);
     const std::string payload = XML_ROOT + "<page_cmd page_name=\"x\"/></root>";
     std::unique_ptr<CMsgDataTransfer> pPage(
-        CMsgDataTransfer::create(pTransfer.get(), bytes(payload.c_str()), payload.size() + 1, true));
+        CMsgDataTransfer::create(pTransfer.get(), bytesOf(payload), payload.size() + 1, true));
     for (bool bXml : {false, true}) {
-        std::unique_ptr<CMsgDataTransfer> pEmpty(
-            CMsgDataTransfer::create(pTransfer.get(), bytes(payload.c_str()), 0, bXml));
+        std::unique_ptr<CMsgDataTransfer> pEmpty(CMsgDataTransfer::create(pTransfer.get(), bytesOf(payload), 0, bXml));
         ASSERT_TRUE(pEmpty);
         EXPECT_TRUE(pEmpty->getBytes().isNull());
         EXPECT_FALSE(pEmpty->getDocument() && pEmpty->getDocument()->hasRootElement());
@@ -244,7 +228,8 @@ TEST(CDataTransferBadInput, BadBytesDiscardTheBufferOnly)
         ASSERT_TRUE(s.events.waitFor(expected.size())) << c.pszName;
         EXPECT_EQ(expected, s.events.m_events) << c.pszName;
     }
-    EXPECT_EQ(1u, log.count(oversizeLine(101, 100, 221)));
+    EXPECT_EQ(1u, log.count("[Warning] Data transfer frame of 101 bytes exceeds the limit of 100 bytes; 221 buffered "
+                            "bytes discarded."));
     EXPECT_EQ(1u, log.count("[Warning] Data transfer frame of"));
 
     s.events.m_events.clear();
@@ -259,7 +244,8 @@ TEST(CDataTransferBadInput, BadBytesDiscardTheBufferOnly)
     s.send(frame("d"));
     ASSERT_TRUE(s.events.waitFor(1));
     EXPECT_EQ(std::vector<std::string>{"raw d"}, s.events.m_events);
-    EXPECT_EQ(1u, log.count(oversizeLine(5000, 100, 11)));
+    EXPECT_EQ(1u, log.count("[Warning] Data transfer frame of 5000 bytes exceeds the limit of 100 bytes; 11 buffered "
+                            "bytes discarded."));
 }
 
 static_assert(CDataTransfer::DEFAULT_MAX_FRAME_LENGTH == 16u * 1024u * 1024u);

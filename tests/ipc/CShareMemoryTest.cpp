@@ -19,11 +19,6 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-const unsigned char* bytesOf(const std::string& text)
-{
-    return reinterpret_cast<const unsigned char*>(text.data());
-}
-
 // The key's entries under /dev/shm, sorted.
 std::vector<std::string> entriesOf(unsigned int uiKey)
 {

@@ -22,12 +22,6 @@ namespace {
 
 const auto s_end = std::chrono::steady_clock::now() + std::chrono::seconds(60); // outlives no test
 
-void say(const std::string& line)
-{
-    std::printf("%s\n", line.c_str());
-    std::fflush(stdout);
-}
-
 struct tagReader : IShareMemoryListener
 {
     CShareMemory channel;
@@ -36,7 +30,7 @@ struct tagReader : IShareMemoryListener
     {
         std::string block(channel.getSize(), '\0');
         channel.readData(reinterpret_cast<unsigned char*>(block.data()), static_cast<unsigned int>(block.size()));
-        say("@data " + block);
+        std::printf("@data %s\n", block.c_str());
         std::this_thread::sleep_until(s_end);
     }
     void onWritterClose() override {}
@@ -48,7 +42,8 @@ int main(int argc, char** argv)
 {
     if (argc != 4)
         return 2;
-    say(std::to_string(getpid()));
+    setvbuf(stdout, nullptr, _IOLBF, 0); // each line reaches the test at once
+    std::printf("%d\n", static_cast<int>(getpid()));
     const unsigned int uiKey = static_cast<unsigned int>(std::strtoul(argv[2], nullptr, 10));
     const unsigned int uiSize = static_cast<unsigned int>(std::strtoul(argv[3], nullptr, 10));
     const bool bReader = std::string(argv[1]) == "reader";
@@ -59,7 +54,7 @@ int main(int argc, char** argv)
         return 1;
     while (!bReader && !peer.channel.writeData(reinterpret_cast<const unsigned char*>("before"), 6))
         usleep(200);
-    say(bReader ? "@ready" : "@before");
+    std::fputs(bReader ? "@ready\n" : "@before\n", stdout);
     for (; std::chrono::steady_clock::now() < s_end; usleep(200)) {
         while (CObjectPtr<CBaseMessage> pMessage = pCenter->popMessage())
             pMessage->handleMessage();
