@@ -118,6 +118,7 @@ TEST_F(AudioPlayerTest, CorruptFileInTheMiddleOfThePlaylist)
     EXPECT_EQ(Proxy::getCurrentAudio(), paths[1]);
     Proxy::next();
     EXPECT_TRUE(pumpUntil([&] { return m_pPlayer->getThreadID() == 0; }));
+    CAudioPlayer::deleteInstance(); // before the timers and the center it uses
     CTimerManager::getInstance()->stop();
     CMessageCenter::deleteInstance();
     EXPECT_EQ(m_rec.count("time:1/1"), 2u); // each good track reaches its end once
