@@ -80,10 +80,10 @@ TEST(CDataTransfer, FramesEachKindOfSend)
     EXPECT_TRUE(rawPeerClosed(peer.get()));
 }
 
-// What arrives, and with which message type it is queued.
+// What arrives, and with which message type it is queued (at a server).
 TEST(CDataTransfer, DeliversCommandsAndDataOnTheMainThread)
 {
-    tagClientSession s;
+    tagSession s(true);
     const CBaseMessage::EMessageType TOUCH = CBaseMessage::MESSAGE_TYPE_TOUCH,
                                      DATA = CBaseMessage::MESSAGE_TYPE_DATA_TRANSFER;
     const struct
@@ -119,7 +119,7 @@ TEST(CDataTransfer, DeliversCommandsAndDataOnTheMainThread)
     s.transfer->setRawConnection(true);
     s.events.m_events.clear();
     s.send(frame("x"));
-    ASSERT_TRUE(s.events.waitFor(1));
+    ASSERT_TRUE(pumpUntil([&] { return s.events.m_events.size() >= 1; }));
     EXPECT_EQ(std::vector<std::string>{"raw " + frame("x")}, s.events.m_events);
 }
 
@@ -155,12 +155,12 @@ TEST(CDataTransfer, ReassemblesFramesAcrossChunks)
         {"large frame", {{big.substr(0, 100000), 100000}, {big.substr(100000), 0}}, {"raw " + large}},
     };
     for (const auto& c : cases) {
-        tagClientSession s;
+        tagSession s;
         for (const auto& [chunk, uiPending] : c.chunks) {
             s.send(chunk);
             ASSERT_TRUE(s.waitPending(uiPending)) << c.pszName;
         }
-        ASSERT_TRUE(s.events.waitFor(c.heard.size())) << c.pszName;
+        ASSERT_TRUE(pumpUntil([&] { return s.events.m_events.size() >= c.heard.size(); })) << c.pszName;
         EXPECT_TRUE(c.heard == s.events.m_events) << c.pszName;
     }
 }
@@ -201,7 +201,7 @@ TEST(CMsgDataTransfer, EmptyOrOrphanedMessagesDeliverNothing)
 TEST(CDataTransferBadInput, BadBytesDiscardTheBufferOnly)
 {
     CLogRecorder log;
-    tagClientSession s;
+    tagSession s;
     s.transfer->setMaxFrameLength(100);
     const struct
     {
@@ -225,7 +225,7 @@ TEST(CDataTransferBadInput, BadBytesDiscardTheBufferOnly)
         ASSERT_TRUE(s.waitPending(0)) << c.pszName;
         s.send(frame("next"));
         expected.insert(expected.end(), {"raw " + longest, "raw " + b, "raw next"});
-        ASSERT_TRUE(s.events.waitFor(expected.size())) << c.pszName;
+        ASSERT_TRUE(pumpUntil([&] { return s.events.m_events.size() >= expected.size(); })) << c.pszName;
         EXPECT_EQ(expected, s.events.m_events) << c.pszName;
     }
     EXPECT_EQ(1u, log.count("[Warning] Data transfer frame of 101 bytes exceeds the limit of 100 bytes; 221 buffered "
@@ -236,13 +236,13 @@ TEST(CDataTransferBadInput, BadBytesDiscardTheBufferOnly)
     s.send(frame("never whole").substr(0, 15));
     ASSERT_TRUE(s.waitPending(15));
     s.peer.reset();
-    ASSERT_TRUE(s.events.waitFor(1));
+    ASSERT_TRUE(pumpUntil([&] { return s.events.m_events.size() >= 1; }));
     EXPECT_EQ("disconnect", s.events.m_events[0]);
     EXPECT_EQ(0u, s.transfer->getPendingSize());
     s.accept();
     s.send(header(5000) + "x");
     s.send(frame("d"));
-    ASSERT_TRUE(s.events.waitFor(1));
+    ASSERT_TRUE(pumpUntil([&] { return s.events.m_events.size() >= 1; }));
     EXPECT_EQ(std::vector<std::string>{"raw d"}, s.events.m_events);
     EXPECT_EQ(1u, log.count("[Warning] Data transfer frame of 5000 bytes exceeds the limit of 100 bytes; 11 buffered "
                             "bytes discarded."));

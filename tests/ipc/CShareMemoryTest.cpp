@@ -84,7 +84,6 @@ protected:
         for (unsigned int uiKey : m_keys)
             EXPECT_TRUE(entriesOf(uiKey).empty()) << "entries left for key " << uiKey;
     }
-    bool logged(const std::string& text) const { return m_log.count(text) > 0; }
     unsigned int key()
     {
         static unsigned int s_uiCounter = 0;
@@ -171,8 +170,8 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
     }
     EXPECT_FALSE(reader.writeData(bytesOf("x"), 1));
     const std::string tooLong(17, 'x');
-    ASSERT_TRUE(
-        waitUntil([&] { return !writer.writeData(bytesOf(tooLong), 17) && logged("17 bytes do not fit its 16"); }));
+    ASSERT_TRUE(waitUntil(
+        [&] { return !writer.writeData(bytesOf(tooLong), 17) && m_log.count("17 bytes do not fit its 16") > 0; }));
     EXPECT_FALSE(writer.writeData(nullptr, 3));
     struct tagCounting : CShareMemory
     {
@@ -189,7 +188,7 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
     EXPECT_TRUE(reader.readData(acBuffer, 4));
     EXPECT_EQ(std::string(acBuffer, acBuffer + 4), "sixt");
 
-    ASSERT_TRUE(pumpUntil([&] { return logged("a block arrived without a listener"); }));
+    ASSERT_TRUE(pumpUntil([&] { return m_log.count("a block arrived without a listener") > 0; }));
     EXPECT_TRUE(refusedFor(writer, 200ms)) << "the listener-less reader let the region go";
     reader.close();
     ASSERT_TRUE(writeWhenAllowed(writer, ""));
@@ -222,8 +221,8 @@ TEST_F(CShareMemoryTest, ReaderProcessKilledWhileHoldingTheRegionIsRecovered)
     ::kill(pid, SIGKILL);
     pclose(pOut);
     ASSERT_TRUE(writeWhenAllowed(writer, "after"));
-    EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
-    EXPECT_TRUE(logged(": a reader died; the reader count goes from 1 to 0."));
+    EXPECT_TRUE(m_log.count("_Write was abandoned by its owner; taken over.") > 0);
+    EXPECT_TRUE(m_log.count(": a reader died; the reader count goes from 1 to 0.") > 0);
     writer.close();
 }
 

@@ -21,12 +21,6 @@ public:
     CSocketRecorder events;
 };
 
-std::string serverLine(const char* pszWhat, unsigned short usPort)
-{
-    return "[Info] Socket client (dt) has " + std::string(pszWhat) + " with the socket server (" +
-           std::to_string(usPort) + ").";
-}
-
 } // namespace
 
 // A chunk is a heartbeat when it starts with 0xAF and is one byte longer
@@ -57,7 +51,7 @@ TEST(CSocketClient, ReconnectsWhenAskedAndWarnsOnEveryTwentiethFailure)
     unsigned short usPort = 0;
     CFd listener = rawSocket(usPort);
     CClient once(usPort, false), client(usPort);
-    EXPECT_EQ(-1, once.sendData(reinterpret_cast<const unsigned char*>("x"), 1));
+    EXPECT_EQ(-1, once.sendData(bytesOf("x"), 1));
     once.start(true);
     rawAccept(listener.get()).reset();
     ASSERT_TRUE(once.events.waitFor('d', 1));
@@ -67,8 +61,9 @@ TEST(CSocketClient, ReconnectsWhenAskedAndWarnsOnEveryTwentiethFailure)
     ASSERT_TRUE(client.events.waitFor('d', 1));
     EXPECT_FALSE(client.isConnect());
     listener.reset();
-    EXPECT_EQ(2u, log.count(serverLine("connected", usPort)));
-    EXPECT_EQ(2u, log.count(serverLine("dis-connected", usPort)));
+    const std::string server = " with the socket server (" + std::to_string(usPort) + ").";
+    EXPECT_EQ(2u, log.count("[Info] Socket client (dt) has connected" + server));
+    EXPECT_EQ(2u, log.count("[Info] Socket client (dt) has dis-connected" + server));
 
     const std::string warning = "[Warning] Fail to set connection between the socket client (dt) and socket (" +
                                 std::to_string(usPort) + ") server, error code=" + std::to_string(ECONNREFUSED) + ".";

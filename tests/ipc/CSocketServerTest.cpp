@@ -18,8 +18,7 @@ TEST(CSocketServer, ServesOneClientAfterAnotherAndLogsEachStep)
     server.setThreadName(u"dt");
     server.setBindAddress(u"127.0.0.1");
     server.setListener(&events);
-    const unsigned char reply[] = {'o', 'k'};
-    EXPECT_EQ(-1, server.sendData(reply, 2, 0));
+    EXPECT_EQ(-1, server.sendData(bytesOf("ok"), 2, 0));
     server.start();
     ASSERT_TRUE(waitUntil([&] { return server.getListeningPort() != 0; }));
     unsigned short usPort = static_cast<unsigned short>(server.getListeningPort());
@@ -38,9 +37,9 @@ TEST(CSocketServer, ServesOneClientAfterAnotherAndLogsEachStep)
                 EXPECT_LE(e.size(), 65u) << "a chunk beyond the buffer";
             EXPECT_EQ("", rawReceive(peer.get(), 1, 100ms));
             const unsigned int uiClient = static_cast<unsigned int>(std::stoul(handles[0], nullptr, 16));
-            EXPECT_EQ(2, server.sendData(reply, 2, uiClient));
+            EXPECT_EQ(2, server.sendData(bytesOf("ok"), 2, uiClient));
             EXPECT_EQ("ok", rawReceive(peer.get(), 2));
-            EXPECT_EQ(-1, server.sendData(reply, 2, uiClient + 1));
+            EXPECT_EQ(-1, server.sendData(bytesOf("ok"), 2, uiClient + 1));
         }
         peer.reset();
         ASSERT_TRUE(events.waitFor('d', i + 1));

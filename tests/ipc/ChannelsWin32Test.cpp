@@ -22,10 +22,10 @@ TEST(SocketsWin32, ExchangeStopAndRefusal)
     client.setListener(&clientEvents);
     client.start(false);
     ASSERT_TRUE(serverEvents.waitFor('c', 1) && clientEvents.waitFor('c', 1));
-    EXPECT_EQ(4, client.sendData(reinterpret_cast<const unsigned char*>("ping"), 4));
+    EXPECT_EQ(4, client.sendData(bytesOf("ping"), 4));
     ASSERT_TRUE(waitUntil([&] { return serverEvents.received() == "ping"; }));
     const auto uiClient = static_cast<unsigned int>(std::stoul(serverEvents.lines()[0].substr(1), nullptr, 16));
-    EXPECT_EQ(4, server.sendData(reinterpret_cast<const unsigned char*>("pong"), 4, uiClient));
+    EXPECT_EQ(4, server.sendData(bytesOf("pong"), 4, uiClient));
     ASSERT_TRUE(waitUntil([&] { return clientEvents.received() == "pong"; }));
     client.stop();
     EXPECT_FALSE(client.isConnect());

@@ -310,12 +310,6 @@ public:
         m_events.push_back("xml " + narrow(strText));
     }
 
-    // Runs the main loop until n events were heard.
-    bool waitFor(size_t n)
-    {
-        return pumpUntil([&] { return m_events.size() >= n; });
-    }
-
     std::vector<std::string> m_events;
 };
 
@@ -335,18 +329,26 @@ inline std::string xmlFrame(const std::string& text)
 
 inline const std::string XML_ROOT = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><root>";
 
-// A data transfer in client mode connected to a plain server socket of the
-// test, with the message center on the test thread.
-struct tagClientSession
+// A data transfer connected to a plain socket of the test, in client mode
+// (the test's socket listens) or in server mode (it connects), with the
+// message center on the test thread.
+struct tagSession
 {
-    tagClientSession()
+    explicit tagSession(bool bServer = false)
     {
         CMessageCenter::getInstance();
         transfer->setListener(&events);
-        transfer->openAsClient(u"127.0.0.1", usPort);
-        accept();
+        if (bServer) {
+            listener.reset(); // its port is free for the data transfer
+            transfer->openAsServer(usPort, u"127.0.0.1");
+            EXPECT_TRUE(waitUntil([&] { return (peer = rawSocket(usPort)).get() >= 0; }));
+        } else {
+            transfer->openAsClient(u"127.0.0.1", usPort);
+            peer = rawAccept(listener.get());
+        }
+        connected();
     }
-    ~tagClientSession()
+    ~tagSession()
     {
         transfer.reset();
         CMessageCenter::getInstance()->clearMessageList();
@@ -355,6 +357,10 @@ struct tagClientSession
     void accept()
     {
         peer = rawAccept(listener.get());
+        connected();
+    }
+    void connected()
+    {
         EXPECT_TRUE(pumpUntil([&] { return !events.m_events.empty() && events.m_events.back() == "connect"; }));
         EXPECT_TRUE(transfer->isConnect());
         events.m_events.clear();
