@@ -25,6 +25,7 @@ TEST(CDataTransfer, FramesEachKindOfSend)
     unsigned short usPort = 0;
     CFd listener = rawSocket(usPort);
     CDataTransferProxy proxy;
+    EXPECT_FALSE(proxy.isConnect()); // not before its connection is made
     proxy.openAsClient(u"127.0.0.1", usPort);
     CFd peer = rawAccept(listener.get());
     ASSERT_TRUE(waitUntil([&] { return proxy.isConnect(); }));
