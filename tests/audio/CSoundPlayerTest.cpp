@@ -19,17 +19,11 @@ static_assert(std::is_abstract_v<IBootAnimationNotifier> && std::has_virtual_des
 namespace {
 
 // Idle (3), requested (1), started (2), idle again once stopped. Requests
-// made while the worker is busy are not queued: it plays the latest. Without
-// a provider the built-in player plays, and a file that does not load is
-// started all the same.
+// made while the worker is busy are not queued: it plays the latest.
 TEST(SoundPlayerTest, StatesAndReplacedRequests)
 {
     CRecorder rec;
     CSoundPlayer* pPlayer = CSoundPlayer::getInstance();
-    auto reaches = [&](CSoundPlayer::ESoundState e) {
-        return waitUntil([&] { return pPlayer->getSoundState() == e; });
-    };
-    EXPECT_EQ(pPlayer->getSoundState(), CSoundPlayer::SOUND_STATE_IDLE);
     pPlayer->stop(); // idle: nothing
     CSoundPlayerProxy::setProvider(&rec);
     rec.m_bHold = true;
@@ -41,20 +35,11 @@ TEST(SoundPlayerTest, StatesAndReplacedRequests)
     EXPECT_EQ(pPlayer->getSoundState(), CSoundPlayer::SOUND_STATE_REQUESTED);
     rec.m_bHold = false;
     ASSERT_TRUE(rec.waitFor("sound:c"));
-    ASSERT_TRUE(reaches(CSoundPlayer::SOUND_STATE_STARTED));
+    ASSERT_TRUE(waitUntil([&] { return pPlayer->getSoundState() == CSoundPlayer::SOUND_STATE_STARTED; }));
     pPlayer->stop();
     EXPECT_EQ(pPlayer->getSoundState(), CSoundPlayer::SOUND_STATE_IDLE);
-    EXPECT_EQ(rec.events(), (Events{"sound:a", "sound:c", "stopSound"}));
-
-    if (!THREAD_SANITIZER) { // the built-in player runs GStreamer
-        pPlayer->setProvider(nullptr);
-        for (const CString& strPath : {media("short.mp3"), media("corrupt.mp3")}) {
-            pPlayer->play(strPath);
-            ASSERT_TRUE(reaches(CSoundPlayer::SOUND_STATE_STARTED));
-        }
-    }
     CSoundPlayer::deleteInstance();
-    EXPECT_EQ(rec.count("stopSound"), 1u);
+    EXPECT_EQ(rec.events(), (Events{"sound:a", "sound:c", "stopSound"}));
 }
 
 } // namespace

@@ -1,9 +1,7 @@
-// The shared-memory channel within this process (reader and writer with
-// handles of their own, this thread handling the messages) and between
-// processes, with readers and writers in ecs_test_shm_helper, some of them
-// killed with SIGKILL. Every wait is bounded; the reaper ends a hung run.
-#include <configuration/CConfigParser.h>
-#include <ipc/CMsgShareMemory.h>
+// The shared-memory channel within this process (readers and writer with
+// handles of their own, this thread handling the messages) and against a
+// reader in ecs_test_shm_helper killed with SIGKILL while it holds a block.
+// Every wait is bounded; the reaper ends a hung run.
 #include <ipc/CShareMemory.h>
 #include <ipc/CShareMemoryProxy.h>
 #include <ipc/IShareMemoryListener.h>
@@ -16,17 +14,10 @@
 #include <fstream>
 #include <functional>
 
-#include <sys/wait.h>
-
 using namespace IpcTest;
 using Clock = std::chrono::steady_clock;
 
 namespace {
-
-const unsigned char* bytesOf(const std::string& text)
-{
-    return reinterpret_cast<const unsigned char*>(text.data());
-}
 
 // The key's entries under /dev/shm, sorted.
 std::vector<std::string> entriesOf(unsigned int uiKey)
@@ -83,52 +74,6 @@ struct tagRecorder : IShareMemoryListener
     std::function<void(const std::string&)> onData;
 };
 
-// A helper process: its '@' lines; SIGUSR1 tells it to go on.
-class CHelper
-{
-public:
-    CHelper(const std::string& mode, unsigned int uiKey, unsigned int uiSize = 16)
-        : m_pOut(popen(
-              ("exec " ECS_TEST_SHM_HELPER " " + mode + " " + std::to_string(uiKey) + " " + std::to_string(uiSize))
-                  .c_str(),
-              "re")),
-          m_pid(std::atoi(line(false).c_str()))
-    {}
-    ~CHelper() { wait(SIGKILL); }
-    // The next '@' line without its mark (bAt), or the next line; "" once it ended.
-    std::string line(bool bAt = true)
-    {
-        for (char acLine[256]; m_pOut && std::fgets(acLine, sizeof(acLine), m_pOut);) {
-            if (!bAt || acLine[0] == '@')
-                return std::string(acLine + bAt, std::strcspn(acLine + bAt, "\n"));
-        }
-        return std::string();
-    }
-    void go()
-    {
-        if (m_pOut)
-            ::kill(m_pid, SIGUSR1);
-    }
-    // Signals it (0: none) and collects its status once it ended; its
-    // output is read to the end first, so that it never writes into a closed pipe.
-    int wait(int iSignal = 0)
-    {
-        if (!m_pOut)
-            return -1;
-        if (iSignal != 0)
-            ::kill(m_pid, iSignal);
-        for (char acRest[256]; std::fgets(acRest, sizeof(acRest), m_pOut);) {
-        }
-        const int iStatus = pclose(m_pOut);
-        m_pOut = nullptr;
-        return iStatus;
-    }
-
-private:
-    std::FILE* m_pOut;
-    pid_t m_pid;
-};
-
 class CShareMemoryTest : public ::testing::Test
 {
 protected:
@@ -139,7 +84,6 @@ protected:
         for (unsigned int uiKey : m_keys)
             EXPECT_TRUE(entriesOf(uiKey).empty()) << "entries left for key " << uiKey;
     }
-    bool logged(const std::string& text) const { return m_log.count(text) > 0; }
     unsigned int key()
     {
         static unsigned int s_uiCounter = 0;
@@ -151,49 +95,43 @@ protected:
     std::vector<unsigned int> m_keys;
     CLogRecorder m_log;
 };
-using CShareMemoryProcessTest = CShareMemoryTest;
 
 // The reader that comes first names every object after the key and creates
-// the region zeroed; its worker takes the "sm" thread entry. A block lies at
-// offset 8 with its length at 4 and the count at 0 (one reader holds it
-// while the listener runs); a shorter block leaves nothing of a longer one.
+// the region zeroed. A block lies at offset 8 with its length at 4 and at 0
+// the count of readers holding it while their listeners run, when the
+// writer waits. A shorter block leaves nothing of a longer one.
 // "#exit#" is the farewell whoever writes it, a longer block is data, and
 // the writer's close says it too. The writer is a proxy. The last close
 // removes every entry.
 TEST_F(CShareMemoryTest, RegionIsNamedLaidOutAndZeroed)
 {
     const unsigned int uiKey = key();
-    const std::string k = std::to_string(uiKey), path = std::filesystem::temp_directory_path() / "shm-entry.xml";
-    std::ofstream(path) << "<engine><thread_set><thread id=\"dt\" name=\"sockets\" priority=\"7\"/>"
-                           "<thread id=\"sm\" name=\"shared\" priority=\"42\"/></thread_set></engine>";
-    ASSERT_TRUE(CConfigParser::getInstance()->load(toCString(path)));
+    const std::string k = std::to_string(uiKey);
     CShareMemory reader;
     CShareMemoryProxy writer;
     tagRecorder recorder(reader);
-    std::vector<std::string> held;
-    recorder.onData = [&](const std::string&) { held.push_back(regionBytes(uiKey)); };
     ASSERT_TRUE(reader.open(uiKey, CShareMemory::MODE_TYPE_READER, 16));
-    CConfigParser::deleteInstance();
-    std::filesystem::remove(path);
-    EXPECT_TRUE(reader.getThreadName() == CString(u"shared"));
-    EXPECT_EQ(reader.getThreadPriority(), 42);
     EXPECT_EQ(entriesOf(uiKey),
               (std::vector<std::string>{"trell.evt." + k + "_Event", "trell.evt." + k + "_Reader",
                                         "trell.mem." + k + "_Roster", "trell.mem." + k + "_ShareMemory",
                                         "trell.mtx." + k + "_Read", "trell.mtx." + k + "_Write"}));
     EXPECT_EQ(regionBytes(uiKey), std::string(24, '\0'));
-
+    std::vector<std::string> held;
+    recorder.onData = [&](const std::string&) {
+        held.push_back(regionBytes(uiKey));
+        EXPECT_FALSE(writer.writeData(bytesOf("early"), 5)) << "written while the reader holds";
+    };
     ASSERT_TRUE(writer.open(uiKey, true, 16));
     const std::vector<std::string> blocks = {"abcdefghijklmnop", "xyz", "#exit#", "#exit#!"};
     for (std::size_t i = 0; i < blocks.size(); ++i) {
         ASSERT_TRUE(writeWhenAllowed(writer, blocks[i]));
         ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == i + 1; }));
     }
-    EXPECT_EQ(recorder.events, (std::vector<std::string>{"abcdefghijklmnop", "xyz", "<farewell>", "#exit#!"}));
     EXPECT_EQ(held.at(1), std::string("\1\0\0\0\3\0\0\0xyz", 11) + std::string(13, '\0'));
     writer.close();
     ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 5; }));
-    EXPECT_EQ(recorder.events.back(), "<farewell>");
+    EXPECT_EQ(recorder.events,
+              (std::vector<std::string>{"abcdefghijklmnop", "xyz", "<farewell>", "#exit#!", "<farewell>"}));
     reader.close();
 }
 
@@ -230,11 +168,10 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
         EXPECT_FALSE(row.pChannel->open(uiKey, static_cast<CShareMemory::EModeType>(row.iMode), row.uiSize));
         EXPECT_EQ(m_log.count(row.pszLog), uiBefore + 1) << row.pszLog;
     }
-    EXPECT_FALSE(other.writeData(bytesOf("x"), 1));
     EXPECT_FALSE(reader.writeData(bytesOf("x"), 1));
     const std::string tooLong(17, 'x');
-    ASSERT_TRUE(
-        waitUntil([&] { return !writer.writeData(bytesOf(tooLong), 17) && logged("17 bytes do not fit its 16"); }));
+    ASSERT_TRUE(waitUntil(
+        [&] { return !writer.writeData(bytesOf(tooLong), 17) && m_log.count("17 bytes do not fit its 16") > 0; }));
     EXPECT_FALSE(writer.writeData(nullptr, 3));
     struct tagCounting : CShareMemory
     {
@@ -251,152 +188,42 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
     EXPECT_TRUE(reader.readData(acBuffer, 4));
     EXPECT_EQ(std::string(acBuffer, acBuffer + 4), "sixt");
 
-    ASSERT_TRUE(pumpUntil([&] { return logged("a block arrived without a listener"); }));
+    ASSERT_TRUE(pumpUntil([&] { return m_log.count("a block arrived without a listener") > 0; }));
     EXPECT_TRUE(refusedFor(writer, 200ms)) << "the listener-less reader let the region go";
     reader.close();
     ASSERT_TRUE(writeWhenAllowed(writer, ""));
     writer.close();
 }
 
-// A notification queued for a reader that is opened again, or destroyed,
-// before it is handled reaches nothing; nor does one for a writer.
-TEST_F(CShareMemoryTest, NotificationsReachOnlyTheirOpenChannel)
+// A lone reader process killed while it holds a block (so holding "_Write")
+// does not wedge the writer: it takes over what the reader left, with the
+// count repaired, and goes on.
+TEST_F(CShareMemoryTest, ReaderProcessKilledWhileHoldingTheRegionIsRecovered)
 {
     const unsigned int uiKey = key();
-    CShareMemory writer;
-    auto pReader = std::make_unique<CShareMemory>();
-    tagRecorder recorder(*pReader), onWriter(writer);
-    ASSERT_TRUE(pReader->open(uiKey, CShareMemory::MODE_TYPE_READER, 8));
-    ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 8));
-    for (bool bDestroy : {false, true}) {
-        ASSERT_TRUE(writeWhenAllowed(writer, "stale"));
-        ASSERT_TRUE(waitUntil([] { return CMessageCenter::getInstance()->getMessageCount() == 1; }));
-        if (bDestroy)
-            pReader.reset();
-        else
-            pReader->close();
-        ASSERT_TRUE(bDestroy || pReader->open(uiKey, CShareMemory::MODE_TYPE_READER, 8));
-        ASSERT_TRUE(pumpUntil([] { return CMessageCenter::getInstance()->getMessageCount() == 0; }));
-    }
-    CMsgShareMemory toWriter(&writer);
-    toWriter.handleMessage();
-    CMsgShareMemory().handleMessage();
-    EXPECT_TRUE(recorder.events.empty() && onWriter.events.empty());
-    writer.close();
-}
-
-// Two readers come first (the region exists, zeroed, before any writer); a
-// block reaches both, and the writer cannot write again until both have
-// handled it, whichever lets go first. A reader killed while it holds a
-// block beside another never lets the survivor be written over; the writer
-// goes on once the survivor lets go, and the farewell ends the survivor.
-TEST_F(CShareMemoryProcessTest, WriterWaitsForEveryReaderAndSurvivesOneKilled)
-{
-    const unsigned int uiKey = key();
-    CHelper a("reader", uiKey), b("reader", uiKey);
-    ASSERT_EQ(a.line() + b.line(), "readyready");
-    EXPECT_EQ(regionBytes(uiKey), std::string(24, '\0'));
-    CShareMemory writer;
-    ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 16));
-    for (const std::string block : {"first", "second", "killed"}) {
-        ASSERT_TRUE(writeWhenAllowed(writer, block));
-        ASSERT_EQ(a.line() + b.line(), "data " + block + "data " + block);
-        EXPECT_EQ(regionBytes(uiKey)[0], 2) << "the count of readers holding it";
-        EXPECT_TRUE(refusedFor(writer, 300ms)) << "written while both readers hold";
-        if (block == "killed") {
-            a.wait(SIGKILL);
-            EXPECT_TRUE(refusedFor(writer, 200ms)) << "written while the survivor holds";
-            break;
+    std::FILE* pOut = popen(("exec " ECS_TEST_SHM_HELPER " reader " + std::to_string(uiKey) + " 16").c_str(), "re");
+    ASSERT_NE(pOut, nullptr);
+    // Its pid, then its '@' lines without the mark.
+    auto line = [&](bool bAt = true) {
+        for (char acLine[256]; std::fgets(acLine, sizeof(acLine), pOut);) {
+            if (!bAt || acLine[0] == '@')
+                return std::string(acLine + bAt, std::strcspn(acLine + bAt, "\n"));
         }
-        (block == "first" ? a : b).go();
-        EXPECT_TRUE(refusedFor(writer, 200ms)) << "written while one reader holds";
-        (block == "first" ? b : a).go();
-    }
-    b.go();
-    ASSERT_TRUE(writeWhenAllowed(writer, "after"));
-    ASSERT_EQ(b.line(), "data after");
-    EXPECT_EQ(regionBytes(uiKey)[0], 1) << "the count with the survivor alone holding it";
-    b.go();
-    writer.close();
-    EXPECT_EQ(b.line(), "close");
-    EXPECT_EQ(b.wait(), 0);
-}
-
-// A lone reader killed while it holds the region (so holding "_Write") does
-// not wedge the writer: it takes over what the reader left, with the count
-// repaired (a reader that came in while the block was out is not counted),
-// and goes on.
-TEST_F(CShareMemoryProcessTest, LoneReaderKilledWhileHoldingTheRegionIsRecovered)
-{
-    const unsigned int uiKey = key();
-    CHelper reader("reader", uiKey);
-    ASSERT_EQ(reader.line(), "ready");
-    CShareMemory writer, late;
-    tagRecorder recorder(late);
+        return std::string();
+    };
+    const pid_t pid = std::atoi(line(false).c_str());
+    ASSERT_EQ(line(), "ready");
+    CShareMemory writer;
     ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 16));
     ASSERT_TRUE(writeWhenAllowed(writer, "block"));
-    ASSERT_EQ(reader.line(), "data block");
-    ASSERT_TRUE(late.open(uiKey, CShareMemory::MODE_TYPE_READER, 16));
-    reader.wait(SIGKILL);
+    ASSERT_EQ(line(), "data block");
+    EXPECT_TRUE(refusedFor(writer, 200ms)) << "written while the reader holds";
+    ::kill(pid, SIGKILL);
+    pclose(pOut);
     ASSERT_TRUE(writeWhenAllowed(writer, "after"));
-    EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
-    EXPECT_TRUE(logged(": a reader died; the reader count goes from 1 to 0."));
-    ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 1; }));
-    EXPECT_EQ(recorder.events[0], "after");
+    EXPECT_TRUE(m_log.count("_Write was abandoned by its owner; taken over.") > 0);
+    EXPECT_TRUE(m_log.count(": a reader died; the reader count goes from 1 to 0.") > 0);
     writer.close();
-}
-
-// A writer killed while it copies a block (the helper kills itself once the
-// block's length shows) never announces it: the reader here delivers nothing
-// torn and does not hang, and the next writer's block arrives whole. Entries
-// whose users all died are then reclaimed by the next open, zeroed at its size.
-TEST_F(CShareMemoryProcessTest, KilledWritersLeaveNothingTornOrStale)
-{
-    const unsigned int uiKey = key(), uiSize = 64u << 20;
-    CShareMemory reader;
-    tagRecorder recorder(reader);
-    bool bTorn = false;
-    recorder.onData = [&](const std::string& block) {
-        for (std::size_t i = 4; block.compare(0, 4, "PAT:") == 0 && i < block.size(); ++i)
-            bTorn = bTorn || static_cast<unsigned char>(block[i]) != ((i * 131u + 7u) | 1u);
-    };
-    ASSERT_TRUE(reader.open(uiKey, CShareMemory::MODE_TYPE_READER, uiSize));
-    CHelper writer("writer", uiKey, uiSize);
-    ASSERT_EQ(writer.line(), "before");
-    ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 1; }));
-    writer.go();
-    const bool bCopied = writer.line() == "complete";
-    const int iStatus = writer.wait();
-    ASSERT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGKILL);
-    waitUntil([] { return pumpMessages(), false; }, 1s);
-    EXPECT_FALSE(bTorn);
-    if (!bCopied) {
-        // Killed mid-copy: the length is in, part of the data is not (the
-        // pattern has no zero byte; a memcpy may write the end first, as the
-        // 32-bit C library's does).
-        EXPECT_EQ(recorder.events.size(), 1u);
-        EXPECT_EQ(reader.getSize(), uiSize);
-        std::string data(uiSize, '-');
-        ASSERT_TRUE(reader.readData(reinterpret_cast<unsigned char*>(data.data()), uiSize));
-        EXPECT_NE(data.find('\0', 4), std::string::npos);
-    }
-    CShareMemory next;
-    ASSERT_TRUE(next.open(uiKey, CShareMemory::MODE_TYPE_WRITER, uiSize));
-    ASSERT_TRUE(writeWhenAllowed(next, "after"));
-    ASSERT_TRUE(pumpUntil([&] { return recorder.events.back() == "after"; }));
-    EXPECT_TRUE(logged("_Write was abandoned by its owner; taken over."));
-    next.close();
-    reader.close();
-
-    const unsigned int uiStaleKey = key();
-    CHelper stale("writer", uiStaleKey);
-    ASSERT_EQ(stale.line(), "before");
-    stale.wait(SIGKILL);
-    EXPECT_EQ(entriesOf(uiStaleKey).size(), 6u);
-    EXPECT_EQ(regionBytes(uiStaleKey).substr(4, 10), std::string("\6\0\0\0before", 10));
-    ASSERT_TRUE(reader.open(uiStaleKey, CShareMemory::MODE_TYPE_READER, 32));
-    EXPECT_EQ(regionBytes(uiStaleKey), std::string(40, '\0'));
-    reader.close();
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 #pragma once
 
 // Shared pieces of the channel tests: recorders for the listeners and the
-// log, plain sockets as the far side, frames built by hand, and the main
-// loop on the test thread.
+// log, and (not on Windows) plain sockets as the far side, frames built by
+// hand, and the main loop on the test thread.
 
 #include <document/CXMLElement.h>
 #include <document/CXMLParser.h>
@@ -25,11 +25,13 @@
 #include <string>
 #include <vector>
 
+#ifndef _WIN32 // the plain sockets of the far side are BSD sockets
 #include <arpa/inet.h>
 #include <linux/tcp.h> // tcp_info with the byte counters
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#endif
 
 namespace IpcTest {
 
@@ -37,16 +39,19 @@ using namespace Trell;
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 
-// Every log line, from any thread, as "[Level] message".
-class CLogRecorder : public ILogOuter
+inline const unsigned char* bytesOf(const std::string& text)
+{
+    return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+// Lines as text under a lock, from any thread.
+class CLines
 {
 public:
-    CLogRecorder() { CLog::setLogOuter(this); }
-    ~CLogRecorder() override { CLog::setLogOuter(nullptr); }
-    void outputLog(const CString& level, const CString&, const CString& message) override
+    void add(const std::string& line)
     {
         std::lock_guard<std::mutex> guard(m_mutex);
-        m_lines.push_back("[" + narrow(level) + "] " + narrow(message));
+        m_lines.push_back(line);
     }
     std::vector<std::string> lines() const
     {
@@ -67,65 +72,67 @@ private:
     std::vector<std::string> m_lines;
 };
 
-// What an endpoint's listener heard: 'c' connect, 'd' disconnect, 'r' a
-// received chunk, with the server's client handle (0 for a client).
-struct tagEvent
+// Every log line as "[Level] message".
+class CLogRecorder : public ILogOuter, public CLines
 {
-    char cKind;
-    unsigned int uiClient;
-    std::string bytes;
+public:
+    CLogRecorder() { CLog::setLogOuter(this); }
+    ~CLogRecorder() override { CLog::setLogOuter(nullptr); }
+    void outputLog(const CString& level, const CString&, const CString& message) override
+    {
+        add("[" + narrow(level) + "] " + narrow(message));
+    }
 };
 
-class CSocketRecorder : public ISocketClientListener, public ISocketServerListener
+inline std::string hex8(unsigned int uiValue)
+{
+    char sz[16];
+    std::snprintf(sz, sizeof(sz), "0x%08X", uiValue);
+    return sz;
+}
+
+// What an endpoint's listener heard, in order: "c" connect, "d" disconnect
+// (a server's with the client handle as "0x%08X"), "r" and a received chunk.
+class CSocketRecorder : public ISocketClientListener, public ISocketServerListener, public CLines
 {
     TRELL_DECLARE_ALLOCATOR(u"CSocketRecorder")
 
 public:
-    void onConnect(CSocketClient*) override { add('c', 0); }
-    void onDisconnect(CSocketClient*) override { add('d', 0); }
-    void onDataAvailable(CSocketClient*, unsigned char* pData, int iLength) override { add('r', 0, pData, iLength); }
-    void onConnect(CSocketServer*, unsigned int uiClient) override { add('c', uiClient); }
-    void onDisconnect(CSocketServer*, unsigned int uiClient) override { add('d', uiClient); }
-    void onDataAvailable(CSocketServer*, unsigned int uiClient, unsigned char* pData, int iLength) override
+    void onConnect(CSocketClient*) override { add("c"); }
+    void onDisconnect(CSocketClient*) override { add("d"); }
+    void onDataAvailable(CSocketClient*, unsigned char* pData, int iLength) override { received(pData, iLength); }
+    void onConnect(CSocketServer*, unsigned int uiClient) override { add("c" + hex8(uiClient)); }
+    void onDisconnect(CSocketServer*, unsigned int uiClient) override { add("d" + hex8(uiClient)); }
+    void onDataAvailable(CSocketServer*, unsigned int, unsigned char* pData, int iLength) override
     {
-        add('r', uiClient, pData, iLength);
+        received(pData, iLength);
     }
-    std::vector<tagEvent> events() const
+    bool waitFor(char cKind, unsigned int uiCount) const
     {
-        std::lock_guard<std::mutex> guard(m_mutex);
-        return m_events;
-    }
-    unsigned int count(char cKind) const
-    {
-        unsigned int n = 0;
-        for (const tagEvent& e : events())
-            n += e.cKind == cKind ? 1 : 0;
-        return n;
+        return waitUntil([&] {
+            unsigned int n = 0;
+            for (const std::string& l : lines())
+                n += l[0] == cKind ? 1 : 0;
+            return n >= uiCount;
+        });
     }
     // Every received chunk, in order, as one string.
     std::string received() const
     {
         std::string all;
-        for (const tagEvent& e : events())
-            all += e.bytes;
+        for (const std::string& l : lines())
+            all += l[0] == 'r' ? l.substr(1) : "";
         return all;
-    }
-    bool waitFor(char cKind, unsigned int uiCount) const
-    {
-        return waitUntil([&] { return count(cKind) >= uiCount; });
     }
 
 private:
-    void add(char cKind, unsigned int uiClient, const unsigned char* pData = nullptr, int iLength = 0)
+    void received(const unsigned char* pData, int iLength)
     {
-        std::lock_guard<std::mutex> guard(m_mutex);
-        m_events.push_back({cKind, uiClient, std::string(reinterpret_cast<const char*>(pData), pData ? iLength : 0)});
+        add("r" + std::string(reinterpret_cast<const char*>(pData), iLength));
     }
-
-    mutable std::mutex m_mutex;
-    std::vector<tagEvent> m_events;
 };
 
+#ifndef _WIN32
 // ---- plain sockets on the loopback ------------------------------------------
 
 // A descriptor closed at the end of its scope.
@@ -146,7 +153,6 @@ public:
             ::close(std::exchange(m_iFd, -1));
     }
     int get() const { return m_iFd; }
-    bool valid() const { return m_iFd >= 0; }
 
 private:
     int m_iFd;
@@ -161,9 +167,9 @@ inline unsigned short portOf(int iFd, bool bPeer = false)
     return ntohs(address.sin_port);
 }
 
-// A socket on 127.0.0.1 at `usPort`, connected there (bConnect) or bound
-// there and listening (port 0: of the system's choice, returned).
-inline CFd rawSocket(unsigned short& usPort, bool bConnect)
+// A socket on 127.0.0.1 connected to `usPort`, or (0) bound to a port of the
+// system's choice, returned there, and listening.
+inline CFd rawSocket(unsigned short& usPort)
 {
     CFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
@@ -171,22 +177,12 @@ inline CFd rawSocket(unsigned short& usPort, bool bConnect)
     address.sin_port = htons(usPort);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     const sockaddr* pAddress = reinterpret_cast<const sockaddr*>(&address);
-    if (bConnect)
+    if (usPort != 0)
         return ::connect(fd.get(), pAddress, sizeof(address)) == 0 ? std::move(fd) : CFd();
     EXPECT_EQ(0, ::bind(fd.get(), pAddress, sizeof(address)));
     EXPECT_EQ(0, ::listen(fd.get(), 4));
     usPort = portOf(fd.get());
     return fd;
-}
-
-inline CFd rawListen(unsigned short& usPort)
-{
-    return rawSocket(usPort = 0, false);
-}
-
-inline CFd rawConnect(unsigned short usPort)
-{
-    return rawSocket(usPort, true);
 }
 
 // Accepts within the deadline; invalid when nobody came.
@@ -231,12 +227,11 @@ inline bool rawPeerClosed(int iFd)
 inline int findOwnSocket(unsigned short usPort, unsigned short usPeer)
 {
     for (int iFd = 3; iFd < 4096; ++iFd) {
-        sockaddr_in local{};
+        sockaddr_in local{}, peer{};
         socklen_t length = sizeof(local);
         if (::getsockname(iFd, reinterpret_cast<sockaddr*>(&local), &length) != 0 || local.sin_family != AF_INET ||
             ntohs(local.sin_port) != usPort)
             continue;
-        sockaddr_in peer{};
         const bool bConnected = ::getpeername(iFd, reinterpret_cast<sockaddr*>(&peer), &length) == 0;
         if (bConnected ? ntohs(peer.sin_port) == usPeer : usPeer == 0)
             return iFd;
@@ -244,25 +239,21 @@ inline int findOwnSocket(unsigned short usPort, unsigned short usPeer)
     return -1;
 }
 
-// Bytes the system has received on a socket of this process.
-inline unsigned long long bytesReceived(int iFd)
-{
-    tcp_info info{};
-    socklen_t length = sizeof(info);
-    ::getsockopt(iFd, IPPROTO_TCP, TCP_INFO, &info, &length);
-    return info.tcpi_bytes_received;
-}
-
 // Sends bytes over `iRaw` that its far end in this process reads as one
 // chunk of their own: returns once they all arrived and were taken out.
 inline bool sendChunk(int iRaw, const std::string& bytes)
 {
     const int iOwn = findOwnSocket(portOf(iRaw, true), portOf(iRaw));
-    const unsigned long long ullTotal = (iOwn < 0 ? 0 : bytesReceived(iOwn)) + bytes.size();
+    auto received = [iOwn] {
+        tcp_info info{};
+        socklen_t length = sizeof(info);
+        ::getsockopt(iOwn, IPPROTO_TCP, TCP_INFO, &info, &length);
+        return info.tcpi_bytes_received;
+    };
+    const unsigned long long ullTotal = (iOwn < 0 ? 0 : received()) + bytes.size();
     int iQueued = -1;
-    return iOwn >= 0 && rawSend(iRaw, bytes) && waitUntil([&] {
-               return bytesReceived(iOwn) >= ullTotal && ::ioctl(iOwn, FIONREAD, &iQueued) == 0 && iQueued == 0;
-           });
+    return iOwn >= 0 && rawSend(iRaw, bytes) &&
+           waitUntil([&] { return received() >= ullTotal && ::ioctl(iOwn, FIONREAD, &iQueued) == 0 && iQueued == 0; });
 }
 
 // ---- the main loop and the data transfer --------------------------------------
@@ -302,11 +293,11 @@ public:
     }
     void onPageCMDAvailable(EOperationHandle eHandle, CString strName) override
     {
-        m_events.push_back("page " + std::to_string(eHandle) + " " + nameOf(strName));
+        m_events.push_back("page " + std::to_string(eHandle) + " " + (strName.isEmpty() ? "<null>" : narrow(strName)));
     }
     void onPopupCMDAvailable(EOperationHandle eHandle, CString strName) override
     {
-        m_events.push_back("popup " + std::to_string(eHandle) + " " + nameOf(strName));
+        m_events.push_back("popup " + std::to_string(eHandle) + " " + (strName.isEmpty() ? "<null>" : narrow(strName)));
     }
     void onLogicDataAvailable(CArrayPtr<unsigned char> bytes) override
     {
@@ -317,13 +308,6 @@ public:
         CString strText;
         pDocument->getRootElement()->saveTo(strText, false, false);
         m_events.push_back("xml " + narrow(strText));
-    }
-    static std::string nameOf(const CString& strName) { return strName.isEmpty() ? "<null>" : narrow(strName); }
-
-    // Runs the main loop until n events were heard.
-    bool waitFor(size_t n)
-    {
-        return pumpUntil([&] { return m_events.size() >= n; });
     }
 
     std::vector<std::string> m_events;
@@ -345,19 +329,26 @@ inline std::string xmlFrame(const std::string& text)
 
 inline const std::string XML_ROOT = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><root>";
 
-// A data transfer in client mode connected to a plain server socket of the
-// test, with the message center on the test thread.
-struct tagClientSession
+// A data transfer connected to a plain socket of the test, in client mode
+// (the test's socket listens) or in server mode (it connects), with the
+// message center on the test thread.
+struct tagSession
 {
-    tagClientSession()
+    explicit tagSession(bool bServer = false)
     {
         CMessageCenter::getInstance();
-        listener = rawListen(usPort);
         transfer->setListener(&events);
-        transfer->openAsClient(u"127.0.0.1", usPort);
-        accept();
+        if (bServer) {
+            listener.reset(); // its port is free for the data transfer
+            transfer->openAsServer(usPort, u"127.0.0.1");
+            EXPECT_TRUE(waitUntil([&] { return (peer = rawSocket(usPort)).get() >= 0; }));
+        } else {
+            transfer->openAsClient(u"127.0.0.1", usPort);
+            peer = rawAccept(listener.get());
+        }
+        connected();
     }
-    ~tagClientSession()
+    ~tagSession()
     {
         transfer.reset();
         CMessageCenter::getInstance()->clearMessageList();
@@ -366,7 +357,10 @@ struct tagClientSession
     void accept()
     {
         peer = rawAccept(listener.get());
-        EXPECT_TRUE(peer.valid());
+        connected();
+    }
+    void connected()
+    {
         EXPECT_TRUE(pumpUntil([&] { return !events.m_events.empty() && events.m_events.back() == "connect"; }));
         EXPECT_TRUE(transfer->isConnect());
         events.m_events.clear();
@@ -379,10 +373,12 @@ struct tagClientSession
     }
 
     unsigned short usPort = 0;
-    CFd listener;
+    CFd listener = rawSocket(usPort);
     CFd peer;
     CDataListener events;
     std::unique_ptr<CDataTransfer> transfer = std::make_unique<CDataTransfer>();
 };
+
+#endif
 
 } // namespace IpcTest
