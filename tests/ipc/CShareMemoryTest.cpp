@@ -1,6 +1,7 @@
 // The shared-memory channel within this process (readers and writer with
 // handles of their own, this thread handling the messages) and against a
-// reader in ecs_test_shm_helper killed with SIGKILL while it holds a block.
+// reader or writer in ecs_test_shm_helper killed with SIGKILL while it holds
+// or fills a block.
 // Every wait is bounded; the reaper ends a hung run.
 #include <ipc/CShareMemory.h>
 #include <ipc/CShareMemoryProxy.h>
@@ -195,35 +196,96 @@ TEST_F(CShareMemoryTest, BadInputIsRefused)
     writer.close();
 }
 
+// ecs_test_shm_helper in a mode: its pid, then its '@' lines without the mark.
+struct tagHelper
+{
+    tagHelper(const char* pszMode, unsigned int uiKey, unsigned int uiSize)
+        : pOut(popen(("exec " ECS_TEST_SHM_HELPER " " + std::string(pszMode) + " " + std::to_string(uiKey) + " " +
+                      std::to_string(uiSize))
+                         .c_str(),
+                     "re")),
+          pid(std::atoi(line(false).c_str()))
+    {}
+    ~tagHelper() { end(SIGKILL); }
+    std::string line(bool bAt = true)
+    {
+        for (char acLine[256]; pOut && std::fgets(acLine, sizeof(acLine), pOut);) {
+            if (!bAt || acLine[0] == '@')
+                return std::string(acLine + bAt, std::strcspn(acLine + bAt, "\n"));
+        }
+        return std::string();
+    }
+    // Signals it (0: none) and collects its status once it ended.
+    int end(int iSignal = 0)
+    {
+        if (!pOut)
+            return -1;
+        if (iSignal != 0)
+            ::kill(pid, iSignal);
+        const int iStatus = pclose(pOut);
+        pOut = nullptr;
+        return iStatus;
+    }
+    std::FILE* pOut;
+    pid_t pid;
+};
+
 // A lone reader process killed while it holds a block (so holding "_Write")
 // does not wedge the writer: it takes over what the reader left, with the
 // count repaired, and goes on.
 TEST_F(CShareMemoryTest, ReaderProcessKilledWhileHoldingTheRegionIsRecovered)
 {
     const unsigned int uiKey = key();
-    std::FILE* pOut = popen(("exec " ECS_TEST_SHM_HELPER " reader " + std::to_string(uiKey) + " 16").c_str(), "re");
-    ASSERT_NE(pOut, nullptr);
-    // Its pid, then its '@' lines without the mark.
-    auto line = [&](bool bAt = true) {
-        for (char acLine[256]; std::fgets(acLine, sizeof(acLine), pOut);) {
-            if (!bAt || acLine[0] == '@')
-                return std::string(acLine + bAt, std::strcspn(acLine + bAt, "\n"));
-        }
-        return std::string();
-    };
-    const pid_t pid = std::atoi(line(false).c_str());
-    ASSERT_EQ(line(), "ready");
+    tagHelper reader("reader", uiKey, 16);
+    ASSERT_EQ(reader.line(), "ready");
     CShareMemory writer;
     ASSERT_TRUE(writer.open(uiKey, CShareMemory::MODE_TYPE_WRITER, 16));
     ASSERT_TRUE(writeWhenAllowed(writer, "block"));
-    ASSERT_EQ(line(), "data block");
+    ASSERT_EQ(reader.line(), "data block");
     EXPECT_TRUE(refusedFor(writer, 200ms)) << "written while the reader holds";
-    ::kill(pid, SIGKILL);
-    pclose(pOut);
+    reader.end(SIGKILL);
     ASSERT_TRUE(writeWhenAllowed(writer, "after"));
     EXPECT_TRUE(m_log.count("_Write was abandoned by its owner; taken over.") > 0);
     EXPECT_TRUE(m_log.count(": a reader died; the reader count goes from 1 to 0.") > 0);
     writer.close();
+}
+
+// A writer killed while it copies a block never announces it: the reader
+// here delivers nothing torn and does not hang, and the next writer's block
+// arrives whole.
+TEST_F(CShareMemoryTest, WriterKilledMidCopyLeavesNothingTorn)
+{
+    const unsigned int uiKey = key(), uiSize = 64u << 20;
+    CShareMemory reader;
+    tagRecorder recorder(reader);
+    bool bTorn = false;
+    recorder.onData = [&](const std::string& block) {
+        for (std::size_t i = 4; block.compare(0, 4, "PAT:") == 0 && i < block.size(); ++i)
+            bTorn = bTorn || static_cast<unsigned char>(block[i]) != ((i * 131u + 7u) | 1u);
+    };
+    ASSERT_TRUE(reader.open(uiKey, CShareMemory::MODE_TYPE_READER, uiSize));
+    tagHelper writer("tear", uiKey, uiSize);
+    ASSERT_EQ(writer.line(), "before");
+    ASSERT_TRUE(pumpUntil([&] { return recorder.events.size() == 1; }));
+    const bool bCopied = writer.line() == "complete";
+    const int iStatus = writer.end();
+    ASSERT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGKILL);
+    waitUntil([] { return pumpMessages(), false; }, 1s);
+    EXPECT_FALSE(bTorn);
+    if (!bCopied) {
+        // Killed mid-copy: the length is in, part of the data is not (the
+        // pattern has no zero byte; a memcpy may write the end first).
+        EXPECT_EQ(recorder.events.size(), 1u);
+        std::string data(uiSize, '-');
+        ASSERT_TRUE(reader.readData(reinterpret_cast<unsigned char*>(data.data()), uiSize));
+        EXPECT_NE(data.find('\0', 4), std::string::npos);
+    }
+    CShareMemory next;
+    ASSERT_TRUE(next.open(uiKey, CShareMemory::MODE_TYPE_WRITER, uiSize));
+    ASSERT_TRUE(writeWhenAllowed(next, "after"));
+    ASSERT_TRUE(pumpUntil([&] { return recorder.events.back() == "after"; }));
+    next.close();
+    reader.close();
 }
 
 } // namespace

@@ -4,16 +4,22 @@
 //   reader <key> <size>  opens a reader, reports "ready", then "data <text>"
 //                        for the first block, which it holds from then on
 //   writer <key> <size>  opens a writer, writes "before" and reports it
+//   tear <key> <size>    a writer that then writes a block of the whole size
+//                        and kills itself as soon as its length shows in the
+//                        region, that is while its data is being copied
 #include <ipc/CShareMemory.h>
 #include <ipc/IShareMemoryListener.h>
 #include <message/CMessageCenter.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <thread>
 
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 using namespace Trell;
@@ -55,6 +61,25 @@ int main(int argc, char** argv)
     while (!bReader && !peer.channel.writeData(reinterpret_cast<const unsigned char*>("before"), 6))
         usleep(200);
     std::fputs(bReader ? "@ready\n" : "@before\n", stdout);
+    if (std::string(argv[1]) == "tear") {
+        // A second mapping of the region: the length (offset 4 after the
+        // 32-byte object header) appears as the copy of the data begins.
+        const int fd = open(("/dev/shm/trell.mem." + std::string(argv[2]) + "_ShareMemory").c_str(), O_RDONLY);
+        void* pView = mmap(nullptr, 64, PROT_READ, MAP_SHARED, fd, 0);
+        if (fd < 0 || pView == MAP_FAILED)
+            return 1;
+        std::thread([pView, uiSize] {
+            while (*reinterpret_cast<const volatile unsigned int*>(static_cast<char*>(pView) + 36) != uiSize) {
+            }
+            kill(getpid(), SIGKILL);
+        }).detach();
+        std::string block(uiSize, '\0');
+        for (unsigned int i = 0; i < uiSize; ++i)
+            block[i] = i < 4 ? "PAT:"[i] : static_cast<char>((i * 131u + 7u) | 1u);
+        while (!peer.channel.writeData(reinterpret_cast<const unsigned char*>(block.data()), uiSize))
+            usleep(200);
+        std::fputs("@complete\n", stdout); // the copy outran the killer
+    }
     for (; std::chrono::steady_clock::now() < s_end; usleep(200)) {
         while (CObjectPtr<CBaseMessage> pMessage = pCenter->popMessage())
             pMessage->handleMessage();
