@@ -122,6 +122,10 @@ TEST(CDataTransfer, DeliversCommandsAndDataOnTheMainThread)
     s.send(frame("x"));
     ASSERT_TRUE(pumpUntil([&] { return s.events.m_events.size() >= 1; }));
     EXPECT_EQ(std::vector<std::string>{"raw " + frame("x")}, s.events.m_events);
+    // The peer leaving is a disconnect at a server too.
+    s.peer.reset();
+    EXPECT_TRUE(pumpUntil([&] { return s.events.m_events.back() == "disconnect"; }));
+    EXPECT_FALSE(s.transfer->isConnect());
 }
 
 // Chunk by chunk: how many bytes are held back after each, and what is
