@@ -436,11 +436,12 @@ TEST_F(MessageCenter, CountsAndDeletesByTypeIDAndTimer)
     center->pushMessage(first);
     center->pushMessage(new CEntryMessage({3}));
     EXPECT_EQ(live(), 1) << "the merged message was not destroyed";
+    center->pushMessage(new CCountedMessage(40, 9)); // of the timer type, without entries: kept
     center->pushRenderMessage(4);
     center->pushMessage(new CEntryMessage({2}));
     center->deleteTimerMessage(2);
     EXPECT_EQ(first->m_entries, (std::vector<std::uintptr_t>{1, 3}));
-    EXPECT_EQ(drain(), (Order{"40:0x2", "1:4"}));
+    EXPECT_EQ(drain(), (Order{"40:0x2", "40:9", "1:4"}));
 }
 
 TEST_F(MessageCenter, MixedFloodsFollowTheReferenceModel)
