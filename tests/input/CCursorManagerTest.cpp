@@ -116,7 +116,7 @@ static_assert(CCursor::TOUCH_STATUS_NONE == 0 && CCursor::TOUCH_STATUS_WHEEL == 
 // release the speed over the track, clamped, truncated toward 0. A wheel
 // turn has id 0, timestamp 0 and its amount in the distance. Nothing for a
 // finger that is not down; a second down is dropped (the first stays the
-// reference); nothing at all while disabled, but a finger that stayed down
+// reference); nothing at all while disabled (a new manager is), but a finger that stayed down
 // is released once enabled again.
 TEST_F(CursorManager, DragSpeedsWheelTurnsAndIgnoredFingers)
 {
@@ -145,6 +145,9 @@ TEST_F(CursorManager, DragSpeedsWheelTurnsAndIgnoredFingers)
     manager.removeCursor(5, 20, 30, 120);
     manager.updateCursor(5, 21, 31, 130);
     manager.addCursor(6, 0, 0, 200);
+    CCursorManager fresh; // disabled until enabled
+    fresh.setTouchListener(&listener);
+    fresh.addCursor(8, 0, 0, 200);
     manager.setEnable(false);
     manager.removeCursor(6, 1, 1, 220);
     manager.wheelCursor(0, 0, 1);
