@@ -407,15 +407,25 @@ bool CConfigParser::save()
     if (!m_bModified)
         return true;
 
+    // A write refused for want of memory leaves its attribute as it was (or
+    // empty): each one is read back, and the file is not replaced by a
+    // document that lacks the change. The change stays pending for a retry.
     m_pRoot->setAttribute(u"merge_window", m_bMergeWindow);
+    bool bWritten = m_pRoot->getAttributeBool(u"merge_window") == m_bMergeWindow;
     if (CXMLElement* pSurfaceSet = m_pRoot->getSingleChild(u"surface_set")) {
-        CDataArray<CXMLElement*> aryElements;
-        pSurfaceSet->getChildren(u"surface", aryElements);
-        for (unsigned int i = 0; i < aryElements.getCount() && i < m_arySurfaces.getCount(); ++i) {
-            aryElements[i]->setAttribute(u"width", m_arySurfaces[i]->width);
-            aryElements[i]->setAttribute(u"height", m_arySurfaces[i]->height);
+        for (unsigned int i = 0, uiSurface = 0; i < pSurfaceSet->getChildCount(); ++i) {
+            CXMLElement* pElement = pSurfaceSet->getChildByIndex(i);
+            if (pElement->getName().compare(u"surface") != 0 || uiSurface >= m_arySurfaces.getCount())
+                continue;
+            const tagSurface* pSurface = m_arySurfaces[uiSurface++];
+            pElement->setAttribute(u"width", pSurface->width);
+            pElement->setAttribute(u"height", pSurface->height);
+            bWritten = bWritten && pElement->getAttributeUInt(u"width") == pSurface->width &&
+                       pElement->getAttributeUInt(u"height") == pSurface->height;
         }
     }
+    if (!bWritten)
+        return false;
 
     // Always UTF-8, whatever the file was read as.
     CString strText(u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");

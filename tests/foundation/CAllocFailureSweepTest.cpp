@@ -22,6 +22,7 @@
 #include <cstdio>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 
 using namespace Trell;
@@ -128,6 +129,27 @@ std::vector<tagOperation> operations()
                  return config->isUsedForStudio() && config->getSurfaceCount() == 2 && main && main->width == 800 &&
                         main->name.compare(u"main") == 0 && config->getTouchParam()->waver_distance == 41 &&
                         config->getThread()->getPriority(u"tm") == 7;
+             });
+             CConfigParser::deleteInstance();
+             return outcome;
+         }},
+        {"configuration save",
+         [] {
+             // Loaded in the same run, so the load's allocations are refused
+             // too; each save turns the switch over, so a save that writes
+             // nothing shows.
+             CConfigParser* config = CConfigParser::getInstance();
+             bool ok = config && config->load(widen(tempPath("engine.xml")));
+             const bool bMerge = ok && !config->isMergeWindow();
+             if (ok) {
+                 config->setMergeWindow(bMerge);
+                 ok = config->save();
+             }
+             const EOutcome outcome = verdict(ok, [&] {
+                 std::ifstream file(tempPath("engine.xml"));
+                 const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+                 return (text.find("merge_window=\"true\"") != std::string::npos) == bMerge &&
+                        text.find("waver_distance=\"41\"") != std::string::npos;
              });
              CConfigParser::deleteInstance();
              return outcome;
