@@ -1,113 +1,18 @@
-#include <configuration/CConfigParser.h>
-#include <input/Input.h>
-#include <message/CMessageCenterProxy.h>
-#include <platform/CPlatformFactory.h>
+#include "input/InputTestSupport.h"
 
-#include "HeadlessSurface.h"
-#include "timer/TimerTestSupport.h"
+#include <message/CMessageCenterProxy.h>
 
 #if defined(ECS_MEMORY_TESTING)
 #include "foundation/MemTesting.h"
 #endif
 
-#include <algorithm>
-#include <climits>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <thread>
 
-using namespace Trell;
-using TimerTest::pumpMessages;
+using namespace InputTest;
 
 namespace {
-
-using Fields = std::vector<long long>;
-using Heard = std::vector<Fields>;
-
-// Each call as the cursor's ten fields, with the status of the callback
-// that heard it in the status's place. Test thread only (it pumps).
-class CRecordingListener : public ITouchListener
-{
-public:
-    void onTouchPress(const CCursor& c) override { hear(c, 1); }
-    void onTouchMove(const CCursor& c) override { hear(c, 2); }
-    void onTouchRelease(const CCursor& c) override { hear(c, 3); }
-    void onTouchWheel(const CCursor& c) override { hear(c, 4); }
-    void hear(const CCursor& c, long long llCallback)
-    {
-        heard.push_back({c.getID(), llCallback, c.getX(), c.getXDelta(), c.getXSpeed(), c.getY(), c.getYDelta(),
-                         c.getYSpeed(), c.getDistance(), c.getTimestamp()});
-    }
-    long long count(long long llCallback) const
-    {
-        return std::count_if(heard.begin(), heard.end(), [&](const Fields& f) { return f[1] == llCallback; });
-    }
-    Heard heard;
-};
-
-bool loadConfiguration(const char* pszXml)
-{
-    const std::filesystem::path path = std::filesystem::temp_directory_path() / "input-test-config.xml";
-    std::ofstream(path) << pszXml;
-    const bool bLoaded = CConfigParser::getInstance()->load(CString(path.u16string().c_str()));
-    std::filesystem::remove(path);
-    return bLoaded;
-}
-
-const char* const kSurfaces = "<e><surface_set><surface name=\"main\" offset_x=\"-5\" width=\"800\" height=\"480\"/>"
-                              "<surface name=\"popup\" width=\"200\" height=\"100\"/><surface name=\"main\"/>"
-                              "</surface_set></e>";
-
-// An enabled cursor manager with a recording listener; leaves no singleton
-// behind. The main loop and the test clock are the timer tests'.
-class CInputFixture : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        CMessageCenter::getInstance(); // made on this thread before any producer runs
-        manager.setTouchListener(&listener);
-        manager.setEnable(true);
-    }
-    void TearDown() override
-    {
-        manager.unInitialize();
-        CSurface::deleteInstance();
-        if (CTimerManager::hasInstance())
-            CTimerManager::getInstance()->stop();
-        CTimerManager::deleteInstance();
-        CMessageCenter::deleteInstance();
-        CConfigParser::deleteInstance();
-        CPlatformFactory::deleteInstance();
-        TickClock::setSource(nullptr);
-    }
-    // What the listener hears from the messages queued now.
-    Heard drain()
-    {
-        listener.heard.clear();
-        pumpMessages();
-        return listener.heard;
-    }
-    // Sets the clock, lets a check see it and runs the main loop; returns
-    // how many events the listener heard.
-    size_t at(unsigned int uiNow)
-    {
-        TimerTest::g_uiFakeNow.store(uiNow);
-        listener.heard.clear();
-        EXPECT_TRUE(TimerTest::settle(1, true));
-        return listener.heard.size();
-    }
-
-    // Outlives the surfaces, whose platform surfaces report back to it.
-    Headless::CHeadlessPlatformFactory factory;
-    CRecordingListener listener;
-    CCursorManager manager;
-};
-
 using CursorManager = CInputFixture;
-using Surface = CInputFixture;
-
 } // namespace
 
 static_assert(CCursor::TOUCH_STATUS_NONE == 0 && CCursor::TOUCH_STATUS_WHEEL == 4);
@@ -116,8 +21,8 @@ static_assert(CCursor::TOUCH_STATUS_NONE == 0 && CCursor::TOUCH_STATUS_WHEEL == 
 // release the speed over the track, clamped, truncated toward 0. A wheel
 // turn has id 0, timestamp 0 and its amount in the distance. Nothing for a
 // finger that is not down; a second down is dropped (the first stays the
-// reference); nothing at all while disabled (a new manager is), but a finger that stayed down
-// is released once enabled again.
+// reference); nothing at all while disabled (as a new manager is), but a
+// finger that stayed down is released once enabled again.
 TEST_F(CursorManager, DragSpeedsWheelTurnsAndIgnoredFingers)
 {
     manager.wheelCursor(12, 34, -120);
@@ -298,64 +203,4 @@ TEST_F(CInputFixture, FingersFromAnotherThreadAreEachReleasedOnce)
     EXPECT_EQ(listener.count(1), kFingers);
     EXPECT_GE(listener.count(2), kFingers * 10);
     EXPECT_TRUE(CSurface::s_aryInstance.getCount() == 8u && factory.getSurface(7) != nullptr);
-}
-
-// The array grows with empty entries up to the index; an entry once made is
-// returned whatever the flag says; the platform surface comes from the
-// registered factory only and dies with its surface. Lookup by name goes
-// through the first configuration record with that exact name.
-TEST_F(Surface, InstancesGrowAndAreFoundByName)
-{
-    CSurface* pThree = CSurface::getInstance(3, false);
-    EXPECT_EQ(CSurface::s_aryInstance.getAt(2), nullptr);
-    EXPECT_EQ(CSurface::getInstance(3, true), pThree);
-    EXPECT_EQ(pThree->getSurfaceParam(), nullptr);
-    CPlatformFactory::getInstance()->registerFactory(&factory);
-    ISurface* pPlatform = CSurface::getInstance(0, true)->getSurfaceParam();
-    EXPECT_EQ(pPlatform, factory.getSurface(0));
-    EXPECT_EQ(CSurface::getInstance(UINT_MAX, true), nullptr);
-    EXPECT_EQ(CSurface::s_aryInstance.getCount() + factory.getLiveCount(), 5u);
-
-    CSurface* pOne = CSurface::getInstance(1, false);
-    EXPECT_EQ(CSurface::getSurfaceByByName(CString(u"popup")), nullptr) << "no configuration";
-    ASSERT_TRUE(loadConfiguration(kSurfaces));
-    EXPECT_EQ(CSurface::getSurfaceByByName(CString(u"popup")), pOne);
-    EXPECT_EQ(CSurface::getSurfaceByByName(CString(u"main")), CSurface::s_aryInstance.getAt(0));
-    CSurface::deleteInstance();
-    EXPECT_EQ(CSurface::s_aryInstance.getCount() + factory.getLiveCount(), 0u);
-}
-
-// initialize takes the record at the index, then asks the platform surface;
-// the platform's paint, close and moves arrive as messages and values;
-// uninitialising forgets the fingers.
-TEST_F(Surface, InitializeAndNotifications)
-{
-    ASSERT_TRUE(loadConfiguration(kSurfaces));
-    EXPECT_FALSE(CSurface::getInstance(1, false)->initialize()) << "no platform surface";
-    CPlatformFactory::getInstance()->registerFactory(&factory);
-    EXPECT_FALSE(CSurface::getInstance(3, true)->initialize()) << "no record at 3";
-    CSurface* pMain = CSurface::getInstance(0, true);
-    Headless::CHeadlessSurface* pPlatform = factory.getSurface(0);
-    EXPECT_TRUE(pMain->initialize());
-    factory.setInitializeResult(false);
-    EXPECT_FALSE(pMain->initialize());
-    EXPECT_EQ(pMain->getSurfaceWidth() + pMain->getSurfaceHeight(), 1280u);
-
-    pPlatform->paint();
-    pPlatform->paint();
-    pPlatform->close();
-    EXPECT_EQ(CMessageCenter::getInstance()->popMessage()->getType(), CBaseMessage::MESSAGE_TYPE_QUIT);
-    EXPECT_EQ(CMessageCenter::getInstance()->popMessage()->getType(), CBaseMessage::MESSAGE_TYPE_RENDER);
-    EXPECT_EQ(pMain->getSurfaceX(), 0) << "the window's position replaces the record's";
-    pPlatform->move(30, -40);
-    pPlatform->resize(640, 360);
-    EXPECT_EQ(pMain->getSurfaceY(), -40);
-    EXPECT_EQ(pMain->getSurfaceWidth() + pMain->getSurfaceHeight() + pPlatform->getPosRefreshCount(), 1002u);
-
-    pMain->setTouchListener(&listener);
-    pMain->setEnable(true);
-    pMain->getCursorManager().addCursor(1, 0, 0, 10);
-    pMain->unInitialize();
-    pMain->getCursorManager().removeCursor(1, 20);
-    EXPECT_EQ(drain().size() + pPlatform->getUnInitializeCount(), 2u);
 }

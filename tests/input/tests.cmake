@@ -1,5 +1,6 @@
 list(APPEND ECS_TESTS
     input/CCursorManagerTest.cpp
+    input/CSurfaceTest.cpp
 )
 # The refused-allocation test needs the memory manager's test hooks.
 if(ECS_MEMORY_TESTING)
